@@ -1,0 +1,1 @@
+// The moving rectangles exported by name only.

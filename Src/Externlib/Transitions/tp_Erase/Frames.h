@@ -1,0 +1,144 @@
+/// \file Frames.h
+/// Views of the host's frames, planar and packed: one call's output and two inputs side by side, a
+/// row of them at a time. A row takes spans of pixel columns [x0, x1), cuts them to the frame and
+/// knows pitch, pixel size and chroma subsampling, so that a transition speaks of columns only.
+#pragma once
+
+#include "Pixels.h"
+#include "Rows.h"
+#include "tp_Erase.h"
+
+#include <Ozmu_ImageProc.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+
+namespace tp {
+
+/// Which of the two inputs.
+enum class Input { One, Two };
+
+/// The same place in the output and in both inputs.
+struct Triple {
+    std::uint8_t *out;
+    const std::uint8_t *in1;
+    const std::uint8_t *in2;
+
+    Triple At(std::ptrdiff_t offset) const { return {out + offset, in1 + offset, in2 + offset}; }
+    const std::uint8_t *From(Input input) const { return input == Input::One ? in1 : in2; }
+    /// Copies the samples [begin, end) from one input to the same place.
+    void Copy(Input input, std::ptrdiff_t begin, std::ptrdiff_t end) const {
+        CopyBytes(out + begin, From(input) + begin, end - begin);
+    }
+};
+
+/// One row of pixels in planar layout. An even row carries the chroma row that belongs to it and to
+/// the odd row below: the sample of an even column is written with that column's pixel, those of
+/// odd rows and columns never.
+struct PlanarRow {
+    Triple luma;
+    Triple cb; ///< valid in even rows
+    Triple cr; ///< valid in even rows
+    bool hasChroma;
+    int width;
+
+    /// Shows the columns [x0, x1) of one input in place.
+    void Copy(Input input, int x0, int x1) const {
+        x0 = std::max(x0, 0);
+        x1 = std::min(x1, width);
+        if (x0 >= x1)
+            return;
+        luma.Copy(input, x0, x1);
+        if (hasChroma) {
+            cb.Copy(input, HalfUp(x0), HalfUp(x1));
+            cr.Copy(input, HalfUp(x0), HalfUp(x1));
+        }
+    }
+};
+
+/// One call's three frames in planar layout, all with the output's geometry.
+struct PlanarFrames {
+    int width;
+    int height;
+    std::ptrdiff_t pitchY;
+    std::ptrdiff_t pitchUV;
+    Triple y;
+    Triple u;
+    Triple v;
+
+    PlanarFrames(const YUVImage *out, const YUVImage *in1, const YUVImage *in2)
+        : width(out->nWidth), height(out->nHeight), pitchY(out->nPitchY), pitchUV(out->nPitchUV),
+          y{out->pY, in1->pY, in2->pY}, u{out->pU, in1->pU, in2->pU}, v{out->pV, in1->pV, in2->pV} {
+    }
+
+    std::ptrdiff_t LumaBytes() const { return pitchY * height; }
+    std::ptrdiff_t ChromaBytes() const { return pitchUV * HalfUp(height); }
+
+    PlanarRow Row(int row) const {
+        const Triple luma = y.At(row * pitchY);
+        if (row & 1)
+            return {luma, {}, {}, false, width};
+        const std::ptrdiff_t offset = (row >> 1) * pitchUV;
+        return {luma, u.At(offset), v.At(offset), true, width};
+    }
+
+    /// Copies the planes of one input whole, padding included.
+    void CopyPlanes(Input input) const {
+        y.Copy(input, 0, LumaBytes());
+        u.Copy(input, 0, ChromaBytes());
+        v.Copy(input, 0, ChromaBytes());
+    }
+
+    /// Copies the visible part of one input; padding stays.
+    void CopyPicture(Input input) const {
+        for (int row = 0; row < height; ++row)
+            Row(row).Copy(input, 0, width);
+    }
+
+    /// Fills the output's planes, padding included, with video black.
+    void FillBlack() const {
+        FillBytes(y.out, kBlack, LumaBytes());
+        FillBytes(u.out, kNeutral, ChromaBytes());
+        FillBytes(v.out, kNeutral, ChromaBytes());
+    }
+};
+
+/// One row of pixels in packed layout, 4 bytes each.
+struct PackedRow {
+    Triple bytes;
+    int width;
+
+    /// Shows the columns [x0, x1) of one input in place.
+    void Copy(Input input, int x0, int x1) const {
+        x0 = std::max(x0, 0);
+        x1 = std::min(x1, width);
+        bytes.Copy(input, std::ptrdiff_t(x0) * 4, std::ptrdiff_t(x1) * 4);
+    }
+};
+
+/// One call's three frames in packed layout: width and height of the output, rows of width * 4
+/// bytes without padding in all three.
+struct PackedFrames {
+    int width;
+    int height;
+    Triple pixels;
+
+    /// Asks the imaging library: the output's size, then the pixels of all three.
+    PackedFrames(void *out, void *in1, void *in2)
+        : width(DIGetWidth(out)),
+          height(DIGetHeight(out)), pixels{DIGetBits(out), DIGetBits(in1), DIGetBits(in2)} {}
+
+    std::ptrdiff_t Pitch() const { return std::ptrdiff_t(width) * 4; }
+    /// The bytes of a frame, counted in signed 32-bit arithmetic, which wraps from 2 GiB on.
+    std::int32_t Bytes() const { return width * 4 * height; }
+
+    PackedRow Row(int row) const { return {pixels.At(row * Pitch()), width}; }
+    /// The row counted from the last one in memory, which is a bottom-up picture's top row.
+    PackedRow RowFromEnd(int row) const { return Row(height - 1 - row); }
+
+    /// Copies one input whole.
+    void CopyPicture(Input input) const { pixels.Copy(input, 0, Bytes()); }
+};
+
+} // namespace tp

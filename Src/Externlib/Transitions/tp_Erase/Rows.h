@@ -1,0 +1,56 @@
+/// \file Rows.h
+/// Row kernels: bytes in, bytes out, over contiguous ranges. They know nothing of frames, progress
+/// or transitions. A count below 1 does nothing; output and inputs never overlap.
+#pragma once
+
+#include "Isa.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+namespace tp {
+
+/// Copies count bytes.
+inline void CopyBytes(std::uint8_t *out, const std::uint8_t *in, std::ptrdiff_t count) {
+    if (count > 0)
+        std::memcpy(out, in, static_cast<std::size_t>(count));
+}
+
+/// Sets count bytes.
+inline void FillBytes(std::uint8_t *out, std::uint8_t value, std::ptrdiff_t count) {
+    if (count > 0)
+        std::memset(out, value, static_cast<std::size_t>(count));
+}
+
+/// The kernels of one instruction set.
+struct RowKernels {
+    /// out[i] = BlendYuv(a[i], b[i], weights[i]).
+    void (*blendYuv)(std::uint8_t *out, const std::uint8_t *a, const std::uint8_t *b,
+                     const std::uint8_t *weights, std::ptrdiff_t count);
+    /// out[i] = BlendRgb(a[i], b[i], weights[i]).
+    void (*blendRgb)(std::uint8_t *out, const std::uint8_t *a, const std::uint8_t *b,
+                     const std::uint8_t *weights, std::ptrdiff_t count);
+};
+
+namespace baseline {
+extern const RowKernels kRows;
+}
+
+#ifdef TP_WIDE_ISAS
+namespace avx2 {
+extern const RowKernels kRows;
+}
+namespace avx512 {
+extern const RowKernels kRows;
+}
+inline const RowKernels &Rows() {
+    return ChooseKernels(baseline::kRows, avx2::kRows, avx512::kRows);
+}
+#else
+inline const RowKernels &Rows() {
+    return baseline::kRows;
+}
+#endif
+
+} // namespace tp

@@ -1,0 +1,1 @@
+// Shader-style transitions: geometry per pixel in floating point.

@@ -1,0 +1,1 @@
+// Triangles and rings, exported by name only.

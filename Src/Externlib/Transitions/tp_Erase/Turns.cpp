@@ -1,0 +1,1 @@
+// Turns and rolls: the outgoing frame flips over or rolls away.

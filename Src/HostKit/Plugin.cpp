@@ -1,0 +1,106 @@
+#include "Plugin.h"
+
+#include <algorithm>
+#include <cctype>
+#include <dlfcn.h>
+#include <stdexcept>
+
+namespace hostkit {
+
+namespace {
+
+/// Names and GUIDs are plain ASCII in the plug-in; anything else shows as '?'.
+std::string Narrow(const wchar_t *text, std::size_t size) {
+    std::string result;
+    for (std::size_t i = 0; i < size && text[i]; ++i)
+        result += text[i] > 0 && text[i] < 128 ? static_cast<char>(text[i]) : '?';
+    return result;
+}
+
+bool EqualIgnoringCase(std::string_view a, std::string_view b) {
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](unsigned char x, unsigned char y) {
+        return std::tolower(x) == std::tolower(y);
+    });
+}
+
+std::string Mangled(std::string_view function, const char *parameters) {
+    return "_Z" + std::to_string(function.size()) + std::string(function) + parameters;
+}
+
+} // namespace
+
+std::string MangledYUV(std::string_view function) {
+    return Mangled(function, "P8YUVImagePKS_S2_PK10TransParam");
+}
+
+std::string MangledRGB(std::string_view function) {
+    return Mangled(function, "PvS_S_PK10TransParam");
+}
+
+Plugin::Plugin(const std::filesystem::path &path) : file(path) {
+    // An absolute path keeps dlopen from searching the system's folders instead.
+    library = dlopen(std::filesystem::absolute(file).c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (!library)
+        throw std::runtime_error("cannot load the plug-in " + file.string() + ": " + dlerror());
+    try {
+        ReadRegistry();
+        ReadNamed();
+    } catch (...) {
+        Close();
+        throw;
+    }
+}
+
+Plugin::~Plugin() {
+    Close();
+}
+
+void Plugin::Close() {
+    dlclose(library);
+}
+
+void *Plugin::Symbol(const char *symbol) const {
+    return dlsym(library, symbol);
+}
+
+void Plugin::ReadRegistry() {
+    const auto type = reinterpret_cast<decltype(&GetTransType)>(Symbol("GetTransType"));
+    const auto count = reinterpret_cast<decltype(&GetTransCount)>(Symbol("GetTransCount"));
+    const auto info = reinterpret_cast<decltype(&GetTransInfo)>(Symbol("GetTransInfo"));
+    if (!type || !count || !info)
+        throw std::runtime_error(file.string() + " is not a transition plug-in: it lacks " +
+                                 "GetTransType, GetTransCount or GetTransInfo");
+    category = type();
+    for (int i = 0; i < count(); ++i) {
+        const TransInfo *row = info(i);
+        if (!row)
+            throw std::runtime_error(file.string() + " has no record for transition " +
+                                     std::to_string(i));
+        transitions.push_back({i, Narrow(row->szName, std::size(row->szName)),
+                               Narrow(row->szGUID, std::size(row->szGUID)), row->pfnTransYUV,
+                               row->pfnTransRGB});
+    }
+}
+
+void Plugin::ReadNamed() {
+    for (const NamedTrans &named : g_arNamedTrans) {
+        const std::string name = named.szName;
+        const auto yuv = reinterpret_cast<TransFuncYUV>(Symbol(MangledYUV(name).c_str()));
+        const auto rgb = reinterpret_cast<TransFuncRGB>(Symbol(MangledRGB(name + "RGB").c_str()));
+        if (yuv || rgb)
+            transitions.push_back({-1, name, "", yuv, rgb});
+    }
+}
+
+const Transition *Plugin::Find(std::string_view name) const {
+    const auto find = [&](auto equal) -> const Transition * {
+        const auto found = std::find_if(transitions.begin(), transitions.end(),
+                                        [&](const Transition &t) { return equal(t.name, name); });
+        return found == transitions.end() ? nullptr : &*found;
+    };
+    if (const Transition *exact = find(std::equal_to<std::string_view>()))
+        return exact;
+    return find(EqualIgnoringCase);
+}
+
+} // namespace hostkit

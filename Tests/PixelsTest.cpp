@@ -1,0 +1,87 @@
+// The integer conventions over their whole domain, against the plain divisions they stand for, and
+// the row kernels of every instruction set against them.
+
+#include "Pixels.h"
+#include "Rows.h"
+#include "Support.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <vector>
+
+namespace {
+
+using namespace tp;
+
+TEST(Pixels, ConvertTruncatesAndRejects) {
+    constexpr double infinity = std::numeric_limits<double>::infinity();
+    const std::pair<double, std::int32_t> cases[] = {
+        {0.0, 0},
+        {-0.9, 0},
+        {1.999999, 1},
+        {-1.999999, -1},
+        {2147483647.9, INT32_MAX},
+        {2147483648.0, INT32_MIN},
+        {-2147483648.9, INT32_MIN},
+        {-2147483649.0, INT32_MIN},
+        {1e300, INT32_MIN},
+        {infinity, INT32_MIN},
+        {-infinity, INT32_MIN},
+        {std::nan(""), INT32_MIN},
+    };
+    for (const auto &[value, expected] : cases)
+        EXPECT_EQ(Convert(value), expected) << value;
+    EXPECT_EQ(Position(0.5, 1, 1.0), 1);
+    EXPECT_EQ(Position(1.0, 100, 0.0), INT32_MIN);
+}
+
+TEST(Pixels, BlendsDivideEachProductOnItsOwn) {
+    for (unsigned n = 0; n <= 65534; ++n)
+        ASSERT_EQ(Div255(n), n / 255);
+    for (unsigned w = 0; w < 256; ++w)
+        for (unsigned a = 0; a < 256; ++a)
+            for (unsigned b = 0; b < 256; b += 5) {
+                ASSERT_EQ(BlendYuv(a, b, w), a * w / 255 + b * (255 - w) / 255);
+                ASSERT_EQ(BlendRgb(a, b, w), (a * w >> 8) + (b * (255 - w) >> 8));
+            }
+}
+
+TEST(Pixels, RampRunsFromTwoToFullWeight) {
+    EXPECT_EQ(RampWeight(-1), -2);
+    EXPECT_EQ(RampWeight(0), 0);
+    EXPECT_EQ(RampWeight(1), 2);
+    EXPECT_EQ(RampWeight(100), 255);
+}
+
+/// The kernel tables that this machine can run.
+std::vector<const RowKernels *> RunnableKernels() {
+    std::vector<const RowKernels *> kernels = {&baseline::kRows};
+#ifdef TP_WIDE_ISAS
+    if (ChosenIsa() >= Isa::Avx2)
+        kernels.push_back(&avx2::kRows);
+    if (ChosenIsa() >= Isa::Avx512)
+        kernels.push_back(&avx512::kRows);
+#endif
+    return kernels;
+}
+
+TEST(Rows, BlendKernelsEqualTheFormulaAtEveryLength) {
+    for (const RowKernels *kernels : RunnableKernels())
+        for (std::size_t length = 0; length < 300; length += length < 70 ? 1 : 23) {
+            GuardedBuffer a(length), b(length), weights(length), yuv(length), rgb(length);
+            FillRandom(a.Bytes(), length);
+            FillRandom(b.Bytes(), length + 1000);
+            FillRandom(weights.Bytes(), length + 2000);
+            kernels->blendYuv(yuv.Data(), a.Data(), b.Data(), weights.Data(), length);
+            kernels->blendRgb(rgb.Data(), a.Data(), b.Data(), weights.Data(), length);
+            for (std::size_t i = 0; i < length; ++i) {
+                const auto x = a.Data()[i], y = b.Data()[i], w = weights.Data()[i];
+                ASSERT_EQ(yuv.Data()[i], x * w / 255 + y * (255 - w) / 255);
+                ASSERT_EQ(rgb.Data()[i], (x * w >> 8) + (y * (255 - w) >> 8));
+            }
+        }
+}
+
+} // namespace
