@@ -18,6 +18,12 @@ int Half(int size) {
     return (size + 1) / 2;
 }
 
+/// Some transitions leave bytes of the output alone (Blind a row or a whole frame, the packed
+/// triangles most of it). Starting from the incoming picture keeps old frames from showing there.
+void CopyPicture(const PlanarFrame &from, PlanarFrame &to) {
+    std::copy_n(from.Plane(0), from.Size(), to.Plane(0));
+}
+
 /// Each chroma sample to the up to four pixels it belongs to.
 void EnlargeChroma(const PlanarFrame &from, PlanarFrame &to) {
     std::copy_n(from.Plane(0), std::size_t(from.Pitch(0)) * from.Height(), to.Plane(0));
@@ -181,6 +187,7 @@ void DrawYUV(const Transition &transition, const Motion &motion, const Moment &m
     const PlanarFrame &from = motion.reverse ? in2 : in1;
     const PlanarFrame &to = motion.reverse ? in1 : in2;
     SeedRandom(motion, moment);
+    CopyPicture(to, out);
     if (!NeedsFullChroma(transition)) {
         transition.yuv(out.Image(), from.Image(), to.Image(), &param);
         return;
@@ -190,6 +197,7 @@ void DrawYUV(const Transition &transition, const Motion &motion, const Moment &m
         frame = PlanarFrame(out.Width(), out.Height(), Chroma::Full);
     EnlargeChroma(from, full[1]);
     EnlargeChroma(to, full[2]);
+    CopyPicture(full[2], full[0]);
     transition.yuv(full[0].Image(), full[1].Image(), full[2].Image(), &param);
     ReduceChroma(full[0], out);
 }
@@ -202,6 +210,7 @@ void DrawRGB(const Transition &transition, const Motion &motion, const Moment &m
     const PackedFrame &from = motion.reverse ? in2 : in1;
     const PackedFrame &to = motion.reverse ? in1 : in2;
     SeedRandom(motion, moment);
+    std::copy_n(to.Bits(), to.Size(), out.Bits());
     transition.rgb(out.Handle(), from.Handle(), to.Handle(), &param);
 }
 
