@@ -1,0 +1,85 @@
+#include "Program.h"
+
+#include <algorithm>
+#include <cctype>
+#include <charconv>
+#include <numeric>
+
+namespace host {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+/// Fewest insertions, deletions and replacements that turn one word into the other, letter case
+/// aside.
+int EditDistance(const std::string &a, const std::string &b) {
+    const auto lower = [](char c) { return std::tolower(static_cast<unsigned char>(c)); };
+    std::vector<int> row(b.size() + 1);
+    std::iota(row.begin(), row.end(), 0);
+    for (std::size_t i = 0; i < a.size(); ++i) {
+        int diagonal = row[0]++;
+        for (std::size_t j = 0; j < b.size(); ++j) {
+            const int replaced = diagonal + (lower(a[i]) != lower(b[j]));
+            diagonal = row[j + 1];
+            row[j + 1] = std::min({replaced, diagonal + 1, row[j] + 1});
+        }
+    }
+    return row.back();
+}
+
+std::string NearestNames(const hostkit::Plugin &plugin, const std::string &name) {
+    constexpr std::size_t kOffered = 3;
+    std::vector<std::pair<int, std::string>> names;
+    for (const hostkit::Transition &transition : plugin.Transitions())
+        names.emplace_back(EditDistance(name, transition.name), transition.name);
+    std::stable_sort(names.begin(), names.end(),
+                     [](const auto &a, const auto &b) { return a.first < b.first; });
+    std::string result;
+    for (std::size_t i = 0; i < std::min(kOffered, names.size()); ++i)
+        result += (i ? ", \"" : "\"") + names[i].second + "\"";
+    return result;
+}
+
+} // namespace
+
+fs::path DefaultPlugin() {
+    const fs::path folder = fs::read_symlink("/proc/self/exe").parent_path();
+    const fs::path beside = folder / "libtp_Erase.so";
+    const fs::path installed = folder / TP_INSTALLED_PLUGIN;
+    return fs::exists(beside) || !fs::exists(installed) ? beside : installed.lexically_normal();
+}
+
+const hostkit::Transition &RequireTransition(const hostkit::Plugin &plugin,
+                                             const std::string &name) {
+    if (const hostkit::Transition *found = plugin.Find(name))
+        return *found;
+    throw Failure("there is no transition \"" + name + "\"; the nearest are " +
+                  NearestNames(plugin, name));
+}
+
+void RequirePath(const hostkit::Transition &transition, Path path) {
+    if (path == Path::Yuv ? transition.yuv != nullptr : transition.rgb != nullptr)
+        return;
+    const std::string lacking = path == Path::Yuv ? "yuv" : "rgb";
+    const bool other = path == Path::Yuv ? transition.rgb != nullptr : transition.yuv != nullptr;
+    throw Failure(
+        "\"" + transition.name + "\" has no " + lacking + " path" +
+        (other ? std::string("; use --path ") + (path == Path::Yuv ? "rgb" : "yuv") : ""));
+}
+
+Size ParseSize(const std::string &text, const std::string &option) {
+    constexpr int kLargest = 16384;
+    Size size = {};
+    const char *end = text.data() + text.size();
+    const auto width = std::from_chars(text.data(), end, size.width);
+    const bool cross = width.ptr != end && *width.ptr == 'x';
+    const auto height = std::from_chars(width.ptr + cross, end, size.height);
+    if (!cross || width.ec != std::errc() || height.ec != std::errc() || height.ptr != end ||
+        size.width < 1 || size.height < 1 || size.width > kLargest || size.height > kLargest)
+        throw Failure(option + " " + text + ": give the size as WIDTHxHEIGHT, each from 1 to " +
+                      std::to_string(kLargest));
+    return size;
+}
+
+} // namespace host

@@ -1,0 +1,50 @@
+/// \file Program.h
+/// What the sub-commands of the program share.
+#pragma once
+
+#include "Draw.h"
+#include "Plugin.h"
+
+#include <CLI/CLI.hpp>
+
+#include <filesystem>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace host {
+
+/// Anything that the user is told in one line, after which the program ends with status 1.
+struct Failure : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+/// Options in front of the sub-command.
+struct Program {
+    std::filesystem::path pluginFile;
+};
+
+/// The plug-in that a host finds without being told: beside the program, else in the library folder
+/// of the installation that the program belongs to.
+std::filesystem::path DefaultPlugin();
+
+/// The transition of this name; throws a Failure that offers the nearest names.
+const hostkit::Transition &RequireTransition(const hostkit::Plugin &plugin,
+                                             const std::string &name);
+
+/// Which of a transition's two functions draws.
+enum class Path { Yuv, Rgb };
+/// Throws a Failure when the transition lacks the path.
+void RequirePath(const hostkit::Transition &transition, Path path);
+
+struct Size {
+    int width;
+    int height;
+};
+/// "1280x720" to its two numbers; throws a Failure that names the option.
+Size ParseSize(const std::string &text, const std::string &option = "--size");
+
+// Each sub-command adds itself to the program; its callback runs it. The program's record outlives
+// the call.
+
+} // namespace host

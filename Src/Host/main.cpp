@@ -1,0 +1,36 @@
+/// The program `transitions`: the plug-in's transitions between clips and pictures.
+
+#include "Program.h"
+
+#include <cstdio>
+#include <exception>
+
+namespace {
+
+/// Every sub-command, in the order of --help.
+const std::vector<void (*)(CLI::App &, host::Program &)> kCommands = {};
+
+} // namespace
+
+int main(int argc, char **argv) {
+    CLI::App app("Video transitions between clips and pictures, drawn by libtp_Erase.so.");
+    try {
+        host::Program program{host::DefaultPlugin()};
+        app.add_option("--plugin", program.pluginFile, "The plug-in library to load")
+            ->type_name("PATH")
+            ->capture_default_str();
+        app.set_version_flag("--version", TP_VERSION);
+        app.require_subcommand(1);
+        for (const auto add : kCommands)
+            add(app, program);
+        app.parse(argc, argv);
+    } catch (const CLI::Success &request) {
+        return app.exit(request); // --help, --version
+    } catch (const CLI::Error &error) {
+        std::fprintf(stderr, "transitions: %s (see --help)\n", error.what());
+        return 2;
+    } catch (const std::exception &error) {
+        std::fprintf(stderr, "transitions: %s\n", error.what());
+        return 1;
+    }
+}
