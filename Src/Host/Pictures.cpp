@@ -5,10 +5,13 @@
 #include <cstdint>
 #include <initializer_list>
 #include <stdexcept>
+#include <string>
 
 // The scenes are drawn in units of the picture's height: y runs from 0 at the top to 1, x from 0 to
 // the aspect ratio. Positions along x are fractions of the width, so that every shape of picture
 // shows the whole scene.
+
+namespace host {
 
 namespace {
 
@@ -438,3 +441,5 @@ Surface DayPicture(int width, int height) {
 Surface DuskPicture(int width, int height) {
     return Draw(Dusk, width, height);
 }
+
+} // namespace host

@@ -7,6 +7,8 @@
 
 #include <memory>
 
+namespace host {
+
 /// A Cairo surface that is released with its owner.
 using Surface = std::unique_ptr<cairo_surface_t, decltype(&cairo_surface_destroy)>;
 
@@ -19,3 +21,5 @@ Surface DayPicture(int width, int height);
 
 /// A lit city across the water at dusk.
 Surface DuskPicture(int width, int height);
+
+} // namespace host

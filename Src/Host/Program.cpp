@@ -58,6 +58,18 @@ const hostkit::Transition &RequireTransition(const hostkit::Plugin &plugin,
                   NearestNames(plugin, name));
 }
 
+std::vector<const hostkit::Transition *> ChooseTransitions(const hostkit::Plugin &plugin,
+                                                           const std::vector<std::string> &names) {
+    std::vector<const hostkit::Transition *> chosen;
+    for (const std::string &name : names)
+        chosen.push_back(&RequireTransition(plugin, name));
+    if (names.empty())
+        for (const hostkit::Transition &transition : plugin.Transitions())
+            if (transition.yuv || transition.rgb)
+                chosen.push_back(&transition);
+    return chosen;
+}
+
 void RequirePath(const hostkit::Transition &transition, Path path) {
     if (path == Path::Yuv ? transition.yuv != nullptr : transition.rgb != nullptr)
         return;

@@ -32,6 +32,10 @@ std::filesystem::path DefaultPlugin();
 const hostkit::Transition &RequireTransition(const hostkit::Plugin &plugin,
                                              const std::string &name);
 
+/// The transitions of these names, or without names all that have a function.
+std::vector<const hostkit::Transition *> ChooseTransitions(const hostkit::Plugin &plugin,
+                                                           const std::vector<std::string> &names);
+
 /// Which of a transition's two functions draws.
 enum class Path { Yuv, Rgb };
 /// Throws a Failure when the transition lacks the path.
@@ -46,5 +50,8 @@ Size ParseSize(const std::string &text, const std::string &option = "--size");
 
 // Each sub-command adds itself to the program; its callback runs it. The program's record outlives
 // the call.
+void AddList(CLI::App &app, Program &program);
+void AddInfo(CLI::App &app, Program &program);
+void AddBench(CLI::App &app, Program &program);
 
 } // namespace host

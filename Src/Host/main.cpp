@@ -8,7 +8,11 @@
 namespace {
 
 /// Every sub-command, in the order of --help.
-const std::vector<void (*)(CLI::App &, host::Program &)> kCommands = {};
+const std::vector<void (*)(CLI::App &, host::Program &)> kCommands = {
+    host::AddList,
+    host::AddInfo,
+    host::AddBench,
+};
 
 } // namespace
 

@@ -53,13 +53,6 @@ void ReduceChroma(const PlanarFrame &from, PlanarFrame &to) {
         }
 }
 
-/// The planar path of "Roll_right_top" addresses chroma with the luma pitch and all rows: planes of
-/// half resolution would be overrun, and in planes that were merely made larger the colours would
-/// peel off at half the size of the picture.
-bool NeedsFullChroma(const Transition &transition) {
-    return transition.name == "Roll_right_top";
-}
-
 TransParam Parameters(const Motion &motion, const Moment &moment) {
     TransParam param = {};
     param.dTotal = moment.total;
@@ -179,6 +172,13 @@ double PluginPosition(const Motion &motion, const Moment &moment) {
     return motion.reverse ? moment.total - position : position;
 }
 
+// The planar path of "Roll_right_top" addresses chroma with the luma pitch and all rows: planes of
+// half resolution would be overrun, and in planes that were merely made larger the colours would
+// peel off at half the size of the picture.
+Chroma PlanarChroma(const Transition &transition) {
+    return transition.name == "Roll_right_top" ? Chroma::Full : Chroma::Half;
+}
+
 void DrawYUV(const Transition &transition, const Motion &motion, const Moment &moment,
              PlanarFrame &out, const PlanarFrame &in1, const PlanarFrame &in2) {
     assert(out.Width() == in1.Width() && out.Height() == in1.Height());
@@ -188,7 +188,7 @@ void DrawYUV(const Transition &transition, const Motion &motion, const Moment &m
     const PlanarFrame &to = motion.reverse ? in1 : in2;
     SeedRandom(motion, moment);
     CopyPicture(to, out);
-    if (!NeedsFullChroma(transition)) {
+    if (PlanarChroma(transition) == Chroma::Half) {
         transition.yuv(out.Image(), from.Image(), to.Image(), &param);
         return;
     }

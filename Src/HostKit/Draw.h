@@ -114,6 +114,10 @@ struct Moment {
 /// The position that the plug-in is given for a moment, always within 0..total.
 double PluginPosition(const Motion &motion, const Moment &moment);
 
+/// The resolution of chroma that a transition's planar function itself works on. DrawYUV takes care
+/// of it; who calls the function directly has to.
+Chroma PlanarChroma(const Transition &transition);
+
 /// Draws one frame by the planar path. The transition must have one, and the three frames must be
 /// of one size with chroma of half resolution. The same arguments give the same picture: the
 /// process's random numbers are seeded before each call. Not to be called from two threads at once.
