@@ -1,1 +1,536 @@
-// Triangles and rings, exported by name only.
+// Triangles and rings, exported by name only. Every pixel is a copy of one input, so a row is a few
+// spans, and each transition is a shape that tells the spans of a row.
+
+#include "Frames.h"
+#include "Pixels.h"
+#include "Progress.h"
+#include "Rows.h"
+#include "tp_Erase.h"
+
+#include <array>
+#include <cmath>
+#include <span>
+#include <vector>
+
+using namespace tp;
+
+// ---------------------------------------------------------------------------------------------
+// Rows of spans
+// ---------------------------------------------------------------------------------------------
+
+namespace {
+
+/// The columns [begin, end) of a row.
+struct Span {
+    int begin;
+    int end;
+};
+
+/// A packed row whose columns are byte offsets, not multiplied by a pixel's four bytes: column x
+/// writes its choice to the bytes x to x + 2 and the first input to byte x + 3. The columns overlap
+/// and the later one wins, so each byte up to width shows its own column, two more the last column,
+/// one more the first input, and the rest of the row stays as it was.
+struct ByteRow {
+    Triple bytes;
+    int width;
+
+    /// Shows the columns [x0, x1), which lie inside the row.
+    void Copy(Input input, int x0, int x1) const {
+        if (x0 >= x1)
+            return;
+        bytes.Copy(input, x0, x1);
+        if (x1 == width)
+            Finish(input);
+    }
+    /// The three bytes behind the columns, given what the last column shows.
+    void Finish(Input last) const {
+        bytes.Copy(last, width, width + 2);
+        bytes.Copy(Input::One, width + 2, width + 3);
+    }
+};
+
+PlanarRow RowOf(const PlanarFrames &frames, int y) {
+    return frames.Row(y);
+}
+
+ByteRow RowOf(const PackedFrames &frames, int y) {
+    return {frames.Row(y).bytes, frames.width};
+}
+
+void CopyWhole(const PlanarFrames &frames, Input input) {
+    frames.CopyPlanes(input);
+}
+
+void CopyWhole(const PackedFrames &frames, Input input) {
+    frames.CopyPicture(input);
+}
+
+constexpr Input Other(Input input) {
+    return input == Input::One ? Input::Two : Input::One;
+}
+
+/// Shows one input in a row's spans and the other between them. The spans ascend; they may overlap,
+/// be empty or reach out of the row.
+template<class Row>
+void ShowSpans(const Row &row, Input input, std::span<const Span> spans) {
+    int x = 0;
+    for (const Span &span : spans) {
+        const int begin = std::max(span.begin, x);
+        const int end = std::min(span.end, row.width);
+        if (begin >= end)
+            continue;
+        row.Copy(Other(input), x, begin);
+        row.Copy(input, begin, end);
+        x = end;
+    }
+    row.Copy(Other(input), x, row.width);
+}
+
+/// Shows one input inside a shape and the other outside.
+template<class Frames, class Shape>
+void ShowShape(const Frames &frames, const Shape &shape, Input inside) {
+    for (int y = 0; y < frames.height; ++y)
+        ShowSpans(RowOf(frames, y), inside, shape.Spans(y));
+}
+
+// ---------------------------------------------------------------------------------------------
+// Slanted edges
+// ---------------------------------------------------------------------------------------------
+
+/// Half a span's share of a progress, rounded half up.
+int HalfPosition(double progress, int span, double total) {
+    return Convert(progress * span / total * 0.5 + 0.5);
+}
+
+/// The height of an edge after so many steps, rounded half up.
+int Rise(int steps, double slope) {
+    return Convert(steps * slope + 0.5);
+}
+
+/// The top row of a triangle that stands on row foot, where its edge has risen for so many steps.
+/// Not foot - Rise(): a half rounds the other way.
+int StandingTop(int foot, int steps, double slope) {
+    return Convert(foot - steps * slope + 0.5);
+}
+
+/// The first number in [first, last) for which holds is true, last if there is none; from there on
+/// it stays true. Searched from a guess outwards, so that a good guess takes two tests; a bad one,
+/// NaN included, changes nothing but the time.
+template<class Holds>
+int FirstHolding(double guess, int first, int last, const Holds &holds) {
+    int number = guess > first ? guess < last ? static_cast<int>(guess) : last : first;
+    while (number > first && holds(number - 1))
+        --number;
+    while (number < last && !holds(number))
+        ++number;
+    return number;
+}
+
+/// About the step at which an edge reaches a height.
+double StepGuess(int height, double slope) {
+    return (height - 0.5) / slope + 1.0;
+}
+
+/// The first step before last at which an edge has reached a height above 0, last if it never does.
+int FirstReaching(int height, double slope, int last) {
+    return FirstHolding(StepGuess(height, slope), 0, last,
+                        [=](int steps) { return Rise(steps, slope) >= height; });
+}
+
+} // namespace
+
+// ---------------------------------------------------------------------------------------------
+// Point-in-shape tests
+// ---------------------------------------------------------------------------------------------
+
+bool PtInTriangleBottom(int x, int y, int n, double d, int, int f) {
+    return StandingTop(f, n - x % n, d * f / n) <= y;
+}
+
+bool PtInTriangleTop(int x, int y, int n, double d, int, int f) {
+    return Rise(x % n, d * f / n) > y;
+}
+
+bool PtInTriangleCell(int x, int y, int n, double d, int ignored, int f) {
+    return PtInTriangleTop(x, y, n, d, ignored, f) || PtInTriangleBottom(x, y, n, d, ignored, f);
+}
+
+namespace {
+
+/// Four triangles that stand on the frame's edges. Their tips point at the centre and stop short of
+/// it: at the columns left and right, at the rows top and bottom.
+struct Star {
+    int cx, cy;
+    int left, right, top, bottom;
+    double sideSlope; ///< of the left and right triangles, in rows per column
+    double capSlope;  ///< of the top and bottom triangles, in columns per row
+
+    Star(int gapX, int gapY, int centreX, int centreY)
+        : cx(centreX), cy(centreY), left(cx - gapX), right(cx + gapX), top(cy - gapY),
+          bottom(cy + gapY), sideSlope(cy / (left + 1e-6)), capSlope(cx / (top + 1e-6)) {}
+
+    /// Whether row y lies strictly inside a side triangle, so many columns from its tip.
+    bool InSide(int y, int steps) const {
+        const int reach = Rise(steps, sideSlope);
+        return y > cy - reach && y < cy + reach;
+    }
+    /// Whether column x lies inside the top or bottom triangle, edges included, so many rows from
+    /// its tip.
+    bool InCap(int x, int steps) const {
+        const int reach = Rise(steps, capSlope);
+        return x >= cx - reach && x <= cx + reach;
+    }
+
+    std::array<Span, 3> Spans(int y) const {
+        const int steps = FirstReaching(std::abs(y - cy) + 1, sideSlope, std::max(left + 1, 0));
+        int reach = -1;
+        if (y <= top)
+            reach = std::max(reach, Rise(top - y, capSlope));
+        if (y >= bottom)
+            reach = std::max(reach, Rise(y - bottom, capSlope));
+        return {{{0, left - steps + 1}, {cx - reach, cx + reach + 1}, {right + steps, INT32_MAX}}};
+    }
+};
+
+} // namespace
+
+bool PtInRegion(int x, int y, int a, int b, int cx, int cy) {
+    const Star star(a, b, cx, cy);
+    return (x <= star.left && star.InSide(y, star.left - x)) ||
+           (x >= star.right && star.InSide(y, x - star.right)) ||
+           (y <= star.top && star.InCap(x, star.top - y)) ||
+           (y >= star.bottom && star.InCap(x, y - star.bottom));
+}
+
+// ---------------------------------------------------------------------------------------------
+// Tr4Triangle: both halves are cut along their falling diagonals and the triangles slide apart
+// ---------------------------------------------------------------------------------------------
+
+namespace {
+
+/// The outgoing frame's four triangles: the lower ones have moved left by shift columns, the upper
+/// ones right.
+struct FourTriangles {
+    int width;
+    int height;
+    int half; ///< first column of the right half
+    int shift;
+    double slope; ///< of the diagonals
+
+    // From a shift by the whole width on nothing moves any more.
+    FourTriangles(int w, int h, const TransParam &param)
+        : width(w), height(h), half(HalfUp(w)),
+          shift(Limit(HalfPosition(param.dCurrent, w, param.dTotal), -w, w)), slope(2.0 * h / w) {}
+
+    std::array<Span, 4> Spans(int y) const {
+        const int upper = FirstReaching(y + 1, slope, width);
+        const int lower = FirstReaching(height - y, slope, width);
+        // The left half's upper triangle ends with column half, not before it.
+        return {{{0, half - shift - lower + 1},
+                 {shift + upper, half + 1},
+                 {half, width - shift - lower + 1},
+                 {half + shift + upper, width}}};
+    }
+};
+
+template<class Frames>
+void DrawFourTriangles(const Frames &frames, const TransParam &param) {
+    ShowShape(frames, FourTriangles(frames.width, frames.height, param), Input::One);
+}
+
+} // namespace
+
+void Tr4Triangle(YUVImage *out, const YUVImage *in1, const YUVImage *in2, const TransParam *param) {
+    DrawFourTriangles(PlanarFrames(out, in1, in2), *param);
+}
+
+void Tr4TriangleRGB(void *out, void *in1, void *in2, const TransParam *param) {
+    DrawFourTriangles(PackedFrames(out, in1, in2), *param);
+}
+
+// ---------------------------------------------------------------------------------------------
+// TrNTriangle: a saw-tooth of hanging and standing triangles shrinks to the upper and lower edges
+// ---------------------------------------------------------------------------------------------
+
+namespace {
+
+/// The gaps between the triangles: one a cell, the same in all cells.
+struct SawToothGaps {
+    int width;
+    int height;
+    int cell; ///< columns of one cell: about a tenth of the width, even
+    double slope;
+
+    /// A cell is at least two columns and a fifteenth of the width.
+    struct CellSpans {
+        std::array<Span, 15> spans;
+        std::size_t count;
+        operator std::span<const Span>() const { return {spans.data(), count}; }
+    };
+
+    SawToothGaps(int w, int h, const TransParam &param) : width(w), height(h) {
+        cell = Convert(w * 0.1);
+        cell += cell & 1;
+        slope = (param.dTotal - param.dCurrent) / param.dTotal * h / cell;
+    }
+
+    CellSpans Spans(int y) const {
+        const int hanging = FirstReaching(y + 1, slope, cell);
+        const int standing =
+            FirstHolding(StepGuess(height - y, slope), 1, cell + 1,
+                         [=, this](int steps) { return StandingTop(height, steps, slope) <= y; });
+        CellSpans cells{};
+        for (int x = 0; x < width; x += cell)
+            cells.spans[cells.count++] = {x + cell - standing + 1, x + hanging};
+        return cells;
+    }
+};
+
+template<class Frames>
+void DrawSawTooth(const Frames &frames, const TransParam &param) {
+    const SawToothGaps gaps(frames.width, frames.height, param);
+    if (gaps.cell > 0)
+        ShowShape(frames, gaps, Input::Two);
+}
+
+} // namespace
+
+void TrNTriangle(YUVImage *out, const YUVImage *in1, const YUVImage *in2, const TransParam *param) {
+    DrawSawTooth(PlanarFrames(out, in1, in2), *param);
+}
+
+void TrNTriangleRGB(void *out, void *in1, void *in2, const TransParam *param) {
+    DrawSawTooth(PackedFrames(out, in1, in2), *param);
+}
+
+// ---------------------------------------------------------------------------------------------
+// TrTriangle2: the outgoing frame's four triangles retreat from the centre to their edges
+// ---------------------------------------------------------------------------------------------
+
+namespace {
+
+/// The star of a frame whose gaps have reached this share of half its size.
+Star StarOf(int width, int height, double gap, double total) {
+    return {HalfPosition(gap, width, total), HalfPosition(gap, height, total), HalfUp(width),
+            HalfUp(height)};
+}
+
+template<class Frames>
+void DrawRetreat(const Frames &frames, const TransParam &progress) {
+    if (progress.dCurrent / progress.dTotal < 0.001)
+        CopyWhole(frames, Input::One);
+    else
+        ShowShape(frames, StarOf(frames.width, frames.height, progress.dCurrent, progress.dTotal),
+                  Input::One);
+}
+
+} // namespace
+
+void TrTriangle2(YUVImage *out, const YUVImage *in1, const YUVImage *in2, const TransParam *param) {
+    StoreEased(*param);
+    DrawRetreat(PlanarFrames(out, in1, in2), gAdjustParam);
+}
+
+void TrTriangle2RGB(void *out, void *in1, void *in2, const TransParam *param) {
+    StoreEased(*param);
+    DrawRetreat(PackedFrames(out, in1, in2), gAdjustParam);
+}
+
+// ---------------------------------------------------------------------------------------------
+// TrTriangle3: the incoming frame's four triangles close on the centre and bounce
+// ---------------------------------------------------------------------------------------------
+
+namespace {
+
+/// Reaches the end at 2/5 of the time and again at 4/5, with two dips behind. Only within a
+/// hundredth of the host's unit before the end, whatever the length, it is the position itself.
+double Bounce(double total, double current) {
+    if (2 * total / 5 >= current)
+        return 6.25 * current * current / total;
+    if (4 * total / 5 >= current) {
+        const double since = current - 2 * total / 5;
+        return since * since / total * 3.125 + (-1.25 * since + total);
+    }
+    if (current < total - 0.01) {
+        const double since = current - 4 * total / 5;
+        return since * since / total * 3.125 + (-0.625 * since + total);
+    }
+    return current;
+}
+
+template<class Frames>
+void DrawAdvance(const Frames &frames, const TransParam &progress) {
+    if (progress.dCurrent / progress.dTotal > 0.999)
+        CopyWhole(frames, Input::Two);
+    else
+        ShowShape(frames,
+                  StarOf(frames.width, frames.height, progress.dTotal - progress.dCurrent,
+                         progress.dTotal),
+                  Input::Two);
+}
+
+} // namespace
+
+void TrTriangle3(YUVImage *out, const YUVImage *in1, const YUVImage *in2, const TransParam *param) {
+    StoreProgress(param->dTotal, Bounce(param->dTotal, param->dCurrent));
+    DrawAdvance(PlanarFrames(out, in1, in2), gAdjustParam);
+}
+
+void TrTriangle3RGB(void *out, void *in1, void *in2, const TransParam *param) {
+    StoreProgress(param->dTotal, Bounce(param->dTotal, param->dCurrent));
+    const PackedFrames frames(out, in1, in2);
+    // Only this path has a start of its own: the other one's star leaves a pixel there.
+    if (StoredFraction() < 0.001)
+        CopyWhole(frames, Input::One);
+    else
+        DrawAdvance(frames, gAdjustParam);
+}
+
+// ---------------------------------------------------------------------------------------------
+// TrCirque: every other ring inside a growing circle, then the rest outside a shrinking one
+// ---------------------------------------------------------------------------------------------
+
+namespace {
+
+/// One of the circles at which the shown input changes.
+struct Circle {
+    std::int64_t squared; ///< its radius
+    int reach;            ///< the last column from the centre that it holds in the current row
+};
+
+/// The circles of one frame and what they leave in one row: the second input inside the innermost,
+/// the inputs in turn between them, `outside` beyond the last.
+///
+/// From the centre's row outwards the circles' reach only shrinks, so that the row's masks are kept
+/// up to date by turning over the few columns that leave a circle.
+struct Rings {
+    int width;
+    int cx, cy;
+    Input outside;
+    std::vector<Circle> circles;                ///< ascending
+    std::size_t first = 0;                      ///< the first circle that meets the row
+    std::vector<std::uint8_t> mask, chromaMask; ///< 255 where the second input shows
+
+    Rings(int w, int h, const TransParam &param)
+        : width(w), cx(HalfUp(w)), cy(HalfUp(h)), mask(static_cast<std::size_t>(w)),
+          chromaMask(static_cast<std::size_t>(cx)) {
+        const double progress = param.dCurrent / param.dTotal;
+        outside = progress < 0.5 ? Input::One : Input::Two;
+        const double share = progress < 0.5 ? progress : 1 - progress;
+        // The square root is the corner's distance; no pixel is more than a rounding beyond it.
+        const int corner = Convert(std::sqrt(static_cast<double>(cy * cy + cx * cx)) + 0.5);
+        const int radius = Convert(2 * corner * share + 0.5);
+        AddCircles(Limit(std::abs(radius), 0, corner + 1));
+        StartAtCentre();
+    }
+
+    /// Ring k ends at the radius (k * k + k + 2) / 2: 2, 4, 7, 11 ... and the last one at this.
+    void AddCircles(std::int64_t last) {
+        const auto add = [&](std::int64_t radius) {
+            circles.push_back({radius * radius, static_cast<int>(radius)});
+        };
+        for (std::int64_t k = 1; (k * k + k + 2) / 2 < last; ++k)
+            add((k * k + k + 2) / 2);
+        const Input beyond = circles.size() % 2 ? Input::One : Input::Two;
+        if (last > 0 && beyond != outside)
+            add(last);
+    }
+
+    void Fill(int x0, int x1, std::uint8_t value) {
+        x0 = std::max(x0, 0);
+        x1 = std::min(x1, width);
+        FillBytes(mask.data() + x0, value, x1 - x0);
+        FillBytes(chromaMask.data() + HalfUp(x0), value, HalfUp(x1) - HalfUp(x0));
+    }
+
+    void StartAtCentre() {
+        for (std::size_t i = circles.size(); i-- > 0;)
+            Fill(cx - circles[i].reach, cx + circles[i].reach + 1, i % 2 ? 0 : 255);
+    }
+
+    void Turn(int x) {
+        if (x < 0 || x >= width)
+            return;
+        mask[static_cast<std::size_t>(x)] ^= 255;
+        if (!(x & 1))
+            chromaMask[static_cast<std::size_t>(x / 2)] ^= 255;
+    }
+
+    /// Moves on to the rows at a distance from the centre's, one more than before.
+    void MoveTo(std::int64_t dy) {
+        for (std::size_t i = first; i < circles.size(); ++i) {
+            Circle &circle = circles[i];
+            const std::int64_t limit = circle.squared - dy * dy;
+            for (; circle.reach >= 0 && std::int64_t(circle.reach) * circle.reach > limit;
+                 --circle.reach) {
+                Turn(cx + circle.reach);
+                if (circle.reach)
+                    Turn(cx - circle.reach);
+            }
+            if (circle.reach < 0)
+                first = i + 1;
+        }
+    }
+
+    /// The columns that the masks decide; around them everything is outside.
+    Span Masked() const {
+        const int reach = first < circles.size() ? circles.back().reach : -1;
+        return {Limit(cx - reach, 0, width), Limit(cx + reach + 1, 0, width)};
+    }
+};
+
+void Choose(const Triple &row, const std::vector<std::uint8_t> &mask, int begin, int end) {
+    const Triple at = row.At(begin);
+    Rows().blendYuv(at.out, at.in2, at.in1, mask.data() + begin, end - begin);
+}
+
+void ChooseColumns(const PlanarRow &row, const Rings &rings, Span span) {
+    Choose(row.luma, rings.mask, span.begin, span.end);
+    if (row.hasChroma) {
+        Choose(row.cb, rings.chromaMask, HalfUp(span.begin), HalfUp(span.end));
+        Choose(row.cr, rings.chromaMask, HalfUp(span.begin), HalfUp(span.end));
+    }
+}
+
+void ChooseColumns(const ByteRow &row, const Rings &rings, Span span) {
+    Choose(row.bytes, rings.mask, span.begin, span.end);
+    if (span.end == row.width && span.begin < span.end)
+        row.Finish(rings.mask.back() ? Input::Two : Input::One);
+}
+
+template<class Frames>
+void DrawRings(const Frames &frames, const TransParam &param) {
+    if (frames.width < 1 || frames.height < 1)
+        return;
+    Rings rings(frames.width, frames.height, param);
+    const auto show = [&](int y) {
+        if (y >= frames.height)
+            return;
+        const auto row = RowOf(frames, y);
+        const Span masked = rings.Masked();
+        row.Copy(rings.outside, 0, masked.begin);
+        ChooseColumns(row, rings, masked);
+        row.Copy(rings.outside, masked.end, frames.width);
+    };
+    // Rows at the same distance above and below the centre are alike.
+    for (int dy = 0; dy <= rings.cy; ++dy) {
+        if (dy)
+            rings.MoveTo(dy);
+        show(rings.cy - dy);
+        if (dy)
+            show(rings.cy + dy);
+    }
+}
+
+} // namespace
+
+void TrCirque(YUVImage *out, const YUVImage *in1, const YUVImage *in2, const TransParam *param) {
+    PlanarFrames frames(out, in1, in2);
+    frames.width = in1->nWidth;
+    frames.height = in1->nHeight;
+    DrawRings(frames, *param);
+}
+
+void TrCirqueRGB(void *out, void *in1, void *in2, const TransParam *param) {
+    DrawRings(PackedFrames(out, in1, in2), *param);
+}
