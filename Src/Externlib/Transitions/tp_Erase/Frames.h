@@ -13,24 +13,57 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <utility>
 
 namespace tp {
 
 /// Which of the two inputs.
 enum class Input { One, Two };
 
-/// The same place in the output and in both inputs.
+/// The same place in the output and in both inputs, and how this frame's bytes are copied.
 struct Triple {
     std::uint8_t *out;
     const std::uint8_t *in1;
     const std::uint8_t *in2;
+    CopyFunction copy = CopyBytes;
 
-    Triple At(std::ptrdiff_t offset) const { return {out + offset, in1 + offset, in2 + offset}; }
+    bool IsStreamed() const { return copy == CopyStreaming; }
+    Triple At(std::ptrdiff_t offset) const {
+        return {out + offset, in1 + offset, in2 + offset, copy};
+    }
+    /// Draws to another place, within the caches.
+    void Redirect(std::uint8_t *scratch) {
+        out = scratch;
+        copy = CopyBytes;
+    }
     const std::uint8_t *From(Input input) const { return input == Input::One ? in1 : in2; }
     /// Copies the samples [begin, end) from one input to the same place.
     void Copy(Input input, std::ptrdiff_t begin, std::ptrdiff_t end) const {
-        CopyBytes(out + begin, From(input) + begin, end - begin);
+        copy(out + begin, From(input) + begin, end - begin);
     }
+};
+
+/// Room for one row on its way to a streamed output.
+class ScratchRow {
+public:
+    explicit ScratchRow(std::ptrdiff_t bytes)
+        : room(std::make_unique_for_overwrite<std::uint8_t[]>(
+              static_cast<std::size_t>(std::max<std::ptrdiff_t>(bytes, 0)) + 2 * kLine)) {}
+
+    /// Where to put a row that goes to target: at the same place within a cache line, so that what
+    /// was just written is read back in the same aligned pieces.
+    std::uint8_t *For(const std::uint8_t *target) const {
+        return room.get() + ((Address(target) - Address(room.get())) & (kLine - 1));
+    }
+
+private:
+    static constexpr std::size_t kLine = 64;
+    static std::uintptr_t Address(const std::uint8_t *place) {
+        return reinterpret_cast<std::uintptr_t>(place);
+    }
+
+    std::unique_ptr<std::uint8_t[]> room;
 };
 
 /// One row of pixels in planar layout. An even row carries the chroma row that belongs to it and to
@@ -68,9 +101,12 @@ struct PlanarFrames {
     Triple v;
 
     PlanarFrames(const YUVImage *out, const YUVImage *in1, const YUVImage *in2)
-        : width(out->nWidth), height(out->nHeight), pitchY(out->nPitchY), pitchUV(out->nPitchUV),
-          y{out->pY, in1->pY, in2->pY}, u{out->pU, in1->pU, in2->pU}, v{out->pV, in1->pV, in2->pV} {
-    }
+        : width(out->nWidth), height(out->nHeight), pitchY(out->nPitchY),
+          pitchUV(out->nPitchUV), y{out->pY, in1->pY, in2->pY, CopyFor(LumaBytes())},
+          u{out->pU, in1->pU, in2->pU, y.copy}, v{out->pV, in1->pV, in2->pV, y.copy} {}
+    ~PlanarFrames() { FinishStreaming(); }
+    PlanarFrames(const PlanarFrames &) = delete;
+    PlanarFrames &operator=(const PlanarFrames &) = delete;
 
     std::ptrdiff_t LumaBytes() const { return pitchY * height; }
     std::ptrdiff_t ChromaBytes() const { return pitchUV * HalfUp(height); }
@@ -81,6 +117,33 @@ struct PlanarFrames {
             return {luma, {}, {}, false, width};
         const std::ptrdiff_t offset = (row >> 1) * pitchUV;
         return {luma, u.At(offset), v.At(offset), true, width};
+    }
+
+    /// Calls draw(row, y) for every row; draw must write all of the row's visible samples. Rows
+    /// that are streamed are put together in a scratch row within the caches and leave it in one
+    /// piece: past the caches, a part of a cache line costs more than a whole one.
+    template<class Draw>
+    void DrawRows(Draw draw) const {
+        if (!y.IsStreamed()) {
+            for (int line = 0; line < height; ++line)
+                draw(Row(line), line);
+            return;
+        }
+        const std::ptrdiff_t chromaWidth = HalfUp(width);
+        const ScratchRow scratchY(width), scratchU(chromaWidth), scratchV(chromaWidth);
+        for (int line = 0; line < height; ++line) {
+            const PlanarRow target = Row(line);
+            PlanarRow row = target;
+            row.luma.Redirect(scratchY.For(target.luma.out));
+            row.cb.Redirect(scratchU.For(target.cb.out));
+            row.cr.Redirect(scratchV.For(target.cr.out));
+            draw(std::as_const(row), line);
+            CopyStreaming(target.luma.out, row.luma.out, width);
+            if (row.hasChroma) {
+                CopyStreaming(target.cb.out, row.cb.out, chromaWidth);
+                CopyStreaming(target.cr.out, row.cr.out, chromaWidth);
+            }
+        }
     }
 
     /// Copies the planes of one input whole, padding included.
@@ -127,7 +190,11 @@ struct PackedFrames {
     /// Asks the imaging library: the output's size, then the pixels of all three.
     PackedFrames(void *out, void *in1, void *in2)
         : width(DIGetWidth(out)),
-          height(DIGetHeight(out)), pixels{DIGetBits(out), DIGetBits(in1), DIGetBits(in2)} {}
+          height(DIGetHeight(out)), pixels{DIGetBits(out), DIGetBits(in1), DIGetBits(in2),
+                                           CopyFor(Bytes())} {}
+    ~PackedFrames() { FinishStreaming(); }
+    PackedFrames(const PackedFrames &) = delete;
+    PackedFrames &operator=(const PackedFrames &) = delete;
 
     std::ptrdiff_t Pitch() const { return std::ptrdiff_t(width) * 4; }
     /// The bytes of a frame, counted in signed 32-bit arithmetic, which wraps from 2 GiB on.
@@ -136,6 +203,24 @@ struct PackedFrames {
     PackedRow Row(int row) const { return {pixels.At(row * Pitch()), width}; }
     /// The row counted from the last one in memory, which is a bottom-up picture's top row.
     PackedRow RowFromEnd(int row) const { return Row(height - 1 - row); }
+
+    /// Calls draw(row, y) for every row in memory order, as PlanarFrames does.
+    template<class Draw>
+    void DrawRows(Draw draw) const {
+        if (!pixels.IsStreamed()) {
+            for (int line = 0; line < height; ++line)
+                draw(Row(line), line);
+            return;
+        }
+        const ScratchRow scratch(Pitch());
+        for (int line = 0; line < height; ++line) {
+            const PackedRow target = Row(line);
+            PackedRow row = target;
+            row.bytes.Redirect(scratch.For(target.bytes.out));
+            draw(std::as_const(row), line);
+            CopyStreaming(target.bytes.out, row.bytes.out, Pitch());
+        }
+    }
 
     /// Copies one input whole.
     void CopyPicture(Input input) const { pixels.Copy(input, 0, Bytes()); }

@@ -17,6 +17,22 @@ inline void CopyBytes(std::uint8_t *out, const std::uint8_t *in, std::ptrdiff_t 
         std::memcpy(out, in, static_cast<std::size_t>(count));
 }
 
+/// CopyBytes past the caches, for outputs too large to stay in them: the old contents of the
+/// output's cache lines are not fetched. Before another thread reads the output, call
+/// FinishStreaming.
+void CopyStreaming(std::uint8_t *out, const std::uint8_t *in, std::ptrdiff_t count);
+
+/// Makes what CopyStreaming wrote visible to other threads.
+void FinishStreaming();
+
+/// Either of the two copies.
+using CopyFunction = void (*)(std::uint8_t *out, const std::uint8_t *in, std::ptrdiff_t count);
+
+/// How an output plane of this many bytes is written: past the caches from 1 MiB on, about what a
+/// core's own caches hold of a call's three frames. The environment variable TP_ERASE_STREAM_BYTES,
+/// read once, sets another limit.
+CopyFunction CopyFor(std::ptrdiff_t outputBytes);
+
 /// Sets count bytes.
 inline void FillBytes(std::uint8_t *out, std::uint8_t value, std::ptrdiff_t count) {
     if (count > 0)

@@ -59,8 +59,7 @@ void TrErase(YUVImage *out, const YUVImage *in1, const YUVImage *in2, const Tran
     const SoftEdge chromaEdge = {HalfUp(edge.begin), HalfUp(edge.end)};
     const EdgeWeights lumaWeights(edge, position, 1, 1);
     const EdgeWeights chromaWeights({chromaEdge.begin * 2, edge.end}, position, 2, 1);
-    for (int y = 0; y < frames.height; ++y) {
-        const PlanarRow row = frames.Row(y);
+    frames.DrawRows([&](const PlanarRow &row, int) {
         row.Copy(Input::Two, 0, edge.begin);
         BlendEdge(row.luma, edge, lumaWeights);
         if (row.hasChroma) {
@@ -68,7 +67,7 @@ void TrErase(YUVImage *out, const YUVImage *in1, const YUVImage *in2, const Tran
             BlendEdge(row.cr, chromaEdge, chromaWeights);
         }
         row.Copy(Input::One, edge.end, frames.width);
-    }
+    });
 }
 
 void TrEraseRGB(void *out, void *in1, void *in2, const TransParam *param) {
@@ -85,12 +84,11 @@ void TrEraseRGB(void *out, void *in1, void *in2, const TransParam *param) {
     const SoftEdge edge = VisibleEdge(begin, std::min(position, frames.width), frames.width);
     const EdgeWeights weights(edge, edge.end, 1, 4);
     const auto blendRgb = Rows().blendRgb;
-    for (int y = 0; y < frames.height; ++y) {
-        const PackedRow row = frames.Row(y);
+    frames.DrawRows([&](const PackedRow &row, int) {
         row.Copy(Input::Two, 0, edge.begin);
         const Triple band = row.bytes.At(std::ptrdiff_t(edge.begin) * 4);
         blendRgb(band.out, band.in2, band.in1, weights.weights.data(),
                  std::ptrdiff_t(edge.end - edge.begin) * 4);
         row.Copy(Input::One, edge.end, frames.width);
-    }
+    });
 }
