@@ -50,7 +50,7 @@ void Fill(std::uint8_t *bytes, std::size_t count) {
     std::uint32_t state = 1;
     for (std::size_t i = 0; i < count; ++i) {
         state = state * 1664525u + 1013904223u;
-        bytes[i] = static_cast<std::uint8_t>(state >> 24);
+        bytes[i] = std::uint8_t(state >> 24);
     }
 }
 

@@ -22,13 +22,13 @@ Info TextFor(const Transition &transition) {
 }
 
 void PrintWrapped(const char *label, const std::string &text) {
-    constexpr std::size_t kIndent = 14, kWidth = 80;
+    constexpr std::size_t kIndent = 15, kWidth = 80;
     if (text.empty())
         return;
     std::istringstream words(text);
     std::string line, word;
     const auto flush = [&] {
-        std::printf("  %-*s%s\n", static_cast<int>(kIndent - 2), label, line.c_str());
+        std::printf("  %-*s%s\n", int(kIndent - 2), label, line.c_str());
         label = "";
         line.clear();
     };

@@ -24,12 +24,12 @@ constexpr char kPlanarWhole[] = "planar path: A whole, B whole";
 constexpr char kHundredPixels[] = "The edge is 100 pixels wide at every frame size.";
 constexpr char kBars[] = "Bars are 32 rows high and lag 32 pixels at every frame size.";
 // The packed paths of the transitions that are exported by name only.
-constexpr char kQuarterOverB[] =
-    "Packed path: the column counts as a byte offset, so only a quarter of each row and of the "
-    "rows is drawn, in false colours; the rest shows B.";
-constexpr char kQuarterRows[] =
-    "Packed path: the column counts as a byte offset, so only the first quarter of each row is "
-    "drawn, in false colours; the rest keeps what the output frame held (in this program, B).";
+constexpr char kSqueezedCells[] =
+    "Packed path: the column counts as a byte offset, so the cells are squeezed into the lower "
+    "left corner, a quarter wide and high and in false colours; the rest shows B.";
+constexpr char kSqueezedShapes[] =
+    "Packed path: the column counts as a byte offset, so the shapes are squeezed into the left "
+    "quarter of the picture; the rest keeps what the output frame held (in this program, B).";
 
 constexpr Info kInfos[] = {
     {"Erase", "Erase", "B wipes in from the left behind a soft edge.", Curve::Eased, Curve::Linear,
@@ -68,7 +68,7 @@ constexpr Info kInfos[] = {
      "such planes. Packed path: the flap shows A upside down."},
     {"Wind", "Wind", "A is blown out to the right, row by row and ragged, and leaves B.",
      Curve::Eased, Curve::Eased,
-     "A whole, B whole (at an odd width the last column can stay A's in the packed path)", true,
+     "A whole, B whole (at an odd width but for the last pixel of some rows)", true,
      "The ragged edge flickers: every frame draws anew."},
     {"MoveRect_1", "Moving rectangles 1", "A breaks into cells that shrink and fly outward over B.",
      Curve::Linear, Curve::Linear,
@@ -105,38 +105,38 @@ constexpr Info kInfos[] = {
      "with five samples a pixel instead of six."},
     {"TrRect2", "Falling rectangles",
      "Cells of A shrink a little, then fall, the outer ones faster, and leave B.", Curve::Linear,
-     Curve::Linear, kPlanarWhole, false, kQuarterOverB},
+     Curve::Linear, kPlanarWhole, false, kSqueezedCells},
     {"TrRect4", "Swinging rectangles",
      "Cells of A shrink, swing outward and close on the vertical middle, over B.", Curve::Linear,
      Curve::Linear,
      "planar path: A whole but for a strip when the width is no multiple of 10, B whole", false,
-     kQuarterOverB},
+     kSqueezedCells},
     {"TrRect5", "Collapsing columns",
      "Tall narrow cells of A shrink and close on the middle, over B.", Curve::Linear, Curve::Linear,
-     kPlanarWhole, false, kQuarterOverB},
+     kPlanarWhole, false, kSqueezedCells},
     {"TrRect6", "Scattering tiles",
      "A becomes ten rows of ten small pictures of itself that shrink and scatter over B.",
-     Curve::Linear, Curve::Linear, kWhole, false, kQuarterOverB},
+     Curve::Linear, Curve::Linear, kWhole, false, kSqueezedCells},
     {"Tr4Triangle", "Four triangles",
      "A is cut along a diagonal of either half, and its triangles slide apart sideways over B.",
-     Curve::Linear, Curve::Linear, kPlanarWhole, false, kQuarterRows},
+     Curve::Linear, Curve::Linear, kPlanarWhole, false, kSqueezedShapes},
     {"TrNTriangle", "Saw teeth",
      "Saw teeth of A, hanging from the top and standing at the bottom, shrink and leave B.",
      Curve::Linear, Curve::Linear,
      "planar path: A whole, B whole; frames narrower than 10 pixels are not drawn", false,
-     kQuarterRows},
+     kSqueezedShapes},
     {"TrTriangle2", "Retreating triangles",
      "A is cut along both diagonals, and its four triangles draw back from the centre over B.",
      Curve::Eased, Curve::Eased, "planar path: A whole, B whole but for a pixel of the top row",
-     false, kQuarterRows},
+     false, kSqueezedShapes},
     {"TrTriangle3", "Bouncing triangles",
      "Four triangles of B close on the centre from the edges and bounce back twice.", Curve::Bounce,
      Curve::Bounce, "A whole (planar path: but for a pixel of the top row), B whole", false,
-     kQuarterRows},
+     kSqueezedShapes},
     {"TrCirque", "Rings",
      "Every other ring around the centre turns to B inside a growing circle, then the rest from "
      "outside in.",
-     Curve::Linear, Curve::Linear, kPlanarWhole, false, kQuarterRows},
+     Curve::Linear, Curve::Linear, kPlanarWhole, false, kSqueezedShapes},
     {"TrEraseShift", "Erase, steep", "Erase with a slower start and end.", Curve::Steep,
      Curve::Absent, kWhole, false, kHundredPixels},
     {"TrBarShift", "Bars, steep", "Bar with a slower start and end.", Curve::Steep, Curve::Absent,
@@ -149,11 +149,11 @@ constexpr Info kInfos[] = {
 } // namespace
 
 const char *CurveName(Curve curve) {
-    return kCurves[static_cast<int>(curve)].name;
+    return kCurves[int(curve)].name;
 }
 
 const char *CurveDescription(Curve curve) {
-    return kCurves[static_cast<int>(curve)].description;
+    return kCurves[int(curve)].description;
 }
 
 std::span<const Info> Infos() {
