@@ -1,0 +1,324 @@
+#include "Convert.h"
+#include "Info.h"
+#include "OutputFile.h"
+#include "Pictures.h"
+#include "Program.h"
+#include "Source.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+
+namespace host {
+
+namespace {
+
+namespace fs = std::filesystem;
+using hostkit::Transition;
+
+struct Options {
+    std::vector<std::string> clips;
+    std::vector<std::string> names;
+    fs::path output = "sheet.png";
+    std::string path = "yuv";
+    std::string size;
+    int columns = 7;
+    int cellWidth = 160;
+    double at = 0;
+    std::string ease = "linear";
+    bool reverse = false;
+    std::uint64_t seed = 0;
+};
+
+/// The two pictures that the transitions run between, in both layouts.
+struct Inputs {
+    Target target;
+    hostkit::PlanarFrame planar[2];
+    hostkit::PackedFrame packed[2];
+};
+
+Frame ToFrame(const Surface &surface) {
+    const int width = cairo_image_surface_get_width(surface.get());
+    const int height = cairo_image_surface_get_height(surface.get());
+    Frame frame = NewPicture(AV_PIX_FMT_BGR0, width, height);
+    frame->color_range = AVCOL_RANGE_JPEG;
+    for (int y = 0; y < height; ++y)
+        std::memcpy(frame->data[0] + y * frame->linesize[0],
+                    cairo_image_surface_get_data(surface.get()) +
+                        y * cairo_image_surface_get_stride(surface.get()),
+                    std::size_t(width) * 4);
+    return frame;
+}
+
+/// The picture that a clip or still shows after so many seconds, its last one at most.
+Frame PictureAt(Source &source, double seconds) {
+    Frame shown;
+    std::int64_t first = 0;
+    for (Frame next; (next = source.Read());) {
+        if (!shown)
+            first = next->pts;
+        else if (double(next->pts - first) * av_q2d(source.Format().timeBase) > seconds)
+            break;
+        shown = std::move(next);
+    }
+    if (!shown)
+        throw Failure(source.Name() + ": there is no picture in it");
+    return shown;
+}
+
+Inputs LoadInputs(const Options &options) {
+    Size size = {640, 360};
+    Colours colours = {.range = AVCOL_RANGE_MPEG, .matrix = AVCOL_SPC_BT709};
+    AVRational aspect = {1, 1};
+    Frame pictures[2];
+    if (!options.clips.empty()) {
+        for (int i = 0; i < 2; ++i) {
+            const std::unique_ptr<Source> source = OpenSource(options.clips[i]);
+            pictures[i] = PictureAt(*source, options.at);
+            if (i == 0) {
+                const VideoFormat &format = source->Format();
+                size = {format.width, format.height};
+                colours = Assumed(format.colours, format.height);
+                aspect = format.aspect;
+            }
+        }
+    }
+    if (!options.size.empty()) {
+        size = ParseSize(options.size);
+        aspect = {1, 1};
+    }
+    if (options.clips.empty()) {
+        pictures[0] = ToFrame(DayPicture(size.width, size.height));
+        pictures[1] = ToFrame(DuskPicture(size.width, size.height));
+    }
+    Inputs inputs = {{size.width, size.height, aspect, colours}, {}, {}};
+    for (int i = 0; i < 2; ++i) {
+        inputs.planar[i] = hostkit::PlanarFrame(size.width, size.height);
+        inputs.packed[i] = hostkit::PackedFrame(size.width, size.height);
+        Converter(inputs.target).ToPlanar(*pictures[i], inputs.planar[i]);
+        Converter(inputs.target).ToPacked(*pictures[i], inputs.packed[i]);
+    }
+    return inputs;
+}
+
+/// One picture of a transition in the pixels of a Cairo surface.
+Frame DrawPicture(const Transition &transition, Path path, const hostkit::Motion &motion,
+                  const hostkit::Moment &moment, const Inputs &inputs) {
+    const Target &target = inputs.target;
+    Frame drawn;
+    if (path == Path::Yuv) {
+        hostkit::PlanarFrame out(target.width, target.height);
+        DrawYUV(transition, motion, moment, out, inputs.planar[0], inputs.planar[1]);
+        drawn = Wrap(std::move(out), target);
+    } else {
+        hostkit::PackedFrame out(target.width, target.height);
+        DrawRGB(transition, motion, moment, out, inputs.packed[0], inputs.packed[1]);
+        drawn = Wrap(std::move(out), target);
+    }
+    return Converter(target).ToFrame(*drawn, AV_PIX_FMT_BGR0);
+}
+
+// ---------------------------------------------------------------------------------------------
+// The sheet
+// ---------------------------------------------------------------------------------------------
+
+constexpr int kMargin = 20, kLabelWidth = 170, kGap = 6, kBlockGap = 24, kHeading = 22;
+
+struct Layout {
+    std::vector<const Transition *> rows;
+    std::vector<Path> blocks;
+    int columns;
+    int cellWidth, cellHeight;
+
+    int HeaderHeight() const { return kHeading * (blocks.size() > 1 ? 2 : 1); }
+    int BlockWidth() const { return columns * (cellWidth + kGap) - kGap; }
+    int BlockX(int block) const {
+        return kMargin + kLabelWidth + block * (BlockWidth() + kBlockGap);
+    }
+    int CellX(int block, int column) const { return BlockX(block) + column * (cellWidth + kGap); }
+    int RowY(int row) const { return kMargin + HeaderHeight() + row * (cellHeight + kGap); }
+    int Width() const { return BlockX(int(blocks.size()) - 1) + BlockWidth() + kMargin; }
+    int Height() const { return RowY(int(rows.size())) - kGap + kMargin; }
+};
+
+constexpr double kInk[] = {0.12, 0.14, 0.18}, kFaint[] = {0.42, 0.45, 0.5};
+
+enum class Align { Left, Centre };
+
+void Text(cairo_t *cr, const std::string &text, double x, double y, double size,
+          const double (&ink)[3], bool bold = false, Align align = Align::Left) {
+    cairo_select_font_face(cr, "DejaVu Sans", CAIRO_FONT_SLANT_NORMAL,
+                           bold ? CAIRO_FONT_WEIGHT_BOLD : CAIRO_FONT_WEIGHT_NORMAL);
+    cairo_set_font_size(cr, size);
+    cairo_set_source_rgb(cr, ink[0], ink[1], ink[2]);
+    cairo_text_extents_t extents;
+    cairo_text_extents(cr, text.c_str(), &extents);
+    cairo_move_to(cr, align == Align::Centre ? x - extents.x_advance / 2 : x, y);
+    cairo_show_text(cr, text.c_str());
+}
+
+double Position(const Layout &layout, int column) {
+    return layout.columns == 1 ? 0.5 : double(column) / (layout.columns - 1);
+}
+
+void DrawHeader(cairo_t *cr, const Layout &layout) {
+    const int y = kMargin + layout.HeaderHeight() - 9;
+    for (int block = 0; block < int(layout.blocks.size()); ++block) {
+        if (layout.blocks.size() > 1)
+            Text(cr, layout.blocks[block] == Path::Yuv ? "Planar path (YUV)" : "Packed path (RGB)",
+                 layout.BlockX(block) + layout.BlockWidth() / 2.0, y - kHeading, 14, kInk, true,
+                 Align::Centre);
+        for (int column = 0; column < layout.columns; ++column)
+            Text(cr, std::to_string(std::lround(100 * Position(layout, column))) + " %",
+                 layout.CellX(block, column) + layout.cellWidth / 2.0, y, 11, kFaint, false,
+                 Align::Centre);
+    }
+}
+
+void DrawLabel(cairo_t *cr, const Layout &layout, int row) {
+    const Transition &transition = *layout.rows[row];
+    const double middle = layout.RowY(row) + layout.cellHeight / 2.0;
+    Text(cr, transition.name, kMargin, middle - 2, 15, kInk, true);
+    const hostkit::Info *info = hostkit::FindInfo(transition.name);
+    std::string speed;
+    if (info && info->yuv == info->rgb)
+        speed = CurveName(info->yuv);
+    else if (info)
+        for (const Path path : layout.blocks) {
+            const hostkit::Curve curve = path == Path::Yuv ? info->yuv : info->rgb;
+            speed += (speed.empty() ? "" : ", ") + std::string(CurveName(curve));
+        }
+    const std::string known = transition.IsRegistered() ? ""
+                              : speed.empty()           ? "by name"
+                                                        : " · by name";
+    Text(cr, speed + known, kMargin, middle + 15, 11, kFaint);
+}
+
+/// The sheet's own pixels are averages over the picture's, so the thinnest lines still show.
+void DrawCell(cairo_t *cr, const Layout &layout, double x, double y, const AVFrame &picture) {
+    const Surface surface(cairo_image_surface_create_for_data(picture.data[0], CAIRO_FORMAT_RGB24,
+                                                              picture.width, picture.height,
+                                                              picture.linesize[0]),
+                          cairo_surface_destroy);
+    cairo_save(cr);
+    cairo_translate(cr, x, y);
+    cairo_scale(cr, double(layout.cellWidth) / picture.width,
+                double(layout.cellHeight) / picture.height);
+    cairo_set_source_surface(cr, surface.get(), 0, 0);
+    cairo_pattern_set_filter(cairo_get_source(cr), CAIRO_FILTER_BEST);
+    cairo_pattern_set_extend(cairo_get_source(cr), CAIRO_EXTEND_PAD);
+    cairo_rectangle(cr, 0, 0, picture.width, picture.height);
+    cairo_fill(cr);
+    cairo_restore(cr);
+}
+
+void DrawRow(cairo_t *cr, const Layout &layout, int row, const hostkit::Motion &motion,
+             const Inputs &inputs) {
+    const Transition &transition = *layout.rows[row];
+    DrawLabel(cr, layout, row);
+    for (int block = 0; block < int(layout.blocks.size()); ++block) {
+        const Path path = layout.blocks[block];
+        if (path == Path::Yuv ? !transition.yuv : !transition.rgb) {
+            Text(cr, path == Path::Yuv ? "no planar path" : "no packed path",
+                 layout.BlockX(block) + layout.BlockWidth() / 2.0,
+                 layout.RowY(row) + layout.cellHeight / 2.0 + 4, 12, kFaint, false, Align::Centre);
+            continue;
+        }
+        for (int column = 0; column < layout.columns; ++column) {
+            const hostkit::Moment moment{1, Position(layout, column), column};
+            DrawCell(cr, layout, layout.CellX(block, column), layout.RowY(row),
+                     *DrawPicture(transition, path, motion, moment, inputs));
+        }
+    }
+}
+
+void Save(const Surface &sheet, const fs::path &name) {
+    OutputFile file(name);
+    errno = 0;
+    const cairo_status_t status = cairo_surface_write_to_png(sheet.get(), file.Part().c_str());
+    if (status != CAIRO_STATUS_SUCCESS)
+        throw Failure(name.string() + ": " +
+                      (errno ? std::strerror(errno) : cairo_status_to_string(status)));
+    file.Keep();
+}
+
+void Run(const Program &program, const Options &options) {
+    const hostkit::Plugin plugin(program.pluginFile);
+    Layout layout = {};
+    layout.rows = ChooseTransitions(plugin, options.names);
+    if (options.path != "rgb")
+        layout.blocks.push_back(Path::Yuv);
+    if (options.path != "yuv")
+        layout.blocks.push_back(Path::Rgb);
+    if (layout.blocks.size() == 1 && !options.names.empty())
+        for (const Transition *transition : layout.rows)
+            RequirePath(*transition, layout.blocks.front());
+    const hostkit::Motion motion{hostkit::FindEasing(options.ease), options.reverse, options.seed};
+    Inputs inputs = LoadInputs(options);
+    layout.columns = options.columns;
+    layout.cellWidth = options.cellWidth;
+    const AVRational aspect = inputs.target.aspect;
+    const double shape = (aspect.num > 0 ? av_q2d(aspect) : 1) * inputs.target.width;
+    layout.cellHeight =
+        std::max(1, int(std::lround(options.cellWidth * inputs.target.height / shape)));
+    const Surface sheet = NewSurface(layout.Width(), layout.Height());
+    cairo_t *cr = cairo_create(sheet.get());
+    cairo_set_source_rgb(cr, 1, 1, 1);
+    cairo_paint(cr);
+    DrawHeader(cr, layout);
+    for (int row = 0; row < int(layout.rows.size()); ++row)
+        DrawRow(cr, layout, row, motion, inputs);
+    cairo_destroy(cr);
+    Save(sheet, options.output);
+}
+
+} // namespace
+
+void AddSheet(CLI::App &app, Program &program) {
+    const auto options = std::make_shared<Options>();
+    CLI::App *command = app.add_subcommand(
+        "sheet", "Draw a contact sheet: a row for each transition, a column for each position");
+    command
+        ->add_option("A B", options->clips,
+                     "Two clips or still pictures; two built-in pictures when left out")
+        ->expected(2);
+    command->add_option("-t,--transition", options->names, "The transitions; all when left out")
+        ->type_name("NAME");
+    command->add_option("-o,--output", options->output, "The sheet, a PNG picture")
+        ->type_name("FILE")
+        ->capture_default_str();
+    command->add_option("--path", options->path, "Which functions draw; both side by side")
+        ->check(CLI::IsMember({"yuv", "rgb", "both"}))
+        ->capture_default_str();
+    command->add_option("--columns", options->columns, "Positions from 0 to 100 %")
+        ->check(CLI::Range(1, 100))
+        ->capture_default_str();
+    command
+        ->add_option("--size", options->size,
+                     "Size at which the transitions draw (default: the size of A, 640x360 for "
+                     "the built-in pictures)")
+        ->type_name("WxH");
+    command->add_option("--cell", options->cellWidth, "Width of a picture on the sheet in pixels")
+        ->check(CLI::Range(16, 4096))
+        ->capture_default_str();
+    command
+        ->add_option("--at", options->at, "Which picture of the clips, in seconds from their start")
+        ->check(CLI::NonNegativeNumber)
+        ->capture_default_str();
+    command->add_option("--ease", options->ease, "How the position runs (see render)")
+        ->check(CLI::Validator(
+            [](std::string &name) {
+                return hostkit::FindEasing(name) ? "" : "there is no easing " + name;
+            },
+            "NAME"))
+        ->capture_default_str();
+    command->add_flag("--reverse", options->reverse, "Swap A and B and run backwards");
+    command->add_option("--seed", options->seed, "Seed of the random transitions")
+        ->capture_default_str();
+    command->callback([&program, options] { Run(program, *options); });
+}
+
+} // namespace host
