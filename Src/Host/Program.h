@@ -50,8 +50,10 @@ Size ParseSize(const std::string &text, const std::string &option = "--size");
 
 // Each sub-command adds itself to the program; its callback runs it. The program's record outlives
 // the call.
+void AddRender(CLI::App &app, Program &program);
 void AddList(CLI::App &app, Program &program);
 void AddInfo(CLI::App &app, Program &program);
 void AddBench(CLI::App &app, Program &program);
+void AddSheet(CLI::App &app, Program &program);
 
 } // namespace host

@@ -1,0 +1,76 @@
+#include "Media.h"
+
+#include "Program.h"
+
+#include <mutex>
+#include <new>
+
+extern "C" {
+#include <libavutil/error.h>
+#include <libavutil/log.h>
+}
+
+namespace host {
+
+namespace {
+
+std::mutex complaintLock;
+std::string complaint;
+
+void KeepComplaint(void *, int level, const char *format, va_list values) {
+    if (level > AV_LOG_ERROR)
+        return;
+    char text[256];
+    std::vsnprintf(text, sizeof text, format, values);
+    std::string line = text;
+    while (!line.empty() && (line.back() == '\n' || line.back() == '.'))
+        line.pop_back();
+    const std::lock_guard lock(complaintLock);
+    complaint = line;
+}
+
+std::string TakeComplaint() {
+    const std::lock_guard lock(complaintLock);
+    return std::exchange(complaint, {});
+}
+
+} // namespace
+
+Frame NewFrame() {
+    Frame frame(av_frame_alloc());
+    if (!frame)
+        throw std::bad_alloc();
+    return frame;
+}
+
+Frame Share(const AVFrame &frame) {
+    Frame shared(av_frame_clone(&frame));
+    if (!shared)
+        throw std::bad_alloc();
+    return shared;
+}
+
+Frame NewPicture(AVPixelFormat pixels, int width, int height) {
+    Frame frame = NewFrame();
+    frame->format = pixels;
+    frame->width = width;
+    frame->height = height;
+    Check(av_frame_get_buffer(frame.get(), 0),
+          "a picture of " + std::to_string(width) + "x" + std::to_string(height));
+    return frame;
+}
+
+int Check(int answer, const std::string &what) {
+    if (answer >= 0)
+        return answer;
+    char text[AV_ERROR_MAX_STRING_SIZE] = {};
+    av_strerror(answer, text, sizeof text);
+    const std::string detail = TakeComplaint();
+    throw Failure(what + ": " + text + (detail.empty() ? "" : " (" + detail + ")"));
+}
+
+void SilenceLibraries() {
+    av_log_set_callback(KeepComplaint);
+}
+
+} // namespace host

@@ -1,0 +1,79 @@
+#include "OutputFile.h"
+
+#include "Program.h"
+
+#include <atomic>
+#include <climits>
+#include <csignal>
+#include <cstring>
+#include <system_error>
+#include <unistd.h>
+
+namespace host {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// Read by the signal handler, which may do no more than look and call the kernel.
+char unfinished[PATH_MAX];
+std::atomic<bool> hasUnfinished = false;
+static_assert(std::atomic<bool>::is_always_lock_free);
+
+void Say(const char *text) {
+    [[maybe_unused]] const auto size = write(2, text, std::strlen(text));
+}
+
+void StopBySignal(int signal) {
+    Say("\ntransitions: stopped by a signal; nothing was written under the output's name\n");
+    if (hasUnfinished)
+        unlink(unfinished);
+    std::signal(signal, SIG_DFL);
+    std::raise(signal);
+}
+
+} // namespace
+
+OutputFile::OutputFile(const fs::path &name) : final(name) {
+    std::error_code missing;
+    if (fs::is_symlink(final, missing))
+        final = fs::weakly_canonical(final, missing); // replace the file, not the link to it
+    if (fs::is_directory(final, missing))
+        throw Failure(final.string() + ": is a folder");
+    isDirect = fs::exists(final, missing) && !fs::is_regular_file(final, missing);
+    part = final;
+    if (isDirect)
+        return;
+    part.replace_filename("." + final.filename().string() + "." + std::to_string(getpid()) +
+                          ".part");
+    if (part.native().size() >= sizeof unfinished)
+        throw Failure(final.string() + ": the name is too long");
+    std::strcpy(unfinished, part.c_str());
+    hasUnfinished = true;
+}
+
+OutputFile::~OutputFile() {
+    if (isDirect)
+        return;
+    if (!isKept)
+        unlink(part.c_str());
+    hasUnfinished = false;
+}
+
+void OutputFile::Keep() {
+    if (isDirect)
+        return;
+    std::error_code error;
+    fs::rename(part, final, error);
+    if (error)
+        throw Failure(final.string() + ": " + error.message());
+    isKept = true;
+}
+
+void HandleSignals() {
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+        std::signal(signal, StopBySignal);
+    std::signal(SIGPIPE, SIG_IGN);
+}
+
+} // namespace host

@@ -1,0 +1,370 @@
+/// `transitions render`: clip A, a transition over the overlap, clip B.
+
+#include "Audio.h"
+#include "Channel.h"
+#include "Convert.h"
+#include "OutputFile.h"
+#include "Program.h"
+#include "Progress.h"
+#include "Sink.h"
+#include "Source.h"
+#include "Timeline.h"
+
+#include <algorithm>
+#include <cinttypes>
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+#include <map>
+#include <thread>
+
+extern "C" {
+#include <libavutil/parseutils.h>
+#include <libavutil/pixdesc.h>
+}
+
+namespace host {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct RenderOptions {
+    std::string transition;
+    std::string a, b;
+    OutputOptions output;
+    double seconds = 1;
+    double stillSeconds = 3;
+    Path path = Path::Yuv;
+    std::string size;
+    std::string rate;
+    Fit fit = Fit::Contain;
+    std::string easing = "linear";
+    bool reverse = false;
+    std::uint64_t seed = 0;
+    bool only = false;
+    std::string frames;
+    bool noAudio = false;
+    bool quiet = false;
+};
+
+/// A frame of the result on its way to the file.
+struct Drawn {
+    Step step; ///< without its pictures
+    Frame picture;
+};
+
+/// Draws the frames of the result, or passes them on in the file's pixels.
+class Painter {
+public:
+    Painter(const hostkit::Transition &drawnTransition, const RenderOptions &renderOptions,
+            const Target &result, AVPixelFormat filePixels, std::int64_t overlapFrames)
+        : transition(drawnTransition), options(renderOptions), target(result), pixels(filePixels),
+          overlap(overlapFrames), motion{hostkit::FindEasing(options.easing), options.reverse,
+                                         options.seed},
+          passA(target), passB(target), drawA(target), drawB(target), passDrawn(target) {}
+
+    Frame Paint(const Step &step) {
+        if (!step.b)
+            return passA.ToFrame(*step.a, pixels);
+        if (!step.a)
+            return passB.ToFrame(*step.b, pixels);
+        const Frame drawn = options.path == Path::Yuv ? PaintPlanar(step) : PaintPacked(step);
+        return passDrawn.ToFrame(*drawn, pixels);
+    }
+
+private:
+    /// The first frame of the overlap is wholly clip A's and the last wholly clip B's. The length
+    /// is 1 because the plug-in's eased curve ends exactly at its length for some lengths only.
+    hostkit::Moment MomentOf(const Step &step) const {
+        const double position = overlap > 1 ? double(step.inOverlap) / double(overlap - 1) : 0.5;
+        return {1, position, step.inOverlap};
+    }
+
+    Frame PaintPlanar(const Step &step) {
+        for (hostkit::PlanarFrame *frame : {&planarA, &planarB})
+            if (!frame->Width())
+                *frame = hostkit::PlanarFrame(target.width, target.height);
+        hostkit::PlanarFrame out(target.width, target.height);
+        drawA.ToPlanar(*step.a, planarA);
+        drawB.ToPlanar(*step.b, planarB);
+        hostkit::DrawYUV(transition, motion, MomentOf(step), out, planarA, planarB);
+        return Wrap(std::move(out), target);
+    }
+
+    Frame PaintPacked(const Step &step) {
+        for (hostkit::PackedFrame *frame : {&packedA, &packedB})
+            if (!frame->Width())
+                *frame = hostkit::PackedFrame(target.width, target.height);
+        hostkit::PackedFrame out(target.width, target.height);
+        drawA.ToPacked(*step.a, packedA);
+        drawB.ToPacked(*step.b, packedB);
+        hostkit::DrawRGB(transition, motion, MomentOf(step), out, packedA, packedB);
+        if (av_pix_fmt_desc_get(pixels)->flags & AV_PIX_FMT_FLAG_ALPHA)
+            hostkit::RestoreOpacity(out, packedA, packedB);
+        return Wrap(std::move(out), target);
+    }
+
+    const hostkit::Transition &transition;
+    const RenderOptions &options;
+    Target target;
+    AVPixelFormat pixels;
+    std::int64_t overlap;
+    hostkit::Motion motion;
+    Converter passA, passB, drawA, drawB, passDrawn;
+    hostkit::PlanarFrame planarA, planarB;
+    hostkit::PackedFrame packedA, packedB;
+};
+
+/// The result takes after the first clip, and what a still picture cannot tell after the second.
+VideoFormat ResultFormat(const RenderOptions &options, const VideoFormat &a, const VideoFormat &b) {
+    VideoFormat result = a;
+    result.isStill = false;
+    const VideoFormat &moving = a.isStill ? b : a;
+    result.rate = moving.rate;
+    if (!options.rate.empty() && av_parse_video_rate(&result.rate, options.rate.c_str()) < 0)
+        throw Failure("--rate " + options.rate + ": give frames per second, as 25 or 30000/1001");
+    if (!options.size.empty()) {
+        const Size size = ParseSize(options.size);
+        result.width = size.width;
+        result.height = size.height;
+        result.aspect = {1, 1};
+    }
+    if (!moving.isStill && moving.isYuv)
+        result.colours = moving.colours;
+    else // pictures have colours of their own kind, which players of video do not expect
+        result.colours = Assumed({}, result.height);
+    return result;
+}
+
+/// Codecs that keep chroma at half resolution take even sizes only.
+void MakeSizeEven(const RenderOptions &options, VideoFormat &result) {
+    const int width = std::max(2, result.width / 2 * 2);
+    const int height = std::max(2, result.height / 2 * 2);
+    if (width == result.width && height == result.height)
+        return;
+    const std::string even = std::to_string(width) + "x" + std::to_string(height);
+    if (!options.size.empty())
+        throw Failure(options.output.file +
+                      ": its codec needs an even width and height; give --size " + even);
+    if (!options.quiet)
+        std::fprintf(stderr, "The codec needs an even width and height: %dx%d becomes %s.\n",
+                     result.width, result.height, even.c_str());
+    result.width = width;
+    result.height = height;
+}
+
+std::int64_t FramesIn(double seconds, AVRational rate) {
+    return std::max<std::int64_t>(1, std::llround(seconds * av_q2d(rate)));
+}
+
+void CheckOptions(const RenderOptions &options) {
+    constexpr double kLongest = 3600;
+    for (const auto &[name, seconds] :
+         {std::pair("--duration", options.seconds), std::pair("--still", options.stillSeconds)})
+        if (!(seconds > 0 && seconds <= kLongest))
+            throw Failure(std::string(name) + ": give seconds above 0, at most 3600");
+    if (!hostkit::FindEasing(options.easing)) {
+        std::string names;
+        for (const hostkit::Easing &easing : hostkit::Easings())
+            names += (names.empty() ? "" : ", ") + std::string(easing.name);
+        throw Failure("--ease " + options.easing + ": there are " + names);
+    }
+    if (options.a == "-" && options.b == "-")
+        throw Failure("only one of the clips can come from standard input");
+    std::error_code missing;
+    for (const std::string &clip : {options.a, options.b})
+        if (fs::is_regular_file(options.output.file, missing) &&
+            fs::equivalent(clip, options.output.file, missing))
+            throw Failure(options.output.file + ": is one of the clips");
+}
+
+/// Tells how the length of the result comes about.
+std::string Arithmetic(const Cut &cut, const Lengths &lengths) {
+    char text[256];
+    const std::int64_t joined = lengths.a + lengths.b - cut.overlap;
+    std::snprintf(text, sizeof text,
+                  cut.onlyOverlap
+                      ? "A %" PRId64 ", B %" PRId64 ": only the overlap, %" PRId64 " frames"
+                      : "A %" PRId64 " + B %" PRId64 " - overlap %" PRId64 " = %" PRId64 " frames",
+                  lengths.a, lengths.b, cut.overlap, joined);
+    return text;
+}
+
+/// How many frames will be written.
+std::int64_t Wanted(const Cut &cut, const Lengths &lengths) {
+    const std::int64_t all = cut.onlyOverlap ? cut.overlap : lengths.a + lengths.b - cut.overlap;
+    return std::min(all, cut.range.end) - cut.range.begin;
+}
+
+std::optional<AudioFormat> AudioOf(const RenderOptions &options, const OutputPlan &plan) {
+    if (options.noAudio || !plan.audio)
+        return {};
+    std::optional<AudioFormat> format = ProbeAudio(options.a);
+    if (!format)
+        format = ProbeAudio(options.b);
+    return format ? std::optional(ResultAudio(*format, *plan.audio)) : std::nullopt;
+}
+
+/// Runs the work in a thread of its own; what it throws arrives at the receiver of its channel.
+template<class Item, class Work>
+std::jthread Stage(Channel<Item> &output, Work work) {
+    return std::jthread([&output, work] {
+        try {
+            work();
+            output.Finish();
+        } catch (...) {
+            output.Fail(std::current_exception());
+        }
+    });
+}
+
+/// Reads, draws and writes at the same time, each a few frames ahead of the next.
+Lengths Produce(SteadySource &a, SteadySource &b, const Cut &cut, Painter &painter, Sink &sink,
+                AudioMix *audio, Progress &progress) {
+    constexpr std::size_t kAhead = 4;
+    Channel<Step> steps(kAhead);
+    Channel<Drawn> drawn(kAhead);
+    Lengths lengths;
+    const std::jthread reader = Stage(steps, [&] { lengths = Join(a, b, cut, steps); });
+    const std::jthread drawer = Stage(drawn, [&] {
+        while (std::optional<Step> step = steps.Receive()) {
+            Frame picture = painter.Paint(*step);
+            step->a.reset();
+            step->b.reset();
+            if (!drawn.Send({std::move(*step), std::move(picture)}))
+                return;
+        }
+    });
+    struct Release { // before the threads are waited for, however this function ends
+        Channel<Step> &steps;
+        Channel<Drawn> &drawn;
+        ~Release() {
+            steps.Abandon();
+            drawn.Abandon();
+        }
+    } const release{steps, drawn};
+    while (const std::optional<Drawn> frame = drawn.Receive()) {
+        sink.Write(*frame->picture, frame->step.number);
+        if (audio)
+            sink.WriteAudio(*audio->Read(frame->step.time, frame->step.overlapStart, cut.overlap));
+        progress.Count();
+    }
+    sink.Finish();
+    return lengths; // written before the channels were finished
+}
+
+void Render(const RenderOptions &options, const Program &program) {
+    CheckOptions(options);
+    const hostkit::Plugin plugin(program.pluginFile);
+    const hostkit::Transition &transition = RequireTransition(plugin, options.transition);
+    RequirePath(transition, options.path);
+    const Range range = options.frames.empty() ? Range() : ParseRange(options.frames);
+
+    SilenceLibraries();
+    HandleSignals();
+    std::unique_ptr<Source> sourceA = OpenSource(options.a), sourceB = OpenSource(options.b);
+    const bool hasAlpha =
+        options.path == Path::Rgb && (sourceA->Format().hasAlpha || sourceB->Format().hasAlpha);
+    const OutputPlan plan = PlanOutput(options.output, hasAlpha);
+    VideoFormat result = ResultFormat(options, sourceA->Format(), sourceB->Format());
+    if (plan.needsEvenSize)
+        MakeSizeEven(options, result);
+    const Target target = {result.width, result.height, result.aspect, result.colours, options.fit};
+    const std::int64_t overlap = FramesIn(options.seconds, result.rate);
+    const std::int64_t still = std::max(FramesIn(options.stillSeconds, result.rate), overlap);
+    const Cut cut = {options.a, options.b, overlap, options.only, range};
+    SteadySource a(std::move(sourceA), result.rate, still);
+    SteadySource b(std::move(sourceB), result.rate, still);
+
+    Lengths expected;
+    const std::optional<std::int64_t> scannedA = a.ScanFrames(), scannedB = b.ScanFrames();
+    if (scannedA && scannedB) {
+        expected = {*scannedA, *scannedB, true};
+        RequireLengths(cut, expected);
+        if (!options.quiet)
+            std::fprintf(stderr, "%s\n", Arithmetic(cut, expected).c_str());
+    }
+    const std::optional<AudioFormat> audioFormat = AudioOf(options, plan);
+    std::optional<AudioMix> audio;
+    if (audioFormat)
+        audio.emplace(options.a, options.b, *audioFormat, result.rate);
+    const std::unique_ptr<Sink> sink =
+        OpenSink(options.output, plan, result, audioFormat ? &*audioFormat : nullptr);
+    Painter painter(transition, options, target, plan.pixels, overlap);
+    Progress progress(expected.areWhole ? Wanted(cut, expected) : 0, options.quiet);
+    const Lengths lengths = Produce(a, b, cut, painter, *sink, audio ? &*audio : nullptr, progress);
+    progress.Finish();
+    if (!options.quiet && lengths.areWhole && (lengths.a != expected.a || lengths.b != expected.b))
+        std::fprintf(stderr, "%s\n", Arithmetic(cut, lengths).c_str());
+}
+
+} // namespace
+
+void AddRender(CLI::App &app, Program &program) {
+    auto options = std::make_shared<RenderOptions>();
+    CLI::App *render = app.add_subcommand(
+        "render", "Play clip A, a transition into clip B over the overlap of the two, then clip B");
+    render->footer(
+        "A and B are clips or still pictures in anything FFmpeg decodes; - is YUV4MPEG2 on "
+        "standard "
+        "input.\nThe overlap's first frame is wholly A's and its last wholly B's: frame i of n is "
+        "drawn at\nposition i / (n - 1). B is fitted to the size and frame rate of A unless told "
+        "otherwise.\nFrames are counted from 0, in file names of pictures too.");
+    render->add_option("A", options->a, "The outgoing clip")->required();
+    render->add_option("B", options->b, "The incoming clip")->required();
+    render->add_option("-t,--transition", options->transition, "Its name, see: transitions list")
+        ->required();
+    render
+        ->add_option("-o,--output", options->output.file,
+                     ".mp4 .mkv .mov (H.264), .webm, .y4m, .gif, pictures-%04d.png, or - for "
+                     "YUV4MPEG2 on standard output")
+        ->required();
+    render->add_option("-d,--duration", options->seconds, "Length of the transition in seconds")
+        ->capture_default_str();
+    render->add_option("--still", options->stillSeconds, "How long a still picture shows, seconds")
+        ->capture_default_str();
+    render
+        ->add_option("--path", options->path,
+                     "Which of the plug-in's paths draws: yuv (planar) or rgb (packed, keeps "
+                     "transparency)")
+        ->transform(CLI::CheckedTransformer(
+            std::map<std::string, Path>{{"yuv", Path::Yuv}, {"rgb", Path::Rgb}}))
+        ->default_str("yuv");
+    render->add_option("--size", options->size, "Size of the result, else that of A")
+        ->type_name("WxH");
+    render->add_option("--rate", options->rate, "Frames per second of the result, else those of A");
+    render
+        ->add_option("--fit", options->fit,
+                     "How a clip of another shape fills the result: contain (bars), cover (cut) or "
+                     "stretch")
+        ->transform(CLI::CheckedTransformer(std::map<std::string, Fit>{
+            {"contain", Fit::Contain}, {"cover", Fit::Cover}, {"stretch", Fit::Stretch}}))
+        ->default_str("contain");
+    std::string easings;
+    for (const hostkit::Easing &easing : hostkit::Easings())
+        easings += std::string(easings.empty() ? "" : ", ") + easing.name + " (" +
+                   easing.description + ")";
+    render->add_option("--ease", options->easing, "How the position moves: " + easings)
+        ->capture_default_str();
+    render->add_flag("--reverse", options->reverse,
+                     "Draw the transition backwards: what opens closes");
+    render->add_option("--seed", options->seed, "For transitions that draw random numbers")
+        ->capture_default_str();
+    render->add_flag("--only", options->only, "Only the overlap");
+    render
+        ->add_option("--frames", options->frames,
+                     "Only these frames of the result, equal to those of the whole: the first and "
+                     "the one after the last")
+        ->type_name("FIRST:END");
+    render->add_option("--codec", options->output.codec,
+                       "h264, h265, vp9, prores, qtrle, ffv1 or the name of an encoder of FFmpeg");
+    render->add_option("--quality", options->output.quality,
+                       "In the codec's own terms: constant rate factor, else quantiser scale");
+    render->add_option("--preset", options->output.preset, "Of the codec, as medium or veryfast");
+    render->add_flag("--no-audio", options->noAudio, "Leave out the clips' sound");
+    render->add_flag("-q,--quiet", options->quiet, "Say nothing but errors");
+    render->callback([options, &program] { Render(*options, program); });
+}
+
+} // namespace host
