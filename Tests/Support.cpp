@@ -80,7 +80,7 @@ PlanarCall::PlanarCall(const Geometry &g, std::uint64_t seed, bool atStart)
 }
 
 void PlanarCall::Draw(TransFuncYUV function, const TransParam &param) {
-    function(&records[0], &records[1], &records[2], &param);
+    function(records.data(), &records[1], &records[2], &param);
 }
 
 std::span<std::uint8_t> PlanarCall::Plane(int image, int plane) const {
