@@ -38,6 +38,10 @@ bool IsRgb(AVPixelFormat pixels) {
     return av_pix_fmt_desc_get(pixels)->flags & (AV_PIX_FMT_FLAG_RGB | AV_PIX_FMT_FLAG_PAL);
 }
 
+bool HasAlpha(AVPixelFormat pixels) {
+    return av_pix_fmt_desc_get(pixels)->flags & (AV_PIX_FMT_FLAG_ALPHA | AV_PIX_FMT_FLAG_PAL);
+}
+
 bool IsGray(AVPixelFormat pixels) {
     return av_pix_fmt_desc_get(pixels)->nb_components <= 2;
 }
@@ -192,6 +196,8 @@ Converter::Planes Converter::Planes::At(int x, int y) const {
 }
 
 void Converter::Run(const AVFrame &picture, Planes planes) {
+    if (HasAlpha(AVPixelFormat(picture.format)) && !HasAlpha(planes.pixels))
+        return Run(*OverBlack(picture), planes);
     Prepare(picture, planes.pixels);
     const Box &source = setup->source, &drawn = setup->drawn;
     Planes from = {{}, {}, AVPixelFormat(picture.format)};
@@ -210,15 +216,38 @@ void Converter::Run(const AVFrame &picture, Planes planes) {
         "converting a picture");
 }
 
+Frame Converter::OverBlack(const AVFrame &picture) {
+    if (!flat)
+        flat = std::make_shared<Converter>(
+            Target{picture.width, picture.height, picture.sample_aspect_ratio, {}, Fit::Stretch});
+    Frame frame = flat->ToFrame(picture, AV_PIX_FMT_BGRA);
+    Check(av_frame_make_writable(frame.get()), "a picture");
+    for (int y = 0; y < frame->height; ++y) {
+        std::uint8_t *pixel = frame->data[0] + std::ptrdiff_t(y) * frame->linesize[0];
+        for (int x = 0; x < frame->width; ++x, pixel += 4)
+            for (int channel = 0; channel < 3; ++channel)
+                pixel[channel] = std::uint8_t((pixel[channel] * pixel[3] + 127) / 255);
+    }
+    frame->format = AV_PIX_FMT_BGR0;
+    return frame;
+}
+
 Frame Converter::ToFrame(const AVFrame &picture, AVPixelFormat pixels) {
-    if (IsSame(picture, pixels))
-        return Share(picture);
+    if (IsSame(picture, pixels)) {
+        Frame shared = Share(picture);
+        shared->format = pixels;
+        return shared;
+    }
+    if (lastSource && lastSource->data[0] == picture.data[0] && lastResult->format == pixels)
+        return Share(*lastResult);
     Frame frame = NewPicture(pixels, target.width, target.height);
     Planes planes = {{}, {}, pixels};
     std::copy_n(frame->data, 4, planes.data);
     std::copy_n(frame->linesize, 4, planes.pitch);
     Run(picture, planes);
     Describe(*frame, target);
+    lastSource = Share(picture);
+    lastResult = Share(*frame);
     return frame;
 }
 

@@ -37,7 +37,9 @@ class Converter {
 public:
     explicit Converter(const Target &target) : target(target) {}
 
-    /// The picture in these pixels, sharing the source's where nothing needs to change.
+    /// The picture in these pixels, sharing the source's where nothing needs to change, and the
+    /// last result when the same picture comes again. Where the pixels hold no transparency, the
+    /// picture lies on black.
     Frame ToFrame(const AVFrame &picture, AVPixelFormat pixels);
     void ToPlanar(const AVFrame &picture, hostkit::PlanarFrame &frame);
     void ToPacked(const AVFrame &picture, hostkit::PackedFrame &frame);
@@ -59,8 +61,13 @@ private:
     void Prepare(const AVFrame &picture, AVPixelFormat pixels);
     Box Inner(const AVFrame &picture, bool cut) const;
 
+    /// The picture without transparency, as it looks on black.
+    Frame OverBlack(const AVFrame &picture);
+
     Target target;
     std::shared_ptr<Setup> setup;
+    std::shared_ptr<Converter> flat; ///< to pixels with plain transparency
+    Frame lastSource, lastResult;
 };
 
 /// The frame's samples as a picture of the media libraries, which then owns them.

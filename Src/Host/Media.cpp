@@ -29,11 +29,6 @@ void KeepComplaint(void *, int level, const char *format, va_list values) {
     complaint = line;
 }
 
-std::string TakeComplaint() {
-    const std::lock_guard lock(complaintLock);
-    return std::exchange(complaint, {});
-}
-
 } // namespace
 
 Frame NewFrame() {
@@ -67,6 +62,11 @@ int Check(int answer, const std::string &what) {
     av_strerror(answer, text, sizeof text);
     const std::string detail = TakeComplaint();
     throw Failure(what + ": " + text + (detail.empty() ? "" : " (" + detail + ")"));
+}
+
+std::string TakeComplaint() {
+    const std::lock_guard lock(complaintLock);
+    return std::exchange(complaint, {});
 }
 
 void SilenceLibraries() {

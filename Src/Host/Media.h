@@ -68,5 +68,7 @@ struct VideoFormat {
 int Check(int answer, const std::string &what);
 /// Keeps FFmpeg's libraries from writing to the terminal; Check tells their last complaint.
 void SilenceLibraries();
+/// The last complaint that nobody has taken yet.
+std::string TakeComplaint();
 
 } // namespace host

@@ -73,7 +73,8 @@ void OutputFile::Keep() {
 void HandleSignals() {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP})
         std::signal(signal, StopBySignal);
-    std::signal(SIGPIPE, SIG_IGN);
+    for (const int signal : {SIGPIPE, SIGXFSZ}) // writing fails instead, with a message
+        std::signal(signal, SIG_IGN);
 }
 
 } // namespace host

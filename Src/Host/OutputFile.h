@@ -29,7 +29,7 @@ private:
 };
 
 /// Makes SIGINT, SIGTERM and SIGHUP remove the unfinished file and say so before they end the
-/// process, and turns writing to a closed pipe into an ordinary error.
+/// process, and turns writing to a closed pipe or beyond a limit into an ordinary error.
 void HandleSignals();
 
 } // namespace host

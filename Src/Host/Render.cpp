@@ -62,7 +62,7 @@ public:
         : transition(drawnTransition), options(renderOptions), target(result), pixels(filePixels),
           overlap(overlapFrames), motion{hostkit::FindEasing(options.easing), options.reverse,
                                          options.seed},
-          passA(target), passB(target), drawA(target), drawB(target), passDrawn(target) {}
+          passA(target), passB(target), passDrawn(target), inputA(target), inputB(target) {}
 
     Frame Paint(const Step &step) {
         if (!step.b)
@@ -82,28 +82,49 @@ private:
     }
 
     Frame PaintPlanar(const Step &step) {
-        for (hostkit::PlanarFrame *frame : {&planarA, &planarB})
-            if (!frame->Width())
-                *frame = hostkit::PlanarFrame(target.width, target.height);
         hostkit::PlanarFrame out(target.width, target.height);
-        drawA.ToPlanar(*step.a, planarA);
-        drawB.ToPlanar(*step.b, planarB);
-        hostkit::DrawYUV(transition, motion, MomentOf(step), out, planarA, planarB);
+        const auto load = [&](Input &input, const AVFrame &picture) -> hostkit::PlanarFrame & {
+            if (!input.planar.Width())
+                input.planar = hostkit::PlanarFrame(target.width, target.height);
+            if (input.IsNew(picture))
+                input.converter.ToPlanar(picture, input.planar);
+            return input.planar;
+        };
+        hostkit::DrawYUV(transition, motion, MomentOf(step), out, load(inputA, *step.a),
+                         load(inputB, *step.b));
         return Wrap(std::move(out), target);
     }
 
     Frame PaintPacked(const Step &step) {
-        for (hostkit::PackedFrame *frame : {&packedA, &packedB})
-            if (!frame->Width())
-                *frame = hostkit::PackedFrame(target.width, target.height);
         hostkit::PackedFrame out(target.width, target.height);
-        drawA.ToPacked(*step.a, packedA);
-        drawB.ToPacked(*step.b, packedB);
-        hostkit::DrawRGB(transition, motion, MomentOf(step), out, packedA, packedB);
+        const auto load = [&](Input &input, const AVFrame &picture) -> hostkit::PackedFrame & {
+            if (!input.packed.Width())
+                input.packed = hostkit::PackedFrame(target.width, target.height);
+            if (input.IsNew(picture))
+                input.converter.ToPacked(picture, input.packed);
+            return input.packed;
+        };
+        const hostkit::PackedFrame &a = load(inputA, *step.a), &b = load(inputB, *step.b);
+        hostkit::DrawRGB(transition, motion, MomentOf(step), out, a, b);
         if (av_pix_fmt_desc_get(pixels)->flags & AV_PIX_FMT_FLAG_ALPHA)
-            hostkit::RestoreOpacity(out, packedA, packedB);
+            hostkit::RestoreOpacity(out, a, b);
         return Wrap(std::move(out), target);
     }
+
+    /// A clip's frame as the plug-in is given it, kept while the clip stands still.
+    struct Input {
+        explicit Input(const Target &target) : converter(target) {}
+        bool IsNew(const AVFrame &picture) {
+            if (loaded && loaded->data[0] == picture.data[0])
+                return false;
+            loaded = Share(picture);
+            return true;
+        }
+        Converter converter;
+        Frame loaded;
+        hostkit::PlanarFrame planar;
+        hostkit::PackedFrame packed;
+    };
 
     const hostkit::Transition &transition;
     const RenderOptions &options;
@@ -111,9 +132,8 @@ private:
     AVPixelFormat pixels;
     std::int64_t overlap;
     hostkit::Motion motion;
-    Converter passA, passB, drawA, drawB, passDrawn;
-    hostkit::PlanarFrame planarA, planarB;
-    hostkit::PackedFrame packedA, packedB;
+    Converter passA, passB, passDrawn;
+    Input inputA, inputB;
 };
 
 /// The result takes after the first clip, and what a still picture cannot tell after the second.

@@ -115,6 +115,8 @@ private:
         Check(avcodec_parameters_to_context(codec.get(), stream->codecpar), name);
         codec->pkt_timebase = stream->time_base;
         codec->thread_count = 0;
+        if (ReadsPictures(*demuxer)) // half a picture is none
+            codec->err_recognition |= AV_EF_EXPLODE;
         Check(avcodec_open2(codec.get(), decoder, nullptr), name);
     }
 
@@ -164,6 +166,10 @@ private:
         for (;;) {
             const int answer = av_read_frame(demuxer.get(), packet.get());
             if (answer == AVERROR_EOF) {
+                // Matroska that was cut short ends like any other, but for this complaint.
+                if (TakeComplaint().find("ended prematurely") != std::string::npos)
+                    throw Failure(name + ": cut short after " + std::to_string(decoded) +
+                                  " frames");
                 avcodec_send_packet(codec.get(), nullptr);
                 return;
             }
