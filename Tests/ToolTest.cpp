@@ -1,0 +1,380 @@
+// The program's list, info, sheet and bench, the words about the transitions, and the installation.
+
+#include "Draw.h"
+#include "Info.h"
+#include "Support.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <regex>
+#include <set>
+#include <sys/wait.h>
+
+namespace {
+
+namespace fs = std::filesystem;
+using hostkit::Curve;
+using hostkit::Transition;
+
+struct Outcome {
+    int status;
+    std::string output; ///< both streams
+};
+
+Outcome Shell(const std::string &command) {
+    FILE *pipe = popen(("exec 2>&1; " + command).c_str(), "r");
+    Outcome outcome = {};
+    char buffer[65536];
+    for (std::size_t size; (size = fread(buffer, 1, sizeof buffer, pipe)) > 0;)
+        outcome.output.append(buffer, size);
+    outcome.status = WEXITSTATUS(pclose(pipe));
+    return outcome;
+}
+
+Outcome Program(const std::string &arguments) {
+    return Shell(TP_PROGRAM " " + arguments);
+}
+
+/// A folder that goes with its owner.
+struct Folder {
+    fs::path path;
+    Folder() {
+        std::string name = (fs::temp_directory_path() / "ToolTestXXXXXX").string();
+        path = mkdtemp(name.data());
+    }
+    ~Folder() { fs::remove_all(path); }
+    std::string operator/(const std::string &name) const { return (path / name).string(); }
+};
+
+/// A value of a JSON text by CMake's own reader, which refuses anything that is not JSON.
+std::string JsonValue(const std::string &text, const std::string &path) {
+    const Folder folder;
+    std::ofstream(folder / "text.json") << text;
+    std::ofstream(folder / "read.cmake") << "file(READ " << (folder / "text.json") << " text)\n"
+                                         << "string(JSON value GET \"${text}\" " << path << ")\n"
+                                         << "message(NOTICE \"${value}\")\n";
+    const Outcome read = Shell(TP_CMAKE " -P " + (folder / "read.cmake"));
+    return read.output.substr(0, read.output.find('\n'));
+}
+
+// ---------------------------------------------------------------------------------------------
+// Words
+// ---------------------------------------------------------------------------------------------
+
+TEST(Info, DescribesExactlyTheTransitionsOfThePlugin) {
+    std::vector<std::string> described, offered;
+    for (const hostkit::Info &info : hostkit::Infos())
+        described.push_back(info.name);
+    for (const Transition &transition : TestedPlugin().Transitions())
+        offered.push_back(transition.name);
+    EXPECT_EQ(described, offered);
+}
+
+PlanarCall CallFor(const Transition &transition, std::uint64_t seed) {
+    const bool full = hostkit::PlanarChroma(transition) == hostkit::Chroma::Full;
+    return PlanarCall({320, 200, 320, full ? 320 : 160, full}, seed);
+}
+
+std::vector<std::uint8_t> Drawn(const Transition &t, bool planar, double position, unsigned seed) {
+    std::vector<std::uint8_t> bytes;
+    const auto append = [&](std::span<std::uint8_t> plane) {
+        bytes.insert(bytes.end(), plane.begin(), plane.end());
+    };
+    if (planar) {
+        PlanarCall call = CallFor(t, 1);
+        std::srand(seed);
+        call.Draw(t.yuv, MakeParam(1, position));
+        for (int plane = 0; plane < 3; ++plane)
+            append(call.Plane(0, plane));
+    } else {
+        PackedCall call(320, 200, 1);
+        std::srand(seed);
+        call.Draw(t.rgb, MakeParam(1, position));
+        append(call.Pixels(0));
+    }
+    return bytes;
+}
+
+std::vector<std::uint8_t> Input(const Transition &t, bool planar, int image) {
+    std::vector<std::uint8_t> bytes;
+    if (planar)
+        for (int plane = 0; plane < 3; ++plane) {
+            const PlanarCall call = CallFor(t, 1);
+            const std::span<std::uint8_t> samples = call.Plane(image, plane);
+            bytes.insert(bytes.end(), samples.begin(), samples.end());
+        }
+    else {
+        const PackedCall call(320, 200, 1);
+        const std::span<std::uint8_t> pixels = call.Pixels(image);
+        bytes.assign(pixels.begin(), pixels.end());
+    }
+    return bytes;
+}
+
+TEST(Info, SaysWhatTheFunctionsDo) {
+    for (const Transition &t : TestedPlugin().Transitions()) {
+        SCOPED_TRACE(t.name);
+        const hostkit::Info &info = *hostkit::FindInfo(t.name);
+        EXPECT_EQ(info.yuv == Curve::Absent, t.yuv == nullptr);
+        EXPECT_EQ(info.rgb == Curve::Absent, t.rgb == nullptr);
+        EXPECT_GT(std::strlen(info.motion), 20u);
+        const std::string ends = info.ends;
+        for (const bool planar : {true, false}) {
+            if (planar ? !t.yuv : !t.rgb)
+                continue;
+            SCOPED_TRACE(planar ? "planar" : "packed");
+            EXPECT_EQ(Drawn(t, planar, 0.4, 1) != Drawn(t, planar, 0.4, 2), info.random);
+            const bool isWhole = ends == "A whole, B whole" ||
+                                 (planar && ends.starts_with("planar path: A whole, B whole")) ||
+                                 (!planar && ends.starts_with("A whole, B whole; planar"));
+            if (!isWhole)
+                continue;
+            EXPECT_EQ(Drawn(t, planar, 0, 1), Input(t, planar, 1));
+            EXPECT_EQ(Drawn(t, planar, 1, 1), Input(t, planar, 2));
+        }
+    }
+}
+
+// ---------------------------------------------------------------------------------------------
+// Sub-commands
+// ---------------------------------------------------------------------------------------------
+
+TEST(Tool, AnswersWithTheRightWordsAndStatus) {
+    const struct {
+        const char *arguments;
+        int status;
+        const char *expected;
+    } kCases[] = {
+        {"list", 0, "   12  Push             yes  yes  925C36FB-9EE1-4fca-899F-549D8328F2DC\n"},
+        {"list", 0, "    -  TrBarShift       yes  no   exported by name only\n"},
+        {"info wind", 0, "Wind\n  Title        Wind\n"},
+        {"info wind", 0, "yes: the same --seed gives the same pictures"},
+        {"info TrRect6", 0, "the name of its exported function"},
+        {"info --markdown Push", 0, "| `Push` | B comes in from the left"},
+        {"bench -t Erase -t TrEraseShift --size 33x17 --seconds 0", 0, "\nErase "},
+        {"", 2, "subcommand"},
+        {"info Wint", 1, "transitions: there is no transition \"Wint\"; the nearest are \"Wind\","},
+        {"info --json --markdown", 2, "excludes"},
+        {"bench --path sideways", 2, "sideways"},
+        {"bench --size 10", 1, "--size 10: give the size as WIDTHxHEIGHT"},
+        {"sheet a.png", 2, "A B"},
+        {"sheet no.mp4 no.mp4", 1, "no.mp4: No such file or directory"},
+        {"sheet -t TrDropShift --path rgb", 1, "\"TrDropShift\" has no rgb path"},
+        {"sheet --columns 0", 2, "--columns"},
+        {"sheet --ease wobbly", 2, "wobbly"},
+        {"sheet -t Push -o /nowhere/a.png", 1, "/nowhere/a.png: No such file or directory\n"},
+        {"sheet -t Push -o /dev/full", 1, "/dev/full: "},
+        {"--plugin /dev/null list", 1, "transitions: cannot load the plug-in /dev/null"},
+    };
+    for (const auto &[arguments, status, expected] : kCases) {
+        const Outcome outcome = Program(arguments);
+        EXPECT_EQ(outcome.status, status) << arguments;
+        EXPECT_NE(outcome.output.find(expected), std::string::npos) << arguments << "\n"
+                                                                    << outcome.output;
+        const auto lines = std::count(outcome.output.begin(), outcome.output.end(), '\n');
+        EXPECT_TRUE(status == 0 || lines == 1) << arguments << "\n" << outcome.output;
+    }
+}
+
+TEST(Tool, WritesJson) {
+    const std::string list = Program("list --json").output, infos = Program("info --json").output;
+    const std::string one = Program("info DoorWay --json").output;
+    const std::string last = std::to_string(TestedPlugin().Transitions().size() - 1);
+    EXPECT_EQ(JsonValue(list, "type"), "erase type");
+    EXPECT_EQ(JsonValue(list, "transitions 15 name"), "CrossZoom");
+    EXPECT_EQ(JsonValue(list, "transitions 15 rgb"), "ON");
+    EXPECT_EQ(JsonValue(list, "transitions " + last + " name"), "TrDropShift");
+    EXPECT_EQ(JsonValue(list, "transitions " + last + " index"), "");
+    EXPECT_EQ(JsonValue(list, "transitions " + last + " rgb"), "OFF");
+    EXPECT_EQ(JsonValue(infos, last + " curveYuv"), "steep");
+    EXPECT_EQ(JsonValue(infos, "8 random"), "ON");
+    EXPECT_EQ(JsonValue(one, "guid"), "976B2502-3B22-4dd4-AEB4-0AAA2C1E5AC8");
+}
+
+/// All long options that a text mentions.
+std::set<std::string> LongOptions(const std::string &text) {
+    const std::regex option("--[a-z][a-z0-9-]*");
+    std::set<std::string> options;
+    for (std::sregex_iterator i(text.begin(), text.end(), option), end; i != end; ++i)
+        options.insert(i->str());
+    return options;
+}
+
+TEST(Tool, ManualHasTheOptionsThatHelpHas) {
+    std::ifstream file(TP_SOURCE "/Docs/transitions.1");
+    std::string manual(std::istreambuf_iterator<char>(file), {}), help = Program("--help").output;
+    manual = std::regex_replace(manual, std::regex("\\\\-"), "-");
+    for (const char *command : {"render", "sheet", "list", "info", "bench"}) {
+        EXPECT_NE(help.find(std::string("  ") + command + " "), std::string::npos);
+        EXPECT_NE(manual.find(std::string(".SS ") + command), std::string::npos);
+        help += Program(std::string(command) + " --help").output;
+    }
+    EXPECT_EQ(LongOptions(manual), LongOptions(help));
+}
+
+TEST(Tool, MarkdownHasARowForEachTransition) {
+    const std::string table = Program("info --markdown").output;
+    for (const Transition &transition : TestedPlugin().Transitions())
+        EXPECT_NE(table.find("| `" + transition.name + "` "), std::string::npos) << transition.name;
+}
+
+struct Picture {
+    int width = 0, height = 0;
+    std::string rgb;
+    std::array<int, 3> At(int x, int y) const {
+        const auto *p = reinterpret_cast<const unsigned char *>(&rgb[(y * width + x) * 3]);
+        return {p[0], p[1], p[2]};
+    }
+    bool IsWhite(int x, int y) const { return At(x, y) == std::array{255, 255, 255}; }
+};
+
+Picture ReadPng(const std::string &file) {
+    const std::string ppm =
+        Shell("ffmpeg -v error -i " + file + " -f image2pipe -c:v ppm -").output;
+    Picture picture;
+    int start = 0;
+    if (std::sscanf(ppm.c_str(), "P6 %d %d 255%n", &picture.width, &picture.height, &start) == 2)
+        picture.rgb = ppm.substr(start + 1);
+    return picture;
+}
+
+struct Cell {
+    int x, y;
+};
+
+/// The top left corners of the pictures on a sheet, row by row: blocks of this size without white.
+std::vector<Cell> Cells(const Picture &sheet, int width, int height) {
+    std::vector<Cell> cells;
+    for (int y = 1; y + height <= sheet.height; ++y)
+        for (int x = 1; x + width <= sheet.width; ++x) {
+            const auto isColoured = [&](int dx, int dy) { return !sheet.IsWhite(x + dx, y + dy); };
+            const bool isCorner = !isColoured(-1, 0) && !isColoured(0, -1);
+            if (isCorner && isColoured(0, 0) && isColoured(width - 1, 0) &&
+                isColoured(0, height - 1) && isColoured(width - 1, height - 1))
+                cells.push_back({x, y});
+        }
+    return cells;
+}
+
+void WritePpm(const std::string &file, std::array<int, 3> upper, std::array<int, 3> lower) {
+    std::ofstream out(file, std::ios::binary);
+    out << "P6 64 36 255\n";
+    for (int i = 0; i < 64 * 36; ++i)
+        for (const int channel : i < 64 * 18 ? upper : lower)
+            out.put(static_cast<char>(channel));
+}
+
+enum Colour { kRed, kGreen, kBlue };
+
+Colour Strongest(const std::array<int, 3> &c) {
+    return static_cast<Colour>(std::max_element(c.begin(), c.end()) - c.begin());
+}
+
+// A is red above green, B is blue; Push shows where its edge is and what stands on which side.
+TEST(Sheet, ShowsPositionsPathsAndMotionUpright) {
+    const Folder folder;
+    WritePpm(folder / "a.ppm", {230, 20, 20}, {20, 230, 20});
+    WritePpm(folder / "b.ppm", {20, 20, 230}, {20, 20, 230});
+    const struct {
+        const char *options;
+        int edge[2]; ///< at 50 %, planar and packed
+        bool bIsLeft;
+    } kCases[] = {
+        {"", {32, 32}, true},
+        {"--ease in", {1, 16}, true},
+        {"--reverse", {32, 32}, false},
+    };
+    for (const auto &[options, edge, bIsLeft] : kCases) {
+        SCOPED_TRACE(options);
+        const Outcome outcome = Program("sheet " + (folder / "a.ppm") + " " + (folder / "b.ppm") +
+                                        " -t Push --path both --columns 3 --cell 64 " + options +
+                                        " -o " + (folder / "s.png"));
+        ASSERT_EQ(outcome.status, 0) << outcome.output;
+        const Picture sheet = ReadPng(folder / "s.png");
+        const std::vector<Cell> cells = Cells(sheet, 64, 36);
+        ASSERT_EQ(cells.size(), 6u);
+        for (int path = 0; path < 2; ++path) {
+            const auto colour = [&](int column, int x, int y) {
+                const Cell &cell = cells[path * 3 + column];
+                return Strongest(sheet.At(cell.x + x, cell.y + y));
+            };
+            for (const int x : {0, 31, 63}) {
+                EXPECT_EQ(colour(0, x, 3), kRed);
+                EXPECT_EQ(colour(0, x, 33), kGreen);
+                EXPECT_EQ(colour(2, x, 3), kBlue);
+            }
+            // Planar colours are as wide as two pixels, so look beside the edge.
+            const int left = std::max(0, edge[path] - 2), right = edge[path] + 2;
+            EXPECT_EQ(colour(1, left, 3), bIsLeft ? kBlue : kRed);
+            EXPECT_EQ(colour(1, right, 3), bIsLeft ? kRed : kBlue);
+            EXPECT_EQ(colour(1, right, 33), bIsLeft ? kGreen : kBlue);
+        }
+    }
+    EXPECT_EQ(std::distance(fs::directory_iterator(folder.path), {}), 3) << "left-over files";
+}
+
+TEST(Sheet, HasARowForEachTransitionFromTheBuiltInPictures) {
+    const Folder folder;
+    const Outcome outcome =
+        Program("sheet --columns 2 --cell 32 --size 64x48 -o " + (folder / "s.png"));
+    ASSERT_EQ(outcome.status, 0) << outcome.output;
+    const Picture sheet = ReadPng(folder / "s.png");
+    EXPECT_EQ(sheet.height, 62 - 6 + int(TestedPlugin().Transitions().size()) * (24 + 6))
+        << "margins and heading, then a row for each";
+}
+
+// ---------------------------------------------------------------------------------------------
+// Installation
+// ---------------------------------------------------------------------------------------------
+
+bool Succeeds(const std::string &command) {
+    const Outcome outcome = Shell(command);
+    EXPECT_EQ(outcome.status, 0) << command << "\n" << outcome.output;
+    return outcome.status == 0;
+}
+
+// Moved after it was installed, so that no path of the build can help.
+TEST(Install, WorksWhereverItIsMoved) {
+    const Folder folder;
+    const std::string root = folder / "moved";
+    ASSERT_TRUE(Succeeds(TP_CMAKE " --install " TP_BUILD " --prefix " + (folder / "first")));
+    fs::rename(folder / "first", root);
+    const std::string list = Shell(root + "/bin/transitions list").output;
+    EXPECT_EQ(list, Program("list").output);
+    EXPECT_TRUE(fs::exists(root + "/share/man/man1/transitions.1"));
+
+    ASSERT_TRUE(Succeeds(TP_CMAKE " -S " TP_SOURCE "/Examples -B " + (folder / "example") +
+                         " -G Ninja -DCMAKE_CXX_COMPILER=" TP_COMPILER
+                         " -DCMAKE_CXX_FLAGS=" TP_FLAGS " -DCMAKE_PREFIX_PATH=" +
+                         root));
+    ASSERT_TRUE(Succeeds(TP_CMAKE " --build " + (folder / "example")));
+    EXPECT_EQ(Shell(folder / "example/Host").output, "Erase: 235 at the left, 16 at the right\n");
+
+    // What links the plug-in by pkg-config's answer finds it and the libraries behind it.
+    std::ofstream(folder / "link.cpp") << "#include <tp_Erase.h>\n"
+                                          "int main() { return GetTransCount() - 16; }\n";
+    EXPECT_TRUE(Succeeds("cd " + folder.path.string() +
+                         " && export PKG_CONFIG_PATH=$(dirname $(find " + root +
+                         " -name tp_Erase.pc)) && " TP_COMPILER " " TP_FLAGS
+                         " -std=c++20 link.cpp -o link $(pkg-config --cflags --libs tp_Erase) && "
+                         "LD_LIBRARY_PATH=$(pkg-config --variable=libdir tp_Erase) ./link"));
+}
+
+TEST(Install, DebianPackageNamesWhatItNeedsAndRuns) {
+    const Folder folder;
+    ASSERT_TRUE(Succeeds("cpack --config " TP_BUILD "/CPackConfig.cmake -B " + (folder / "deb")));
+    const std::string package = folder / "deb/*.deb";
+    const std::string needs = Shell("dpkg-deb -f " + package + " Depends").output;
+    for (const char *library : {"libavformat", "libcairo2", "libswscale", "libstdc++6"})
+        EXPECT_NE(needs.find(library), std::string::npos) << needs;
+    ASSERT_TRUE(Succeeds("dpkg-deb -x " + package + " " + (folder / "root")));
+    EXPECT_EQ(Shell((folder / "root") + "/usr/bin/transitions list").output,
+              Program("list").output);
+}
+
+} // namespace
