@@ -61,8 +61,11 @@ const hostkit::Transition &RequireTransition(const hostkit::Plugin &plugin,
 std::vector<const hostkit::Transition *> ChooseTransitions(const hostkit::Plugin &plugin,
                                                            const std::vector<std::string> &names) {
     std::vector<const hostkit::Transition *> chosen;
-    for (const std::string &name : names)
+    for (const std::string &name : names) {
         chosen.push_back(&RequireTransition(plugin, name));
+        if (!chosen.back()->yuv && !chosen.back()->rgb)
+            throw Failure("\"" + chosen.back()->name + "\" has no functions in this plug-in");
+    }
     if (names.empty())
         for (const hostkit::Transition &transition : plugin.Transitions())
             if (transition.yuv || transition.rgb)
