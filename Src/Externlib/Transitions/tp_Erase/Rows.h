@@ -22,7 +22,15 @@ inline void CopyBytes(std::uint8_t *out, const std::uint8_t *in, std::ptrdiff_t 
 /// FinishStreaming.
 void CopyStreaming(std::uint8_t *out, const std::uint8_t *in, std::ptrdiff_t count);
 
-/// Makes what CopyStreaming wrote visible to other threads.
+/// Takes each byte from a where its mask is 255, from b where it is 0.
+void ChooseBytes(std::uint8_t *out, const std::uint8_t *a, const std::uint8_t *b,
+                 const std::uint8_t *mask, std::ptrdiff_t count);
+
+/// ChooseBytes past the caches.
+void ChooseStreaming(std::uint8_t *out, const std::uint8_t *a, const std::uint8_t *b,
+                     const std::uint8_t *mask, std::ptrdiff_t count);
+
+/// Makes what was streamed visible to other threads.
 void FinishStreaming();
 
 /// Either of the two copies.

@@ -1,5 +1,6 @@
-// Triangles and rings, exported by name only. Every pixel is a copy of one input, so a row is a few
-// spans, and each transition is a shape that tells the spans of a row.
+// Triangles and rings, exported by name only. Every pixel is a copy of one input. A shape with a
+// few edges tells the spans of each row; one with many keeps a mask, which changes little from row
+// to row.
 
 #include "Frames.h"
 #include "Pixels.h"
@@ -15,7 +16,7 @@
 using namespace tp;
 
 // ---------------------------------------------------------------------------------------------
-// Rows of spans
+// Rows of spans and rows of masks
 // ---------------------------------------------------------------------------------------------
 
 namespace {
@@ -57,6 +58,18 @@ ByteRow RowOf(const PackedFrames &frames, int y) {
     return {frames.Row(y).bytes, frames.width};
 }
 
+/// Calls draw(row, y) for every row.
+template<class Draw>
+void DrawRows(const PlanarFrames &frames, const Draw &draw) {
+    frames.DrawRows(draw);
+}
+
+template<class Draw>
+void DrawRows(const PackedFrames &frames, const Draw &draw) {
+    for (int y = 0; y < frames.height; ++y)
+        draw(RowOf(frames, y), y);
+}
+
 void CopyWhole(const PlanarFrames &frames, Input input) {
     frames.CopyPlanes(input);
 }
@@ -89,8 +102,53 @@ void ShowSpans(const Row &row, Input input, std::span<const Span> spans) {
 /// Shows one input inside a shape and the other outside.
 template<class Frames, class Shape>
 void ShowShape(const Frames &frames, const Shape &shape, Input inside) {
-    for (int y = 0; y < frames.height; ++y)
-        ShowSpans(RowOf(frames, y), inside, shape.Spans(y));
+    DrawRows(frames, [&](const auto &row, int y) { ShowSpans(row, inside, shape.Spans(y)); });
+}
+
+/// Which columns of a row show the second input: 255 where they do, else 0. The first one at first.
+struct Masks {
+    int width;
+    std::vector<std::uint8_t> luma;
+    std::vector<std::uint8_t> chroma; ///< of the even columns
+
+    explicit Masks(int w)
+        : width(w), luma(static_cast<std::size_t>(w)), chroma(static_cast<std::size_t>(HalfUp(w))) {
+    }
+
+    void Fill(int x0, int x1, Input input) {
+        x0 = std::max(x0, 0);
+        x1 = std::min(x1, width);
+        if (x0 >= x1)
+            return;
+        const std::uint8_t value = input == Input::Two ? 255 : 0;
+        FillBytes(luma.data() + x0, value, x1 - x0);
+        FillBytes(chroma.data() + HalfUp(x0), value, HalfUp(x1) - HalfUp(x0));
+    }
+    void Turn(int x) {
+        if (x < 0 || x >= width)
+            return;
+        luma[static_cast<std::size_t>(x)] ^= 255;
+        if (!(x & 1))
+            chroma[static_cast<std::size_t>(x / 2)] ^= 255;
+    }
+};
+
+void Choose(const Triple &row, const std::vector<std::uint8_t> &mask) {
+    const auto choose = row.IsStreamed() ? ChooseStreaming : ChooseBytes;
+    choose(row.out, row.in2, row.in1, mask.data(), static_cast<std::ptrdiff_t>(mask.size()));
+}
+
+void ShowMasks(const PlanarRow &row, const Masks &masks) {
+    Choose(row.luma, masks.luma);
+    if (row.hasChroma) {
+        Choose(row.cb, masks.chroma);
+        Choose(row.cr, masks.chroma);
+    }
+}
+
+void ShowMasks(const ByteRow &row, const Masks &masks) {
+    Choose(row.bytes, masks.luma);
+    row.Finish(masks.luma.back() ? Input::Two : Input::One);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -254,43 +312,46 @@ void Tr4TriangleRGB(void *out, void *in1, void *in2, const TransParam *param) {
 
 namespace {
 
-/// The gaps between the triangles: one a cell, the same in all cells.
-struct SawToothGaps {
-    int width;
+struct SawTooth {
     int height;
     int cell; ///< columns of one cell: about a tenth of the width, even
     double slope;
 
-    /// A cell is at least two columns and a fifteenth of the width.
-    struct CellSpans {
-        std::array<Span, 15> spans;
-        std::size_t count;
-        operator std::span<const Span>() const { return {spans.data(), count}; }
-    };
-
-    SawToothGaps(int w, int h, const TransParam &param) : width(w), height(h) {
-        cell = Convert(w * 0.1);
+    SawTooth(int w, int h, const TransParam &param) : height(h), cell(Convert(w * 0.1)) {
         cell += cell & 1;
         slope = (param.dTotal - param.dCurrent) / param.dTotal * h / cell;
     }
 
-    CellSpans Spans(int y) const {
+    /// The columns of a cell between the standing triangle and the hanging one.
+    Span Gap(int y) const {
         const int hanging = FirstReaching(y + 1, slope, cell);
         const int standing =
             FirstHolding(StepGuess(height - y, slope), 1, cell + 1,
                          [=, this](int steps) { return StandingTop(height, steps, slope) <= y; });
-        CellSpans cells{};
-        for (int x = 0; x < width; x += cell)
-            cells.spans[cells.count++] = {x + cell - standing + 1, x + hanging};
-        return cells;
+        return {cell - standing + 1, hanging};
     }
 };
 
 template<class Frames>
 void DrawSawTooth(const Frames &frames, const TransParam &param) {
-    const SawToothGaps gaps(frames.width, frames.height, param);
-    if (gaps.cell > 0)
-        ShowShape(frames, gaps, Input::Two);
+    const SawTooth teeth(frames.width, frames.height, param);
+    if (teeth.cell < 1)
+        return;
+    Masks masks(frames.width);
+    Span shown{0, 0};
+    for (int y = 0; y < frames.height; ++y) {
+        // Both edges of the gap move right from row to row, a column at a time or not at all.
+        const Span gap = teeth.Gap(y);
+        const Span closed{shown.begin, std::min(shown.end, gap.begin)};
+        const Span opened{std::max(shown.end, gap.begin), gap.end};
+        if (gap.begin != shown.begin || gap.end != shown.end)
+            for (int x = 0; x < frames.width; x += teeth.cell) {
+                masks.Fill(x + closed.begin, x + closed.end, Input::One);
+                masks.Fill(x + opened.begin, x + opened.end, Input::Two);
+            }
+        shown = gap;
+        ShowMasks(RowOf(frames, y), masks);
+    }
 }
 
 } // namespace
@@ -398,33 +459,35 @@ struct Circle {
     int reach;            ///< the last column from the centre that it holds in the current row
 };
 
-/// The circles of one frame and what they leave in one row: the second input inside the innermost,
-/// the inputs in turn between them, `outside` beyond the last.
+/// The circles of one frame: the second input inside the innermost, the inputs in turn between
+/// them, `outside` beyond the last.
 ///
-/// From the centre's row outwards the circles' reach only shrinks, so that the row's masks are kept
-/// up to date by turning over the few columns that leave a circle.
+/// From the centre's row outwards the circles' reach only shrinks, so the masks are kept up to date
+/// by turning over the few columns that leave a circle.
 struct Rings {
-    int width;
     int cx, cy;
     Input outside;
-    std::vector<Circle> circles;                ///< ascending
-    std::size_t first = 0;                      ///< the first circle that meets the row
-    std::vector<std::uint8_t> mask, chromaMask; ///< 255 where the second input shows
+    std::vector<Circle> circles; ///< ascending
+    std::size_t first = 0;       ///< the first circle that meets the row
+    Masks masks;
 
-    Rings(int w, int h, const TransParam &param)
-        : width(w), cx(HalfUp(w)), cy(HalfUp(h)), mask(static_cast<std::size_t>(w)),
-          chromaMask(static_cast<std::size_t>(cx)) {
+    Rings(int width, int height, const TransParam &param)
+        : cx(HalfUp(width)), cy(HalfUp(height)), masks(width) {
         const double progress = param.dCurrent / param.dTotal;
         outside = progress < 0.5 ? Input::One : Input::Two;
         const double share = progress < 0.5 ? progress : 1 - progress;
-        // The square root is the corner's distance; no pixel is more than a rounding beyond it.
+        // No pixel lies further than a rounding beyond the corner's distance.
         const int corner = Convert(std::sqrt(static_cast<double>(cy * cy + cx * cx)) + 0.5);
         const int radius = Convert(2 * corner * share + 0.5);
         AddCircles(Limit(std::abs(radius), 0, corner + 1));
-        StartAtCentre();
+        masks.Fill(0, width, outside);
+        for (std::size_t i = circles.size(); i-- > 0;)
+            masks.Fill(cx - circles[i].reach, cx + circles[i].reach + 1,
+                       i % 2 ? Input::One : Input::Two);
     }
 
-    /// Ring k ends at the radius (k * k + k + 2) / 2: 2, 4, 7, 11 ... and the last one at this.
+    /// Ring k ends at the radius (k * k + k + 2) / 2: 2, 4, 7, 11 ... and the last one at this. The
+    /// centre itself belongs to the first ring, and a radius of 0 does not hold it.
     void AddCircles(std::int64_t last) {
         const auto add = [&](std::int64_t radius) {
             circles.push_back({radius * radius, static_cast<int>(radius)});
@@ -436,26 +499,6 @@ struct Rings {
             add(last);
     }
 
-    void Fill(int x0, int x1, std::uint8_t value) {
-        x0 = std::max(x0, 0);
-        x1 = std::min(x1, width);
-        FillBytes(mask.data() + x0, value, x1 - x0);
-        FillBytes(chromaMask.data() + HalfUp(x0), value, HalfUp(x1) - HalfUp(x0));
-    }
-
-    void StartAtCentre() {
-        for (std::size_t i = circles.size(); i-- > 0;)
-            Fill(cx - circles[i].reach, cx + circles[i].reach + 1, i % 2 ? 0 : 255);
-    }
-
-    void Turn(int x) {
-        if (x < 0 || x >= width)
-            return;
-        mask[static_cast<std::size_t>(x)] ^= 255;
-        if (!(x & 1))
-            chromaMask[static_cast<std::size_t>(x / 2)] ^= 255;
-    }
-
     /// Moves on to the rows at a distance from the centre's, one more than before.
     void MoveTo(std::int64_t dy) {
         for (std::size_t i = first; i < circles.size(); ++i) {
@@ -463,74 +506,47 @@ struct Rings {
             const std::int64_t limit = circle.squared - dy * dy;
             for (; circle.reach >= 0 && std::int64_t(circle.reach) * circle.reach > limit;
                  --circle.reach) {
-                Turn(cx + circle.reach);
+                masks.Turn(cx + circle.reach);
                 if (circle.reach)
-                    Turn(cx - circle.reach);
+                    masks.Turn(cx - circle.reach);
             }
             if (circle.reach < 0)
                 first = i + 1;
         }
     }
-
-    /// The columns that the masks decide; around them everything is outside.
-    Span Masked() const {
-        const int reach = first < circles.size() ? circles.back().reach : -1;
-        return {Limit(cx - reach, 0, width), Limit(cx + reach + 1, 0, width)};
-    }
 };
 
-void Choose(const Triple &row, const std::vector<std::uint8_t> &mask, int begin, int end) {
-    const Triple at = row.At(begin);
-    Rows().blendYuv(at.out, at.in2, at.in1, mask.data() + begin, end - begin);
-}
-
-void ChooseColumns(const PlanarRow &row, const Rings &rings, Span span) {
-    Choose(row.luma, rings.mask, span.begin, span.end);
-    if (row.hasChroma) {
-        Choose(row.cb, rings.chromaMask, HalfUp(span.begin), HalfUp(span.end));
-        Choose(row.cr, rings.chromaMask, HalfUp(span.begin), HalfUp(span.end));
-    }
-}
-
-void ChooseColumns(const ByteRow &row, const Rings &rings, Span span) {
-    Choose(row.bytes, rings.mask, span.begin, span.end);
-    if (span.end == row.width && span.begin < span.end)
-        row.Finish(rings.mask.back() ? Input::Two : Input::One);
-}
-
 template<class Frames>
-void DrawRings(const Frames &frames, const TransParam &param) {
-    if (frames.width < 1 || frames.height < 1)
+void DrawRings(const Frames &frames, int width, int height, const TransParam &param) {
+    if (width < 1 || height < 1)
         return;
-    Rings rings(frames.width, frames.height, param);
+    Rings rings(width, height, param);
     const auto show = [&](int y) {
-        if (y >= frames.height)
+        if (y >= height)
             return;
-        const auto row = RowOf(frames, y);
-        const Span masked = rings.Masked();
-        row.Copy(rings.outside, 0, masked.begin);
-        ChooseColumns(row, rings, masked);
-        row.Copy(rings.outside, masked.end, frames.width);
+        auto row = RowOf(frames, y);
+        row.width = width;
+        if (rings.first == rings.circles.size())
+            row.Copy(rings.outside, 0, width);
+        else
+            ShowMasks(row, rings.masks);
     };
     // Rows at the same distance above and below the centre are alike.
-    for (int dy = 0; dy <= rings.cy; ++dy) {
-        if (dy)
-            rings.MoveTo(dy);
+    show(rings.cy);
+    for (int dy = 1; dy <= rings.cy; ++dy) {
+        rings.MoveTo(dy);
         show(rings.cy - dy);
-        if (dy)
-            show(rings.cy + dy);
+        show(rings.cy + dy);
     }
 }
 
 } // namespace
 
 void TrCirque(YUVImage *out, const YUVImage *in1, const YUVImage *in2, const TransParam *param) {
-    PlanarFrames frames(out, in1, in2);
-    frames.width = in1->nWidth;
-    frames.height = in1->nHeight;
-    DrawRings(frames, *param);
+    DrawRings(PlanarFrames(out, in1, in2), in1->nWidth, in1->nHeight, *param);
 }
 
 void TrCirqueRGB(void *out, void *in1, void *in2, const TransParam *param) {
-    DrawRings(PackedFrames(out, in1, in2), *param);
+    const PackedFrames frames(out, in1, in2);
+    DrawRings(frames, frames.width, frames.height, *param);
 }
