@@ -55,5 +55,6 @@ void AddList(CLI::App &app, Program &program);
 void AddInfo(CLI::App &app, Program &program);
 void AddBench(CLI::App &app, Program &program);
 void AddSheet(CLI::App &app, Program &program);
+void AddPictures(CLI::App &app, Program &program);
 
 } // namespace host

@@ -14,6 +14,7 @@ const std::vector<void (*)(CLI::App &, host::Program &)> kCommands = {
     host::AddList,
     host::AddInfo,
     host::AddBench,
+    host::AddPictures,
 };
 
 } // namespace

@@ -1,0 +1,42 @@
+/// `transitions pictures`: writes the two built-in pictures.
+
+#include "Pictures.h"
+#include "Program.h"
+
+#include <memory>
+
+namespace host {
+
+namespace {
+
+struct PicturesOptions {
+    std::string day;
+    std::string dusk;
+    std::string size = "1280x720";
+};
+
+void WritePng(const Surface &picture, const std::string &file) {
+    const cairo_status_t status = cairo_surface_write_to_png(picture.get(), file.c_str());
+    if (status != CAIRO_STATUS_SUCCESS)
+        throw Failure("cannot write " + file + ": " + cairo_status_to_string(status));
+}
+
+} // namespace
+
+void AddPictures(CLI::App &app, Program &) {
+    const auto options = std::make_shared<PicturesOptions>();
+    CLI::App *command =
+        app.add_subcommand("pictures", "Write two built-in pictures to try transitions with");
+    command->add_option("DAY", options->day, "A lake on a bright day, as PNG")->required();
+    command->add_option("DUSK", options->dusk, "A city at dusk, as PNG")->required();
+    command->add_option("--size", options->size, "Their size")
+        ->type_name("WxH")
+        ->capture_default_str();
+    command->callback([options] {
+        const Size size = ParseSize(options->size);
+        WritePng(DayPicture(size.width, size.height), options->day);
+        WritePng(DuskPicture(size.width, size.height), options->dusk);
+    });
+}
+
+} // namespace host
