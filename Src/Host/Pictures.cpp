@@ -1,10 +1,14 @@
 #include "Pictures.h"
 
+#include "OutputFile.h"
+#include "Program.h"
+
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 #include <initializer_list>
-#include <stdexcept>
 #include <string>
 
 // The scenes are drawn in units of the picture's height: y runs from 0 at the top to 1, x from 0 to
@@ -428,10 +432,20 @@ Surface NewSurface(int width, int height) {
     Surface surface(cairo_image_surface_create(CAIRO_FORMAT_RGB24, width, height),
                     cairo_surface_destroy);
     if (cairo_surface_status(surface.get()) != CAIRO_STATUS_SUCCESS)
-        throw std::runtime_error(
-            "cannot make a picture of " + std::to_string(width) + "x" + std::to_string(height) +
-            " pixels: " + cairo_status_to_string(cairo_surface_status(surface.get())));
+        throw Failure("cannot make a picture of " + std::to_string(width) + "x" +
+                      std::to_string(height) +
+                      " pixels: " + cairo_status_to_string(cairo_surface_status(surface.get())));
     return surface;
+}
+
+void WritePng(const Surface &surface, const std::filesystem::path &name) {
+    OutputFile file(name);
+    errno = 0;
+    const cairo_status_t status = cairo_surface_write_to_png(surface.get(), file.Part().c_str());
+    if (status != CAIRO_STATUS_SUCCESS)
+        throw Failure(name.string() + ": " +
+                      (errno ? std::strerror(errno) : cairo_status_to_string(status)));
+    file.Keep();
 }
 
 Surface DayPicture(int width, int height) {

@@ -5,6 +5,7 @@
 
 #include <cairo/cairo.h>
 
+#include <filesystem>
 #include <memory>
 
 namespace host {
@@ -15,6 +16,9 @@ using Surface = std::unique_ptr<cairo_surface_t, decltype(&cairo_surface_destroy
 /// A new opaque surface of 4-byte B, G, R, unused pixels, top row first; throws when memory is
 /// short or a side is beyond Cairo's 32,767 pixels.
 Surface NewSurface(int width, int height);
+
+/// Writes a PNG file, which appears under its name only when it is whole.
+void WritePng(const Surface &surface, const std::filesystem::path &name);
 
 /// A lake below mountains on a bright day. Any size and any shape; the same bytes every time.
 Surface DayPicture(int width, int height);

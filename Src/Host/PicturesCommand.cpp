@@ -15,12 +15,6 @@ struct PicturesOptions {
     std::string size = "1280x720";
 };
 
-void WritePng(const Surface &picture, const std::string &file) {
-    const cairo_status_t status = cairo_surface_write_to_png(picture.get(), file.c_str());
-    if (status != CAIRO_STATUS_SUCCESS)
-        throw Failure("cannot write " + file + ": " + cairo_status_to_string(status));
-}
-
 } // namespace
 
 void AddPictures(CLI::App &app, Program &) {

@@ -1,12 +1,10 @@
 #include "Convert.h"
 #include "Info.h"
-#include "OutputFile.h"
 #include "Pictures.h"
 #include "Program.h"
 #include "Source.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -26,6 +24,7 @@ struct Options {
     std::string path = "yuv";
     std::string size;
     int columns = 7;
+    std::vector<double> positions; ///< in percent, instead of columns even ones
     int cellWidth = 160;
     double at = 0;
     std::string ease = "linear";
@@ -130,11 +129,13 @@ constexpr int kMargin = 20, kLabelWidth = 170, kGap = 6, kBlockGap = 24, kHeadin
 struct Layout {
     std::vector<const Transition *> rows;
     std::vector<Path> blocks;
-    int columns;
+    std::vector<double> positions; ///< one column each, 0 to 1
     int cellWidth, cellHeight;
 
+    int Columns() const { return int(positions.size()); }
+
     int HeaderHeight() const { return kHeading * (blocks.size() > 1 ? 2 : 1); }
-    int BlockWidth() const { return columns * (cellWidth + kGap) - kGap; }
+    int BlockWidth() const { return Columns() * (cellWidth + kGap) - kGap; }
     int BlockX(int block) const {
         return kMargin + kLabelWidth + block * (BlockWidth() + kBlockGap);
     }
@@ -160,8 +161,14 @@ void Text(cairo_t *cr, const std::string &text, double x, double y, double size,
     cairo_show_text(cr, text.c_str());
 }
 
-double Position(const Layout &layout, int column) {
-    return layout.columns == 1 ? 0.5 : double(column) / (layout.columns - 1);
+std::vector<double> Positions(const Options &options) {
+    std::vector<double> positions;
+    for (const double percent : options.positions)
+        positions.push_back(percent / 100);
+    if (positions.empty())
+        for (int i = 0; i < options.columns; ++i)
+            positions.push_back(options.columns == 1 ? 0.5 : double(i) / (options.columns - 1));
+    return positions;
 }
 
 void DrawHeader(cairo_t *cr, const Layout &layout) {
@@ -171,8 +178,8 @@ void DrawHeader(cairo_t *cr, const Layout &layout) {
             Text(cr, layout.blocks[block] == Path::Yuv ? "Planar path (YUV)" : "Packed path (RGB)",
                  layout.BlockX(block) + layout.BlockWidth() / 2.0, y - kHeading, 14, kInk, true,
                  Align::Centre);
-        for (int column = 0; column < layout.columns; ++column)
-            Text(cr, std::to_string(std::lround(100 * Position(layout, column))) + " %",
+        for (int column = 0; column < layout.Columns(); ++column)
+            Text(cr, std::to_string(std::lround(100 * layout.positions[column])) + " %",
                  layout.CellX(block, column) + layout.cellWidth / 2.0, y, 11, kFaint, false,
                  Align::Centre);
     }
@@ -227,22 +234,12 @@ void DrawRow(cairo_t *cr, const Layout &layout, int row, const hostkit::Motion &
                  layout.RowY(row) + layout.cellHeight / 2.0 + 4, 12, kFaint, false, Align::Centre);
             continue;
         }
-        for (int column = 0; column < layout.columns; ++column) {
-            const hostkit::Moment moment{1, Position(layout, column), column};
+        for (int column = 0; column < layout.Columns(); ++column) {
+            const hostkit::Moment moment{1, layout.positions[column], column};
             DrawCell(cr, layout, layout.CellX(block, column), layout.RowY(row),
                      *DrawPicture(transition, path, motion, moment, inputs));
         }
     }
-}
-
-void Save(const Surface &sheet, const fs::path &name) {
-    OutputFile file(name);
-    errno = 0;
-    const cairo_status_t status = cairo_surface_write_to_png(sheet.get(), file.Part().c_str());
-    if (status != CAIRO_STATUS_SUCCESS)
-        throw Failure(name.string() + ": " +
-                      (errno ? std::strerror(errno) : cairo_status_to_string(status)));
-    file.Keep();
 }
 
 void Run(const Program &program, const Options &options) {
@@ -258,7 +255,7 @@ void Run(const Program &program, const Options &options) {
             RequirePath(*transition, layout.blocks.front());
     const hostkit::Motion motion{hostkit::FindEasing(options.ease), options.reverse, options.seed};
     Inputs inputs = LoadInputs(options);
-    layout.columns = options.columns;
+    layout.positions = Positions(options);
     layout.cellWidth = options.cellWidth;
     const AVRational aspect = inputs.target.aspect;
     const double shape = (aspect.num > 0 ? av_q2d(aspect) : 1) * inputs.target.width;
@@ -272,7 +269,7 @@ void Run(const Program &program, const Options &options) {
     for (int row = 0; row < int(layout.rows.size()); ++row)
         DrawRow(cr, layout, row, motion, inputs);
     cairo_destroy(cr);
-    Save(sheet, options.output);
+    WritePng(sheet, options.output);
 }
 
 } // namespace
@@ -293,9 +290,16 @@ void AddSheet(CLI::App &app, Program &program) {
     command->add_option("--path", options->path, "Which functions draw; both side by side")
         ->check(CLI::IsMember({"yuv", "rgb", "both"}))
         ->capture_default_str();
-    command->add_option("--columns", options->columns, "Positions from 0 to 100 %")
-        ->check(CLI::Range(1, 100))
-        ->capture_default_str();
+    CLI::Option *columns =
+        command->add_option("--columns", options->columns, "Even positions from 0 to 100 %")
+            ->check(CLI::Range(1, 100))
+            ->capture_default_str();
+    command
+        ->add_option("--positions", options->positions,
+                     "These positions instead: most planar paths move between 30 and 70 %")
+        ->type_name("PERCENT")
+        ->check(CLI::Range(0.0, 100.0))
+        ->excludes(columns);
     command
         ->add_option("--size", options->size,
                      "Size at which the transitions draw (default: the size of A, 640x360 for "

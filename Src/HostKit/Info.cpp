@@ -61,7 +61,7 @@ constexpr Info kInfos[] = {
      "The roll is 32 to 78 pixels wide, by the frame's width. Planar path: it shows A mirrored; "
      "packed path: A in place, shaded."},
     {"Roll_right_top", "Roll to the top right",
-     "A peels off from the bottom left corner towards the top right, with a shadow on B's side.",
+     "A peels off from the bottom left corner towards the top right and casts a shadow.",
      Curve::Eased, Curve::Eased,
      "A whole, B whole; packed path: at some sizes the last corner pixel is dark", false,
      "Planar path: works on chroma of full resolution, so programs that call it directly must pass "
