@@ -55,6 +55,22 @@ Frame NewPicture(AVPixelFormat pixels, int width, int height) {
     return frame;
 }
 
+std::int64_t Duration(const AVFrame &frame) {
+#if LIBAVUTIL_VERSION_MAJOR >= 58
+    return frame.duration;
+#else
+    return frame.pkt_duration;
+#endif
+}
+
+void SetDuration(AVFrame &frame, std::int64_t duration) {
+#if LIBAVUTIL_VERSION_MAJOR >= 58
+    frame.duration = duration;
+#else
+    frame.pkt_duration = duration;
+#endif
+}
+
 int Check(int answer, const std::string &what) {
     if (answer >= 0)
         return answer;

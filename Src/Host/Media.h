@@ -39,6 +39,10 @@ Frame Share(const AVFrame &frame);
 /// A frame with pixels of its own.
 Frame NewPicture(AVPixelFormat pixels, int width, int height);
 
+/// How long a picture shows, in the unit of its pts; 0 is unknown.
+std::int64_t Duration(const AVFrame &frame);
+void SetDuration(AVFrame &frame, std::int64_t duration);
+
 /// How the numbers of a picture stand for colours.
 struct Colours {
     AVColorRange range = AVCOL_RANGE_UNSPECIFIED;

@@ -25,7 +25,9 @@ void Say(const char *text) {
 }
 
 void StopBySignal(int signal) {
-    Say("\ntransitions: stopped by a signal; nothing was written under the output's name\n");
+    if (isatty(STDERR_FILENO)) // below the line of progress
+        Say("\n");
+    Say("transitions: stopped by a signal; nothing was written under the output's name\n");
     if (hasUnfinished)
         unlink(unfinished);
     std::signal(signal, SIG_DFL);

@@ -293,7 +293,7 @@ void Render(const RenderOptions &options, const Program &program) {
     const Target target = {result.width, result.height, result.aspect, result.colours, options.fit};
     const std::int64_t overlap = FramesIn(options.seconds, result.rate);
     const std::int64_t still = std::max(FramesIn(options.stillSeconds, result.rate), overlap);
-    const Cut cut = {options.a, options.b, overlap, options.only, range};
+    const Cut cut = {sourceA->Name(), sourceB->Name(), overlap, options.only, range};
     SteadySource a(std::move(sourceA), result.rate, still);
     SteadySource b(std::move(sourceB), result.rate, still);
 

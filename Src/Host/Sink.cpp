@@ -141,6 +141,22 @@ private:
     Codec context;
 };
 
+void SetPreset(AVCodecContext &context, const std::string &preset) {
+    // These two encoders complain on the terminal themselves, and only when they are started.
+    constexpr const char *kPresets[] = {"ultrafast", "superfast", "veryfast", "faster",
+                                        "fast",      "medium",    "slow",     "slower",
+                                        "veryslow",  "placebo"};
+    const std::string encoder = context.codec->name;
+    const bool isKnown =
+        std::find(std::begin(kPresets), std::end(kPresets), preset) != std::end(kPresets);
+    if ((encoder == "libx264" || encoder == "libx265") && !isKnown)
+        throw Failure("--preset " + preset +
+                      ": the encoder has ultrafast, superfast, veryfast, "
+                      "faster, fast, medium, slow, slower and veryslow");
+    Check(av_opt_set(context.priv_data, "preset", preset.c_str(), 0),
+          "--preset " + preset + " with the encoder " + encoder);
+}
+
 void SetUpVideo(AVCodecContext &context, const OutputOptions &options, const OutputPlan &plan,
                 const VideoFormat &format) {
     context.width = format.width;
@@ -167,8 +183,7 @@ void SetUpVideo(AVCodecContext &context, const OutputOptions &options, const Out
         context.global_quality = *options.quality * FF_QP2LAMBDA;
     }
     if (!options.preset.empty())
-        Check(av_opt_set(context.priv_data, "preset", options.preset.c_str(), 0),
-              "--preset " + options.preset + " with the encoder " + plan.video->name);
+        SetPreset(context, options.preset);
 }
 
 /// Anything that FFmpeg's libraries write: H.264 in MP4 and Matroska, ProRes in QuickTime, GIF.

@@ -15,22 +15,6 @@ namespace host {
 
 namespace {
 
-std::int64_t Duration(const AVFrame &frame) {
-#if LIBAVUTIL_VERSION_MAJOR >= 58
-    return frame.duration;
-#else
-    return frame.pkt_duration;
-#endif
-}
-
-void SetDuration(AVFrame &frame, std::int64_t duration) {
-#if LIBAVUTIL_VERSION_MAJOR >= 58
-    frame.duration = duration;
-#else
-    frame.pkt_duration = duration;
-#endif
-}
-
 Demuxer OpenDemuxer(const std::string &name) {
     AVFormatContext *opened = nullptr;
     Check(avformat_open_input(&opened, name.c_str(), nullptr, nullptr), name);
@@ -211,8 +195,12 @@ SteadySource::SteadySource(std::unique_ptr<Source> opened, AVRational framesPerS
         start = next->pts;
 }
 
+/// The first index at which a picture of this time shows. A quarter of a frame's time early still
+/// counts as in time: files round their times, to milliseconds for instance.
 std::int64_t SteadySource::Index(std::int64_t pts) const {
-    return av_rescale_q(pts - start, source->Format().timeBase, av_inv_q(rate));
+    const std::int64_t quarters =
+        av_rescale_q(pts - start, source->Format().timeBase, av_inv_q(av_mul_q(rate, {4, 1})));
+    return (quarters + 2) / 4;
 }
 
 void SteadySource::Advance() {
@@ -223,8 +211,8 @@ void SteadySource::Advance() {
     }
     next = source->Read();
     until = Index(next ? next->pts : shown->pts + Duration(*shown));
-    if (!next) // however short the last picture, it is not lost
-        until = std::max(until, Index(shown->pts) + 1);
+    if (!next) // however short, a clip has a frame
+        until = std::max<std::int64_t>(until, 1);
 }
 
 Frame SteadySource::Read() {

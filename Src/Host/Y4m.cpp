@@ -79,6 +79,7 @@ public:
         frame->chroma_location = format.colours.location;
         frame->sample_aspect_ratio = format.aspect;
         frame->pts = count++;
+        SetDuration(*frame, 1);
         return frame;
     }
 
@@ -89,7 +90,9 @@ public:
             std::int64_t((format.width + 1) / 2) * ((format.height + 1) / 2);
         const std::int64_t frame = std::int64_t(std::strlen("FRAME\n")) +
                                    std::int64_t(format.width) * format.height + 2 * chroma;
-        return (std::int64_t(std::filesystem::file_size(name)) - start) / frame;
+        const std::int64_t size = std::int64_t(std::filesystem::file_size(name)) - start;
+        // Otherwise the file was cut short, or its frames have parameters.
+        return size % frame == 0 ? std::optional(size / frame) : std::nullopt;
     }
 
 private:

@@ -1,0 +1,583 @@
+// The program's render, end to end: what it writes, what it refuses, how it stops.
+
+#include "Draw.h"
+#include "Shell.h"
+#include "Support.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <csignal>
+#include <cstring>
+#include <fstream>
+#include <sstream>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+namespace fs = std::filesystem;
+using hostkit::PackedFrame;
+using hostkit::PlanarFrame;
+
+using Pictures = std::vector<std::string>; ///< the bytes of each frame
+
+constexpr int kWidth = 97, kHeight = 65; // odd, so that chroma is rounded up
+const std::string kHeader = "W97 H65 F25:1 Ip A1:1 C420jpeg";
+
+std::size_t FrameSize(int width, int height) {
+    return width * height + 2 * ((width + 1) / 2) * ((height + 1) / 2);
+}
+
+/// Noise, so that no two frames or pixels are mistaken for each other.
+Pictures Noise(int frames, std::uint64_t seed, std::size_t size = FrameSize(kWidth, kHeight)) {
+    Pictures pictures(frames, std::string(size, '\0'));
+    for (std::string &picture : pictures)
+        FillRandom({reinterpret_cast<std::uint8_t *>(picture.data()), size}, seed++ << 32);
+    return pictures;
+}
+
+std::string Y4m(const Pictures &pictures, const std::string &header = kHeader) {
+    std::string bytes = "YUV4MPEG2 " + header + "\n";
+    for (const std::string &picture : pictures)
+        bytes += "FRAME\n" + picture;
+    return bytes;
+}
+
+void Write(const std::string &file, const std::string &bytes) {
+    std::ofstream(file, std::ios::binary) << bytes;
+}
+
+std::string Read(const std::string &file) {
+    std::ostringstream bytes;
+    bytes << std::ifstream(file, std::ios::binary).rdbuf();
+    return bytes.str();
+}
+
+std::string HeaderOf(const std::string &y4m) {
+    return y4m.substr(0, y4m.find('\n'));
+}
+
+Pictures FramesOf(const std::string &y4m, std::size_t size = FrameSize(kWidth, kHeight)) {
+    Pictures pictures;
+    for (std::size_t at = HeaderOf(y4m).size() + 1; at < y4m.size(); at += 6 + size)
+        pictures.push_back(y4m.substr(at + 6, size));
+    return pictures;
+}
+
+Outcome Render(const std::string &arguments) {
+    return Shell(TP_PROGRAM " render " + arguments);
+}
+
+/// Numbers of the frames that differ, or the two lengths: what a failed comparison shows.
+std::string Difference(const Pictures &a, const Pictures &b) {
+    std::string text;
+    if (a.size() != b.size())
+        text = std::to_string(a.size()) + " and " + std::to_string(b.size()) + " frames;";
+    for (std::size_t i = 0; i < std::min(a.size(), b.size()); ++i)
+        if (a[i] != b[i])
+            text += " " + std::to_string(i);
+    return text;
+}
+
+/// Two clips of noise, A of 12 and B of 10 frames, in a folder of the test's own.
+class Program : public testing::Test {
+protected:
+    void SetUp() override {
+        Write(file("a.y4m"), Y4m(a));
+        Write(file("b.y4m"), Y4m(b));
+    }
+    std::string file(const std::string &name) const { return folder / name; }
+    std::string clips() const { return file("a.y4m") + " " + file("b.y4m") + " "; }
+
+    Folder folder;
+    const Pictures a = Noise(12, 100), b = Noise(10, 200);
+};
+
+PlanarFrame Planar(const std::string &bytes) {
+    PlanarFrame frame(kWidth, kHeight);
+    std::copy(bytes.begin(), bytes.end(), frame.Plane(0));
+    return frame;
+}
+
+/// What A, the transition over the last and first `overlap` frames, and B look like, by direct
+/// calls of the plug-in.
+Pictures Expected(const Pictures &a, const Pictures &b, int overlap, const std::string &name,
+                  const hostkit::Motion &motion) {
+    Pictures result(a.begin(), a.end() - overlap);
+    for (int i = 0; i < overlap; ++i) {
+        PlanarFrame out(kWidth, kHeight);
+        const double position = overlap > 1 ? double(i) / (overlap - 1) : 0.5;
+        hostkit::DrawYUV(*TestedPlugin().Find(name), motion, {1, position, i}, out,
+                         Planar(a[a.size() - overlap + i]), Planar(b[i]));
+        result.emplace_back(reinterpret_cast<char *>(out.Plane(0)), out.Size());
+    }
+    result.insert(result.end(), b.begin() + overlap, b.end());
+    return result;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Pictures
+// ---------------------------------------------------------------------------------------------
+
+TEST_F(Program, PlanarPicturesEqualDirectCalls) {
+    struct Case {
+        const char *name;
+        int overlap;
+        const char *easing;
+        bool reverse;
+        std::uint64_t seed;
+    };
+    for (const Case &c :
+         {Case{"Erase", 5, "linear", false, 0}, Case{"Erase", 1, "linear", false, 0},
+          Case{"Erase", 10, "bounce", false, 0}, Case{"Turn", 5, "in", true, 0},
+          Case{"CrossZoom", 5, "linear", false, 7}, Case{"Roll_right_top", 5, "linear", false, 0},
+          Case{"TrEraseShift", 5, "back", true, 0}}) {
+        std::ostringstream command;
+        command << "-t " << c.name << " " << clips() << "-o " << file("o.y4m") << " -d "
+                << c.overlap / 25.0 << " --ease " << c.easing << " --seed " << c.seed
+                << (c.reverse ? " --reverse" : "");
+        const Outcome run = Render(command.str());
+        ASSERT_EQ(run.output, "A 12 + B 10 - overlap " + std::to_string(c.overlap) + " = " +
+                                  std::to_string(22 - c.overlap) + " frames\n");
+        const Pictures drawn = FramesOf(Read(file("o.y4m")));
+        const hostkit::Motion motion = {hostkit::FindEasing(c.easing), c.reverse, c.seed};
+        EXPECT_EQ(Difference(drawn, Expected(a, b, c.overlap, c.name, motion)), "") << c.name;
+        // The overlap's ends are whole pictures, so no frame is seen twice or lost at the seams.
+        if (c.overlap > 1 && std::strcmp(c.name, "Erase") == 0) {
+            EXPECT_EQ(Difference({drawn[12 - c.overlap], drawn[11]},
+                                 {a[12 - c.overlap], b[c.overlap - 1]}),
+                      "");
+        }
+    }
+}
+
+/// Noise in pictures with transparency, as raw bytes from the top row down.
+TEST_F(Program, PackedPicturesEqualDirectCallsAndKeepTransparency) {
+    constexpr int kFrames = 4;
+    Pictures inputs[2];
+    for (int clip = 0; clip < 2; ++clip) {
+        inputs[clip] = Noise(kFrames, 300 + 10 * clip, kWidth * kHeight * 4);
+        std::string raw;
+        for (const std::string &picture : inputs[clip])
+            raw += picture;
+        const std::string name = file(clip ? "b" : "a");
+        Write(name + ".raw", raw);
+        ASSERT_EQ(Shell("ffmpeg -v error -f rawvideo -pix_fmt bgra -s 97x65 -i " + name + ".raw " +
+                        name + "-%d.png")
+                      .output,
+                  "");
+    }
+    const auto packed = [](const std::string &picture) {
+        PackedFrame frame(kWidth, kHeight);
+        for (int y = 0; y < kHeight; ++y)
+            std::copy_n(picture.data() + y * kWidth * 4, kWidth * 4, frame.Row(y));
+        return frame;
+    };
+    for (const char *output : {"o-%04d.png", "o.mov --codec qtrle"}) {
+        const std::string target = file(output);
+        EXPECT_EQ(Render("-q -t Roll --path rgb --only -d 0.16 " + file("a-%d.png") + " " +
+                         file("b-%d.png") + " -o " + target)
+                      .output,
+                  "");
+        ASSERT_EQ(Shell("ffmpeg -v error -y -i " + target.substr(0, target.find(' ')) +
+                        " -f rawvideo -pix_fmt bgra " + file("o.raw"))
+                      .output,
+                  "");
+        const std::string drawn = Read(file("o.raw"));
+        ASSERT_EQ(drawn.size(), std::size_t(kFrames * kWidth * kHeight * 4)) << output;
+        for (int i = 0; i < kFrames; ++i) {
+            PackedFrame out(kWidth, kHeight);
+            const PackedFrame in1 = packed(inputs[0][i]), in2 = packed(inputs[1][i]);
+            hostkit::DrawRGB(*TestedPlugin().Find("Roll"), {}, {1, i / (kFrames - 1.0), i}, out,
+                             in1, in2);
+            hostkit::RestoreOpacity(out, in1, in2);
+            for (int y = 0; y < kHeight; ++y)
+                ASSERT_EQ(std::memcmp(drawn.data() + (i * kHeight + y) * kWidth * 4, out.Row(y),
+                                      kWidth * 4),
+                          0)
+                    << output << ", frame " << i << ", row " << y;
+        }
+    }
+}
+
+TEST_F(Program, PartsOfARenderEqualTheWhole) {
+    const std::string command = "-q -t CrossZoom -d 0.2 --seed 3 " + clips() + "-o ";
+    EXPECT_EQ(Render(command + file("whole.y4m")).output, "");
+    const Pictures whole = FramesOf(Read(file("whole.y4m")));
+    Pictures joined;
+    for (const char *range : {":9", "9:10", "10:12", "12:"}) {
+        EXPECT_EQ(Render(command + file("part.y4m") + " --frames " + range).output, "");
+        const Pictures part = FramesOf(Read(file("part.y4m")));
+        joined.insert(joined.end(), part.begin(), part.end());
+    }
+    EXPECT_EQ(Difference(joined, whole), "");
+    EXPECT_EQ(Render(command + file("only.y4m") + " --only --frames 1:4").output, "");
+    EXPECT_EQ(Difference(FramesOf(Read(file("only.y4m"))),
+                         Pictures(whole.begin() + 8, whole.begin() + 11)),
+              "");
+}
+
+TEST_F(Program, SameSeedSameBytes) {
+    for (const char *path : {"yuv", "rgb"})
+        for (const char *name : {"o.y4m", "o.mkv", "o.mp4", "o.mov --codec prores", "o.gif"}) {
+            std::string results[3];
+            for (int i = 0; i < 3; ++i) {
+                const std::string target = file(name);
+                EXPECT_EQ(Render("-q -t CrossZoom -d 0.2 --size 64x48 --path " + std::string(path) +
+                                 (i == 2 ? " --seed 8 " : " --seed 5 ") + clips() + "-o " + target)
+                              .output,
+                          "");
+                results[i] = Read(target.substr(0, target.find(' ')));
+            }
+            EXPECT_TRUE(results[0] == results[1]) << name << " " << path;
+            EXPECT_FALSE(results[0] == results[2]) << name << " " << path;
+        }
+}
+
+/// Flat colours through the packed path: what the clip says about its numbers is obeyed both ways.
+TEST_F(Program, ColoursSurviveThePackedPath) {
+    for (const char *tags :
+         {"-colorspace bt709 -color_range tv", "-colorspace smpte170m -color_range tv",
+          "-colorspace bt709 -color_range pc", ""})
+        for (const char *size : {"64x48", "1280x720"}) {
+            const std::string clip = file("flat.mkv");
+            ASSERT_EQ(Shell("ffmpeg -v error -y -f lavfi -i 'color=s=" + std::string(size) +
+                            ":r=25:d=0.2,format=yuv420p,geq=lum=90:cb=100:cr=160' -c:v ffv1 " +
+                            tags + " " + clip)
+                          .output,
+                      "");
+            EXPECT_EQ(Render("-q -t Erase --path rgb --only -d 0.12 " + clip + " " + clip + " -o " +
+                             file("o.y4m"))
+                          .output,
+                      "");
+            int width = 0, height = 0;
+            std::sscanf(size, "%dx%d", &width, &height);
+            const Pictures frames = FramesOf(Read(file("o.y4m")), FrameSize(width, height));
+            ASSERT_EQ(frames.size(), 3u);
+            const auto level = [&](std::size_t at) { return int(std::uint8_t(frames[0][at])); };
+            EXPECT_NEAR(level(0), 90, 1) << tags << size;
+            EXPECT_NEAR(level(width * height), 100, 1) << tags << size;
+            EXPECT_NEAR(level(FrameSize(width, height) - 1), 160, 1) << tags << size;
+        }
+}
+
+// ---------------------------------------------------------------------------------------------
+// Files and pipes
+// ---------------------------------------------------------------------------------------------
+
+TEST_F(Program, PipesInBothDirections) {
+    EXPECT_EQ(Render("-q -t Erase -d 0.2 " + clips() + "-o " + file("file.y4m")).output, "");
+    const std::string feed = "ffmpeg -v error -i ", y4m = " -f yuv4mpegpipe - | " TP_PROGRAM " ";
+    const std::string whole = "render -q -t Erase -d 0.2 ";
+    for (const std::string &command :
+         {feed + file("a.y4m") + y4m + whole + "- " + file("b.y4m") + " -o -",
+          feed + file("b.y4m") + y4m + whole + file("a.y4m") + " - -o -",
+          "cat " + file("a.y4m") + " | " TP_PROGRAM " " + whole + "- " + file("b.y4m") + " -o -"}) {
+        EXPECT_EQ(Shell(command + " | ffmpeg -v error -y -i - -c:v ffv1 " + file("o.mkv") +
+                        " && ffmpeg -v error -y -i " + file("o.mkv") + " -f rawvideo " +
+                        file("o.raw"))
+                      .output,
+                  "");
+        std::string all;
+        for (const std::string &frame : FramesOf(Read(file("file.y4m"))))
+            all += frame;
+        EXPECT_TRUE(Read(file("o.raw")) == all) << command;
+    }
+    // A reader that goes away is an error like any other.
+    const Outcome closed = Shell("(" TP_PROGRAM " " + whole + clips() +
+                                 "-o - ; echo status $? >&2) | head -c 99 >/dev/null");
+    EXPECT_EQ(closed.output, "transitions: standard output: Broken pipe\nstatus 1\n");
+}
+
+TEST_F(Program, Y4mTagsAreKept) {
+    struct Case {
+        const char *in, *out;
+    };
+    const std::string size = "W97 H65 ";
+    for (const Case &c : {Case{"F30000:1001 It A40:33 C420mpeg2 XYSCSS=420MPEG2 XCOLORRANGE=FULL",
+                               "F30000:1001 It A40:33 C420mpeg2 XYSCSS=420MPEG2 XCOLORRANGE=FULL"},
+                          Case{"F25:1", "F25:1 Ip A0:1 C420jpeg"},
+                          Case{"F50:1 C420paldv XA XB", "F50:1 Ip A0:1 C420paldv XA XB"}}) {
+        Write(file("tags.y4m"), Y4m(a, size + c.in));
+        EXPECT_EQ(Render("-q -t Erase -d 0.1 " + file("tags.y4m") + " " + file("tags.y4m") +
+                         " -o " + file("o.y4m"))
+                      .output,
+                  "");
+        EXPECT_EQ(HeaderOf(Read(file("o.y4m"))), "YUV4MPEG2 " + size + c.out);
+    }
+}
+
+/// What ffprobe says of a file's first video stream.
+std::string Probe(const std::string &file, const std::string &entries) {
+    std::string text = Shell("ffprobe -v error -count_frames -select_streams v -of "
+                             "default=nw=1:nk=1 -show_entries stream=" +
+                             entries + " " + file)
+                           .output;
+    std::replace(text.begin(), text.end(), '\n', ' ');
+    return text;
+}
+
+TEST_F(Program, ContainersAndCodecs) {
+    struct Case {
+        const char *output, *expected; ///< codec, width, pixels, frames
+    };
+    for (const Case &c :
+         {Case{"o.mp4", "h264 96 yuv420p 17 "}, Case{"o.mkv", "h264 96 yuv420p 17 "},
+          Case{"o.mkv --codec ffv1", "ffv1 96 yuv420p 17 "}, Case{"o.webm", "vp9 96 yuv420p 17 "},
+          Case{"o.mov --codec qtrle", "qtrle 97 rgb24 17 "},
+          Case{"o.mov --codec prores", "prores 96 yuv422p10le 17 "},
+          Case{"o.mkv --quality 40 --preset ultrafast", "h264 96 yuv420p 17 "},
+          Case{"o.gif", "gif 97 bgra 17 "}}) {
+        const std::string target = file(c.output);
+        const Outcome run = Render("-t Erase -d 0.2 " + clips() + "-o " + target);
+        EXPECT_EQ(run.status, 0) << run.output;
+        EXPECT_EQ(
+            Probe(target.substr(0, target.find(' ')), "codec_name,width,pix_fmt,nb_read_frames"),
+            c.expected)
+            << c.output;
+    }
+}
+
+TEST_F(Program, ClipIsFittedToTheFirstOne) {
+    // A grey clip of another shape and twice the rate, its frames 10, 11, 12 ... bright.
+    Pictures grey;
+    for (int i = 0; i < 20; ++i)
+        grey.push_back(std::string(80 * 20, char(100 + i)) + std::string(40 * 10 * 2, char(128)));
+    Write(file("grey.y4m"), Y4m(grey, "W80 H20 F50:1 A1:1"));
+    for (const char *fit : {"contain", "cover", "stretch"}) {
+        const Outcome run = Render("-t Erase -d 0.2 " + file("a.y4m") + " " + file("grey.y4m") +
+                                   " -o " + file("o.y4m") + " --fit " + fit);
+        EXPECT_EQ(run.output, "A 12 + B 10 - overlap 5 = 17 frames\n");
+        const Pictures frames = FramesOf(Read(file("o.y4m")));
+        ASSERT_EQ(frames.size(), 17u);
+        for (int i = 12; i < 17; ++i) { // every second frame of the clip, from its 5 x 2nd on
+            const int middle = std::uint8_t(frames[i][(kHeight / 2) * kWidth + kWidth / 2]);
+            EXPECT_NEAR(middle, 100 + 2 * (i - 7), 1) << fit;
+            const bool bars = std::strcmp(fit, "contain") == 0;
+            EXPECT_NEAR(std::uint8_t(frames[i][0]), bars ? 16 : middle, 1) << fit;
+        }
+    }
+}
+
+/// Seconds of sound as mono samples.
+std::vector<float> Sound(const std::string &file, const std::string &raw) {
+    Shell("ffmpeg -v error -y -i " + file + " -vn -ac 1 -ar 8000 -f f32le " + raw);
+    const std::string bytes = Read(raw);
+    std::vector<float> samples(bytes.size() / sizeof(float));
+    std::memcpy(samples.data(), bytes.data(), samples.size() * sizeof(float));
+    return samples;
+}
+
+/// How strong a tone is within a part of the sound.
+double Strength(const std::vector<float> &sound, double hertz, double from, double to) {
+    double sine = 0, cosine = 0;
+    const auto begin = std::size_t(from * 8000),
+               end = std::min(std::size_t(to * 8000), sound.size());
+    for (std::size_t i = begin; i < end; ++i) {
+        sine += sound[i] * std::sin(2 * M_PI * hertz * double(i) / 8000);
+        cosine += sound[i] * std::cos(2 * M_PI * hertz * double(i) / 8000);
+    }
+    return 2 * std::hypot(sine, cosine) / double(end - begin);
+}
+
+TEST_F(Program, SoundIsFadedOverTheOverlap) {
+    for (const auto &[clip, hertz] : {std::pair("a.mp4", 400), std::pair("b.mp4", 1000)})
+        ASSERT_EQ(Shell("ffmpeg -v error -f lavfi -i color=s=64x48:r=25:d=2 -f lavfi -i "
+                        "'aevalsrc=0.5*sin(2*PI*t*" +
+                        std::to_string(hertz) + "):s=44100:d=2' -c:a aac " + file(clip))
+                      .output,
+                  "");
+    const std::string command =
+        "-q -t Erase -d 1 " + file("a.mp4") + " " + file("b.mp4") + " -o " + file("o.mp4");
+    EXPECT_EQ(Render(command).output, "");
+    const std::vector<float> sound = Sound(file("o.mp4"), file("o.raw"));
+    EXPECT_NEAR(double(sound.size()) / 8000, 3, 0.05);
+    struct Case {
+        double from, to, low, high; ///< expected strengths of A's tone and B's
+    };
+    for (const Case &c : {Case{0.1, 0.9, 0.5, 0}, Case{1.2, 1.3, 0.375, 0.125},
+                          Case{1.7, 1.8, 0.125, 0.375}, Case{2.1, 2.9, 0, 0.5}}) {
+        EXPECT_NEAR(Strength(sound, 400, c.from, c.to), c.low, 0.04) << c.from;
+        EXPECT_NEAR(Strength(sound, 1000, c.from, c.to), c.high, 0.04) << c.from;
+    }
+    EXPECT_EQ(Render(command + " --frames 50:").output, ""); // clip B alone
+    EXPECT_NEAR(Strength(Sound(file("o.mp4"), file("o.raw")), 1000, 0.1, 0.9), 0.5, 0.04);
+    EXPECT_EQ(Render(command + " --no-audio").output, "");
+    EXPECT_EQ(Shell("ffprobe -v error -show_entries stream=codec_type -of csv=p=0 " + file("o.mp4"))
+                  .output,
+              "video\n");
+}
+
+TEST_F(Program, ColourTagsAndRateAreCarriedThrough) {
+    ASSERT_EQ(Shell("ffmpeg -v error -f lavfi -i color=red:s=64x48:r=30000/1001:d=1 -c:v libx264 "
+                    "-pix_fmt yuv420p -colorspace bt709 -color_primaries bt709 -color_trc bt709 "
+                    "-color_range pc -vf scale=out_range=pc -aspect 2:1 " +
+                    file("tagged.mp4"))
+                  .output,
+              "");
+    for (const char *path : {"yuv", "rgb"}) {
+        EXPECT_EQ(Render("-q -t Erase " + file("tagged.mp4") + " " + file("b.y4m") + " -d 0.2 -o " +
+                         file("o.mp4") + " --path " + path)
+                      .output,
+                  "");
+        const std::string entries =
+            "width,height,color_range,color_space,color_transfer,color_primaries,r_frame_rate,"
+            "sample_aspect_ratio";
+        EXPECT_EQ(Probe(file("o.mp4"), entries), Probe(file("tagged.mp4"), entries));
+    }
+}
+
+// ---------------------------------------------------------------------------------------------
+// Refusals and stops
+// ---------------------------------------------------------------------------------------------
+
+TEST_F(Program, RefusesInOneLine) {
+    Write(file("empty.mp4"), "");
+    Write(file("text.mp4"), "This is not a video.\n");
+    Write(file("none.y4m"), Y4m({}));
+    Write(file("cut.y4m"), Y4m(a).substr(0, 30000));
+    Write(file("bad.y4m"), "YUV4MPEG2 W97 Hx F25:1\n");
+    Write(file("c444.y4m"), Y4m(a, "W97 H65 F25:1 C444"));
+    Write(file("p10.y4m"), Y4m(a, "W97 H65 F25:1 C420p10"));
+    Write(file("slipped.y4m"), Y4m(a).insert(kHeader.size() + 5000, "x"));
+    ASSERT_EQ(Shell("ffmpeg -v error -f lavfi -i sine=d=0.1 " + file("sound.wav") +
+                    " && ffmpeg -v error -f lavfi -i testsrc=s=97x65:d=2 -c:v ffv1 " +
+                    file("c.mkv") + " && ffmpeg -v error -i " + file("c.mkv") +
+                    " -pix_fmt yuv444p " + file("c.mp4") + " && head -c 20000 " + file("c.mkv") +
+                    " >" + file("cut.mkv") + " && head -c 5000 " + file("c.mp4") + " >" +
+                    file("cut.mp4"))
+                  .output,
+              "");
+    struct Case {
+        std::string arguments, message; ///< a part of the line
+    };
+    const std::string A = file("a.y4m"), B = file("b.y4m"), to = " -o " + file("o.y4m");
+    const std::string erase = "-t Erase ", shortly = erase + "-d 0.2 ";
+    const std::vector<Case> cases = {
+        // Clips
+        {shortly + file("missing.mp4") + " " + B + to, "missing.mp4: No such file"},
+        {shortly + A + " " + file("missing.mp4") + to, "missing.mp4: No such file"},
+        {shortly + file("empty.mp4") + " " + B + to, "empty.mp4: is empty"},
+        {shortly + file("text.mp4") + " " + B + to, "text.mp4: Invalid data"},
+        {shortly + file("sound.wav") + " " + B + to, "sound.wav: no video in it"},
+        {shortly + folder.path.string() + " " + B + to, "is a folder"},
+        {shortly + file("none.y4m") + " " + B + to, "none.y4m: no frames in it"},
+        {shortly + A + " " + file("cut.y4m") + to, "cut.y4m: ends within frame 3"},
+        {shortly + file("cut.mkv") + " " + B + to, "cut.mkv: "},
+        {shortly + file("cut.mp4") + " " + B + to, "cut.mp4: "},
+        {shortly + file("bad.y4m") + " " + B + to, "bad tag Hx"},
+        {shortly + file("c444.y4m") + " " + B + to, "kind C444 cannot be read, only 8-bit 4:2:0"},
+        {shortly + file("p10.y4m") + " " + B + to, "kind C420p10 cannot be read"},
+        {shortly + file("slipped.y4m") + " " + B + to, "no FRAME where frame 1 should begin"},
+        {shortly + "- " + B + to + " < " + file("c.mkv"), "only YUV4MPEG2 is read from a pipe"},
+        {shortly + "- " + B + to + " < /dev/null", "standard input: is empty"},
+        {shortly + "- " + B + to + " < " + file("cut.y4m"), "standard input: ends within frame 3"},
+        {shortly + "- - " + to, "only one of the clips"},
+        {erase + A + " " + B + to, "a.y4m: its 12 frames are fewer than the transition's 25"},
+        {erase + "-d 0.48 " + A + " " + B + to, "b.y4m: its 10 frames are fewer"},
+        {erase + "- " + B + to + " < " + A, "its 12 frames are fewer"},
+        // Names and numbers
+        {"-t Erasr " + clips() + to, "no transition \"Erasr\"; the nearest are \"Erase\", "},
+        {"-t TrEraseShift --path rgb " + clips() + to, "has no rgb path; use --path yuv"},
+        {shortly + clips() + to + " --ease sideways", "--ease sideways: there are linear, smooth"},
+        {shortly + clips() + to + " --path hsv", "hsv"},
+        {erase + clips() + to + " -d abc", "abc"},
+        {erase + clips() + to + " -d 0", "--duration: give seconds above 0"},
+        {erase + clips() + to + " -d nan", "--duration: give seconds above 0"},
+        {shortly + clips() + to + " --seed x", "x"},
+        {shortly + clips() + to + " --size 0x5", "--size 0x5: give the size as WIDTHxHEIGHT"},
+        {shortly + clips() + to + " --size 64", "--size 64: give the size"},
+        {shortly + clips() + to + " --rate fast", "--rate fast: give frames per second"},
+        {shortly + clips() + to + " --frames 5", "--frames 5: give FIRST:END"},
+        {shortly + clips() + to + " --frames 5:5", "--frames 5:5: give FIRST:END"},
+        {shortly + clips() + to + " --frames 17:", "ends before frame 17, it has 17"},
+        {shortly + "- " + B + to + " --frames 17: < " + A, "ends before frame 17, it has 17"},
+        {shortly + clips(), "output"},
+        // Outputs
+        {shortly + clips() + "-o " + file("o.docx"), "\".docx\" is of no video file"},
+        {shortly + clips() + "-o " + file("o.png"), "as in o-%04d.png"},
+        {shortly + clips() + "-o " + file("o.mp4") + " --codec mp5", "no such video encoder"},
+        {shortly + clips() + "-o " + file("o.gif.y4m") + " --codec h264", "is not encoded"},
+        {shortly + clips() + "-o " + file("o.webm") + " --codec h264", "cannot hold libx264"},
+        {shortly + clips() + "-o " + file("o.mkv") + " --preset nosuch", "--preset nosuch"},
+        {shortly + clips() + "-o " + file("o.mp4") + " --size 97x65", "give --size 96x64"},
+        {shortly + clips() + "-o " + B, "b.y4m: is one of the clips"},
+        {shortly + clips() + "-o " + file("nowhere/o.y4m"), "o.y4m: No such file or directory"},
+        {shortly + clips() + "-o " + file("nowhere/o.mp4"), "o.mp4: No such file or directory"},
+        {shortly + clips() + "-o /proc/o.y4m", "/proc/o.y4m: "},
+    };
+    const auto files = [&] {
+        return std::distance(fs::directory_iterator(folder.path), fs::directory_iterator());
+    };
+    const auto before = files();
+    for (const Case &c : cases) {
+        const Outcome run = Render("-q " + c.arguments);
+        EXPECT_GT(run.status, 0) << c.arguments;
+        EXPECT_LT(run.status, 3) << c.arguments;
+        EXPECT_EQ(std::count(run.output.begin(), run.output.end(), '\n'), 1) << run.output;
+        EXPECT_TRUE(run.output.starts_with("transitions: ")) << run.output;
+        EXPECT_NE(run.output.find(c.message), std::string::npos)
+            << c.arguments << "\n"
+            << run.output << "lacks: " << c.message;
+    }
+    EXPECT_EQ(files(), before) << "something was left behind";
+    EXPECT_TRUE(Read(B) == Y4m(b));
+}
+
+/// Devices and limits stand in for a disk without room.
+TEST_F(Program, FullDiskLeavesNothing) {
+    const std::string big = file("big.y4m");
+    Write(big, Y4m(Noise(12, 1, FrameSize(320, 240)), "W320 H240 F25:1"));
+    const std::string command = "-q -t Erase -d 0.2 " + big + " " + big + " -o ";
+    for (const char *device : {"full.y4m", "full.mkv"}) {
+        fs::create_symlink("/dev/full", file(device));
+        const Outcome run = Render(command + file(device));
+        EXPECT_EQ(run.status, 1);
+        EXPECT_NE(run.output.find("No space left on device"), std::string::npos) << run.output;
+        EXPECT_TRUE(fs::is_symlink(file(device)));
+        fs::remove(file(device));
+    }
+    for (const char *name : {"o.y4m", "o.mkv", "o.mp4", "o-%d.png"}) {
+        const Outcome run = Shell("ulimit -f 100; " TP_PROGRAM " render " + command + file(name));
+        EXPECT_EQ(run.status, 1) << name;
+        EXPECT_NE(run.output.find("File too large"), std::string::npos) << name << run.output;
+    }
+    for (const fs::directory_entry &entry : fs::directory_iterator(folder.path))
+        EXPECT_TRUE(entry.path().extension() == ".y4m" && entry.path().filename() != "o.y4m")
+            << entry.path();
+}
+
+TEST_F(Program, SignalLeavesNothing) {
+    Write(file("old.mkv"), "what was there before");
+    for (const auto &[signal, status] : {std::pair("INT", 130), std::pair("TERM", 143)}) {
+        // Standard input stays open, so the render would wait for ever.
+        const std::string target = file("old.mkv");
+        const Outcome run =
+            Shell("mkfifo " + file(signal) + "; exec 7<>" + file(signal) + "; cat " +
+                  file("a.y4m") + " >&7 & { " TP_PROGRAM " render -q -t Erase -d 0.2 - " +
+                  file("b.y4m") + " -o " + target + " <" + file(signal) +
+                  " & }; for i in $(seq 100); do ls -A " + folder.path.string() +
+                  " | grep -q '^.old.mkv.*part$' && break; sleep 0.1; done; kill -" + signal +
+                  " $!; wait $!; echo status $?");
+        EXPECT_EQ(run.output.find("transitions: stopped by a signal; nothing was written under "
+                                  "the output's name\n"),
+                  0u)
+            << run.output;
+        EXPECT_TRUE(run.output.ends_with("status " + std::to_string(status) + "\n")) << run.output;
+        EXPECT_EQ(Read(target), "what was there before");
+    }
+    EXPECT_EQ(Shell("ls -A " + folder.path.string() + " | grep part").output, "");
+}
+
+TEST_F(Program, ProgressIsForTerminalsOnly) {
+    const std::string command =
+        TP_PROGRAM " render -t Erase -d 0.2 " + clips() + "-o " + file("o.y4m");
+    EXPECT_EQ(Shell(command).output, "A 12 + B 10 - overlap 5 = 17 frames\n");
+    const Outcome terminal = Shell("script -qec '" + command + "' /dev/null </dev/null");
+    EXPECT_NE(terminal.output.find("\r17/17 frames  "), std::string::npos) << terminal.output;
+    EXPECT_EQ(Shell("script -qec '" + command + " -q' /dev/null </dev/null").output, "");
+}
+
+} // namespace
