@@ -42,6 +42,11 @@ struct Triple {
     void Copy(Input input, std::ptrdiff_t begin, std::ptrdiff_t end) const {
         copy(out + begin, From(input) + begin, end - begin);
     }
+    /// Copies an input's samples from source on to [begin, end).
+    void CopyFrom(Input input, std::ptrdiff_t source, std::ptrdiff_t begin,
+                  std::ptrdiff_t end) const {
+        copy(out + begin, From(input) + source, end - begin);
+    }
 };
 
 /// Room for one row on its way to a streamed output.
@@ -86,6 +91,16 @@ struct PlanarRow {
         if (hasChroma) {
             cb.Copy(input, HalfUp(x0), HalfUp(x1));
             cr.Copy(input, HalfUp(x0), HalfUp(x1));
+        }
+    }
+    /// Shows an input's columns from source on at the columns [x0, x1); both inside the frame. The
+    /// chroma of an even column comes from half its source column, rounded down.
+    void CopyFrom(Input input, int source, int x0, int x1) const {
+        luma.CopyFrom(input, source, x0, x1);
+        if (hasChroma) {
+            const int chromaSource = (source + (x0 & 1)) >> 1;
+            cb.CopyFrom(input, chromaSource, HalfUp(x0), HalfUp(x1));
+            cr.CopyFrom(input, chromaSource, HalfUp(x0), HalfUp(x1));
         }
     }
 };
@@ -178,33 +193,43 @@ struct PackedRow {
         x1 = std::min(x1, width);
         bytes.Copy(input, std::ptrdiff_t(x0) * 4, std::ptrdiff_t(x1) * 4);
     }
+    /// Shows an input's columns from source on at the columns [x0, x1); both inside the frame.
+    void CopyFrom(Input input, int source, int x0, int x1) const {
+        bytes.CopyFrom(input, std::ptrdiff_t(source) * 4, std::ptrdiff_t(x0) * 4,
+                       std::ptrdiff_t(x1) * 4);
+    }
 };
 
-/// One call's three frames in packed layout: width and height of the output, rows of width * 4
-/// bytes without padding in all three.
+/// One call's three frames in packed layout, all with the output's geometry.
 struct PackedFrames {
     int width;
     int height;
+    int pitch; ///< bytes from one row to the next: width * 4, without padding
     Triple pixels;
 
     /// Asks the imaging library: the output's size, then the pixels of all three.
     PackedFrames(void *out, void *in1, void *in2)
-        : width(DIGetWidth(out)),
-          height(DIGetHeight(out)), pixels{DIGetBits(out), DIGetBits(in1), DIGetBits(in2),
-                                           CopyFor(Bytes())} {}
+        : width(DIGetWidth(out)), height(DIGetHeight(out)),
+          pitch(width * 4), pixels{DIGetBits(out), DIGetBits(in1), DIGetBits(in2),
+                                   CopyFor(Bytes())} {}
+    /// The same with a geometry that the caller has asked for, as when rows have padding.
+    PackedFrames(int width, int height, int pitch, void *out, void *in1, void *in2)
+        : width(width), height(height),
+          pitch(pitch), pixels{DIGetBits(out), DIGetBits(in1), DIGetBits(in2), CopyFor(Bytes())} {}
     ~PackedFrames() { FinishStreaming(); }
     PackedFrames(const PackedFrames &) = delete;
     PackedFrames &operator=(const PackedFrames &) = delete;
 
-    std::ptrdiff_t Pitch() const { return std::ptrdiff_t(width) * 4; }
+    std::ptrdiff_t Pitch() const { return pitch; }
     /// The bytes of a frame, counted in signed 32-bit arithmetic, which wraps from 2 GiB on.
-    std::int32_t Bytes() const { return width * 4 * height; }
+    std::int32_t Bytes() const { return pitch * height; }
 
     PackedRow Row(int row) const { return {pixels.At(row * Pitch()), width}; }
     /// The row counted from the last one in memory, which is a bottom-up picture's top row.
     PackedRow RowFromEnd(int row) const { return Row(height - 1 - row); }
 
-    /// Calls draw(row, y) for every row in memory order, as PlanarFrames does.
+    /// Calls draw(row, y) for every row in memory order, as PlanarFrames does; draw must write all
+    /// of the row, padding included.
     template<class Draw>
     void DrawRows(Draw draw) const {
         if (!pixels.IsStreamed()) {
