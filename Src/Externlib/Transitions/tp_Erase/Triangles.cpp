@@ -239,6 +239,8 @@ struct Star {
         return x >= cx - reach && x <= cx + reach;
     }
 
+    /// The side triangles hold a row from the step on at which they reach past its distance from
+    /// the centre's row.
     std::array<Span, 3> Spans(int y) const {
         const int steps = FirstReaching(std::abs(y - cy) + 1, sideSlope, std::max(left + 1, 0));
         int reach = -1;
@@ -340,7 +342,7 @@ void DrawSawTooth(const Frames &frames, const TransParam &param) {
     Masks masks(frames.width);
     Span shown{0, 0};
     for (int y = 0; y < frames.height; ++y) {
-        // Both edges of the gap move right from row to row, a column at a time or not at all.
+        // Both edges of the gap only move to the right, so from row to row few columns change.
         const Span gap = teeth.Gap(y);
         const Span closed{shown.begin, std::min(shown.end, gap.begin)};
         const Span opened{std::max(shown.end, gap.begin), gap.end};
@@ -476,7 +478,8 @@ struct Rings {
         const double progress = param.dCurrent / param.dTotal;
         outside = progress < 0.5 ? Input::One : Input::Two;
         const double share = progress < 0.5 ? progress : 1 - progress;
-        // No pixel lies further than a rounding beyond the corner's distance.
+        // A negative radius (a position out of range) counts by its square. No pixel lies further
+        // than a rounding beyond the corner's distance.
         const int corner = Convert(std::sqrt(static_cast<double>(cy * cy + cx * cx)) + 0.5);
         const int radius = Convert(2 * corner * share + 0.5);
         AddCircles(Limit(std::abs(radius), 0, corner + 1));
