@@ -254,17 +254,22 @@ struct Cell {
     int x, y;
 };
 
-/// The top left corners of the pictures on a sheet, row by row: blocks of this size without white.
+/// The top left corners of the pictures on a sheet, row by row: blocks of this size without white
+/// inside white.
 std::vector<Cell> Cells(const Picture &sheet, int width, int height) {
+    const auto hasWhite = [&](int left, int top, int w, int h) {
+        for (int y = top; y < top + h; ++y)
+            for (int x = left; x < left + w; ++x)
+                if (sheet.IsWhite(x, y))
+                    return true;
+        return false;
+    };
     std::vector<Cell> cells;
     for (int y = 1; y + height <= sheet.height; ++y)
-        for (int x = 1; x + width <= sheet.width; ++x) {
-            const auto isColoured = [&](int dx, int dy) { return !sheet.IsWhite(x + dx, y + dy); };
-            const bool isCorner = !isColoured(-1, 0) && !isColoured(0, -1);
-            if (isCorner && isColoured(0, 0) && isColoured(width - 1, 0) &&
-                isColoured(0, height - 1) && isColoured(width - 1, height - 1))
+        for (int x = 1; x + width <= sheet.width; ++x)
+            if (sheet.IsWhite(x - 1, y) && sheet.IsWhite(x, y - 1) &&
+                !hasWhite(x, y, width, height))
                 cells.push_back({x, y});
-        }
     return cells;
 }
 
