@@ -132,7 +132,7 @@ TEST_F(Program, PlanarPicturesEqualDirectCalls) {
     for (const Case &c :
          {Case{"Erase", 5, "linear", false, 0}, Case{"Erase", 1, "linear", false, 0},
           Case{"Erase", 10, "bounce", false, 0}, Case{"Turn", 5, "in", true, 0},
-          Case{"CrossZoom", 5, "linear", false, 7}, Case{"Roll_right_top", 5, "linear", false, 0},
+          Case{"Wind", 5, "linear", false, 7}, Case{"Roll_right_top", 5, "linear", false, 0},
           Case{"TrEraseShift", 5, "back", true, 0}}) {
         std::ostringstream command;
         command << "-t " << c.name << " " << clips() << "-o " << file("o.y4m") << " -d "
@@ -203,8 +203,8 @@ TEST_F(Program, PackedPicturesEqualDirectCallsAndKeepTransparency) {
 }
 
 TEST_F(Program, PartsOfARenderEqualTheWhole) {
-    const std::string command = "-q -t CrossZoom -d 0.2 --seed 3 " + clips() + "-o ";
-    EXPECT_EQ(Render(command + file("whole.y4m")).output, "");
+    const std::string command = "-q -t Wind -d 0.2 --seed 3 " + clips() + "-o ";
+    ASSERT_EQ(Render(command + file("whole.y4m")).output, "");
     const Pictures whole = FramesOf(Read(file("whole.y4m")));
     Pictures joined;
     for (const char *range : {":9", "9:10", "10:12", "12:"}) {
@@ -225,7 +225,7 @@ TEST_F(Program, SameSeedSameBytes) {
             std::string results[3];
             for (int i = 0; i < 3; ++i) {
                 const std::string target = file(name);
-                EXPECT_EQ(Render("-q -t CrossZoom -d 0.2 --size 64x48 --path " + std::string(path) +
+                EXPECT_EQ(Render("-q -t Wind -d 0.2 --size 64x48 --path " + std::string(path) +
                                  (i == 2 ? " --seed 8 " : " --seed 5 ") + clips() + "-o " + target)
                               .output,
                           "");
@@ -358,6 +358,30 @@ TEST_F(Program, ClipIsFittedToTheFirstOne) {
             const bool bars = std::strcmp(fit, "contain") == 0;
             EXPECT_NEAR(std::uint8_t(frames[i][0]), bars ? 16 : middle, 1) << fit;
         }
+    }
+}
+
+/// A clip from a camera on its side is shown as ffmpeg shows it.
+TEST_F(Program, TurnedClipsAreUpright) {
+    for (const char *degrees : {"90", "180", "270"}) {
+        ASSERT_EQ(
+            Shell("ffmpeg -v error -y -i " + file("a.y4m") + " -vf crop=96:64:0:0 -c:v libx264 " +
+                  file("c.mp4") + " && ffmpeg -v error -y -i " + file("c.mp4") +
+                  " -c copy -metadata:s:v rotate=" + degrees + " " + file("turned.mp4") +
+                  " && ffmpeg -v error -y -i " + file("turned.mp4") + " " + file("upright.y4m"))
+                .output,
+            "");
+        EXPECT_EQ(Render("-q -t Erase -d 0.04 " + file("turned.mp4") + " " + file("turned.mp4") +
+                         " -o " + file("o.y4m"))
+                      .output,
+                  "");
+        const std::string result = Read(file("o.y4m")), upright = Read(file("upright.y4m"));
+        EXPECT_EQ(HeaderOf(result).substr(0, 17), HeaderOf(upright).substr(0, 17));
+        const Pictures shown = FramesOf(result, 96 * 64 * 3 / 2);
+        EXPECT_EQ(Difference({shown[0], shown[22]}, {FramesOf(upright, 96 * 64 * 3 / 2)[0],
+                                                     FramesOf(upright, 96 * 64 * 3 / 2)[11]}),
+                  "")
+            << degrees;
     }
 }
 

@@ -1,6 +1,7 @@
 #include "Source.h"
 
 #include "Program.h"
+#include "Upright.h"
 #include "Y4m.h"
 
 #include <algorithm>
@@ -108,7 +109,7 @@ private:
         const AVPixFmtDescriptor *pixels = av_pix_fmt_desc_get(AVPixelFormat(frame.format));
         format.width = frame.width;
         format.height = frame.height;
-        format.aspect = av_guess_sample_aspect_ratio(demuxer.get(), stream, &*first);
+        format.aspect = frame.sample_aspect_ratio;
         format.colours = {frame.color_range, frame.colorspace, frame.color_primaries,
                           frame.color_trc, frame.chroma_location};
         format.isYuv = !(pixels->flags & (AV_PIX_FMT_FLAG_RGB | AV_PIX_FMT_FLAG_PAL)) &&
@@ -134,6 +135,8 @@ private:
         std::int64_t duration = Duration(*frame);
         if (duration <= 0)
             duration = UsualDuration();
+        frame->sample_aspect_ratio =
+            av_guess_sample_aspect_ratio(demuxer.get(), stream, frame.get());
         frame->pts = frame->best_effort_timestamp;
         if (frame->pts == AV_NOPTS_VALUE || (decoded && frame->pts <= last))
             frame->pts = decoded ? last + std::max<std::int64_t>(lastDuration, 1) : 0;
@@ -141,7 +144,8 @@ private:
         last = frame->pts;
         lastDuration = duration;
         ++decoded;
-        return frame;
+        const int quarters = QuarterTurns(*stream, *frame);
+        return quarters ? Turned(*frame, quarters) : std::move(frame);
     }
 
     /// Gives the decoder the next packet of the video, or tells it that there are no more.
