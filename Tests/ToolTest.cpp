@@ -2,6 +2,7 @@
 
 #include "Draw.h"
 #include "Info.h"
+#include "Shell.h"
 #include "Support.h"
 
 #include <gtest/gtest.h>
@@ -12,7 +13,6 @@
 #include <filesystem>
 #include <fstream>
 #include <set>
-#include <sys/wait.h>
 
 namespace {
 
@@ -20,35 +20,9 @@ namespace fs = std::filesystem;
 using hostkit::Curve;
 using hostkit::Transition;
 
-struct Outcome {
-    int status;
-    std::string output; ///< both streams
-};
-
-Outcome Shell(const std::string &command) {
-    FILE *pipe = popen(("exec 2>&1; " + command).c_str(), "r");
-    Outcome outcome = {};
-    char buffer[65536];
-    for (std::size_t size; (size = fread(buffer, 1, sizeof buffer, pipe)) > 0;)
-        outcome.output.append(buffer, size);
-    outcome.status = WEXITSTATUS(pclose(pipe));
-    return outcome;
-}
-
 Outcome Program(const std::string &arguments) {
     return Shell(TP_PROGRAM " " + arguments);
 }
-
-/// A folder that goes with its owner.
-struct Folder {
-    fs::path path;
-    Folder() {
-        std::string name = (fs::temp_directory_path() / "ToolTestXXXXXX").string();
-        path = mkdtemp(name.data());
-    }
-    ~Folder() { fs::remove_all(path); }
-    std::string operator/(const std::string &name) const { return (path / name).string(); }
-};
 
 /// A value of a JSON text by CMake's own reader, which refuses anything that is not JSON.
 std::string JsonValue(const std::string &text, const std::string &path) {

@@ -319,71 +319,93 @@ void Render(const RenderOptions &options, const Program &program) {
         std::fprintf(stderr, "%s\n", Arithmetic(cut, lengths).c_str());
 }
 
+std::string Footer() {
+    std::string text =
+        "A and B are clips or still pictures in anything FFmpeg decodes; - is YUV4MPEG2 on "
+        "standard\ninput. B is fitted to the size and frame rate of A unless told otherwise.\n"
+        "The overlap's first frame is wholly A's and its last wholly B's: frame i of n is drawn "
+        "at\nposition i / (n - 1). Frames are counted from 0, in file names of pictures too.\n"
+        "The result gets its name when it is whole: what was there before stays until then.\n\n"
+        "Easings:";
+    for (const hostkit::Easing &easing : hostkit::Easings())
+        text += std::string("\n  ") + easing.name + ": " + easing.description;
+    return text;
+}
+
+/// Names that stand for values, shown by the option's own words.
+template<class Value>
+CLI::Validator Choice(std::map<std::string, Value> names) {
+    return CLI::CheckedTransformer(std::move(names)).description("");
+}
+
+/// One option that takes a value.
+template<class Value>
+CLI::Option *Add(CLI::App &app, const char *name, Value &value, const char *type,
+                 const char *description) {
+    return app.add_option(name, value, description)->type_name(type);
+}
+
+void AddTiming(CLI::App &app, RenderOptions &options) {
+    Add(app, "A", options.a, "FILE", "The outgoing clip")->required();
+    Add(app, "B", options.b, "FILE", "The incoming clip")->required();
+    Add(app, "-t,--transition", options.transition, "NAME", "Its name, see: transitions list")
+        ->required();
+    Add(app, "-d,--duration", options.seconds, "SECONDS", "Length of the transition")
+        ->capture_default_str();
+    Add(app, "--still", options.stillSeconds, "SECONDS", "How long a still picture shows")
+        ->capture_default_str();
+    app.add_flag("--only", options.only, "Only the overlap");
+    Add(app, "--frames", options.frames, "FIRST:END",
+        "Only these frames of the result, equal to those of the whole: the first, and the one "
+        "after the last");
+}
+
+void AddDrawing(CLI::App &app, RenderOptions &options) {
+    Add(app, "--path", options.path, "yuv|rgb",
+        "How frames are drawn: planar, or packed, which keeps transparency where the output can "
+        "hold it")
+        ->transform(Choice<Path>({{"yuv", Path::Yuv}, {"rgb", Path::Rgb}}))
+        ->type_name("yuv|rgb")
+        ->default_str("yuv");
+    Add(app, "--ease", options.easing, "NAME", "How the position moves, see below")
+        ->capture_default_str();
+    app.add_flag("--reverse", options.reverse, "Draw the transition backwards: what opens closes");
+    Add(app, "--seed", options.seed, "N", "For transitions that draw random numbers")
+        ->capture_default_str();
+    Add(app, "--size", options.size, "WxH", "Size of the result, else that of A");
+    Add(app, "--rate", options.rate, "RATE", "Frames per second of the result, else those of A");
+    Add(app, "--fit", options.fit, "contain|cover|stretch",
+        "How a clip of another shape fills the result: with bars, cut off or distorted")
+        ->transform(Choice<Fit>(
+            {{"contain", Fit::Contain}, {"cover", Fit::Cover}, {"stretch", Fit::Stretch}}))
+        ->type_name("contain|cover|stretch")
+        ->default_str("contain");
+}
+
+void AddOutput(CLI::App &app, RenderOptions &options) {
+    Add(app, "-o,--output", options.output.file, "FILE",
+        ".mp4 .mkv .mov (H.264), .webm, .y4m, .gif, out-%04d.png, or - for YUV4MPEG2 on standard "
+        "output")
+        ->required();
+    Add(app, "--codec", options.output.codec, "NAME",
+        "h264, h265, vp9, prores, qtrle, ffv1 or the name of an encoder of FFmpeg");
+    Add(app, "--quality", options.output.quality, "N",
+        "In the codec's own terms: constant rate factor, else quantiser scale");
+    Add(app, "--preset", options.output.preset, "NAME", "Of the codec, such as medium or veryfast");
+    app.add_flag("--no-audio", options.noAudio, "Leave out the clips' sound");
+    app.add_flag("-q,--quiet", options.quiet, "Say nothing but errors");
+}
+
 } // namespace
 
 void AddRender(CLI::App &app, Program &program) {
     auto options = std::make_shared<RenderOptions>();
     CLI::App *render = app.add_subcommand(
         "render", "Play clip A, a transition into clip B over the overlap of the two, then clip B");
-    render->footer(
-        "A and B are clips or still pictures in anything FFmpeg decodes; - is YUV4MPEG2 on "
-        "standard "
-        "input.\nThe overlap's first frame is wholly A's and its last wholly B's: frame i of n is "
-        "drawn at\nposition i / (n - 1). B is fitted to the size and frame rate of A unless told "
-        "otherwise.\nFrames are counted from 0, in file names of pictures too.");
-    render->add_option("A", options->a, "The outgoing clip")->required();
-    render->add_option("B", options->b, "The incoming clip")->required();
-    render->add_option("-t,--transition", options->transition, "Its name, see: transitions list")
-        ->required();
-    render
-        ->add_option("-o,--output", options->output.file,
-                     ".mp4 .mkv .mov (H.264), .webm, .y4m, .gif, pictures-%04d.png, or - for "
-                     "YUV4MPEG2 on standard output")
-        ->required();
-    render->add_option("-d,--duration", options->seconds, "Length of the transition in seconds")
-        ->capture_default_str();
-    render->add_option("--still", options->stillSeconds, "How long a still picture shows, seconds")
-        ->capture_default_str();
-    render
-        ->add_option("--path", options->path,
-                     "Which of the plug-in's paths draws: yuv (planar) or rgb (packed, keeps "
-                     "transparency)")
-        ->transform(CLI::CheckedTransformer(
-            std::map<std::string, Path>{{"yuv", Path::Yuv}, {"rgb", Path::Rgb}}))
-        ->default_str("yuv");
-    render->add_option("--size", options->size, "Size of the result, else that of A")
-        ->type_name("WxH");
-    render->add_option("--rate", options->rate, "Frames per second of the result, else those of A");
-    render
-        ->add_option("--fit", options->fit,
-                     "How a clip of another shape fills the result: contain (bars), cover (cut) or "
-                     "stretch")
-        ->transform(CLI::CheckedTransformer(std::map<std::string, Fit>{
-            {"contain", Fit::Contain}, {"cover", Fit::Cover}, {"stretch", Fit::Stretch}}))
-        ->default_str("contain");
-    std::string easings;
-    for (const hostkit::Easing &easing : hostkit::Easings())
-        easings += std::string(easings.empty() ? "" : ", ") + easing.name + " (" +
-                   easing.description + ")";
-    render->add_option("--ease", options->easing, "How the position moves: " + easings)
-        ->capture_default_str();
-    render->add_flag("--reverse", options->reverse,
-                     "Draw the transition backwards: what opens closes");
-    render->add_option("--seed", options->seed, "For transitions that draw random numbers")
-        ->capture_default_str();
-    render->add_flag("--only", options->only, "Only the overlap");
-    render
-        ->add_option("--frames", options->frames,
-                     "Only these frames of the result, equal to those of the whole: the first and "
-                     "the one after the last")
-        ->type_name("FIRST:END");
-    render->add_option("--codec", options->output.codec,
-                       "h264, h265, vp9, prores, qtrle, ffv1 or the name of an encoder of FFmpeg");
-    render->add_option("--quality", options->output.quality,
-                       "In the codec's own terms: constant rate factor, else quantiser scale");
-    render->add_option("--preset", options->output.preset, "Of the codec, as medium or veryfast");
-    render->add_flag("--no-audio", options->noAudio, "Leave out the clips' sound");
-    render->add_flag("-q,--quiet", options->quiet, "Say nothing but errors");
+    AddTiming(*render, *options);
+    AddDrawing(*render, *options);
+    AddOutput(*render, *options);
+    render->footer(Footer());
     render->callback([options, &program] { Render(*options, program); });
 }
 
