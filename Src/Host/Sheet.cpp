@@ -191,13 +191,13 @@ void DrawLabel(cairo_t *cr, const Layout &layout, int row) {
     Text(cr, transition.name, kMargin, middle - 2, 15, kInk, true);
     const hostkit::Info *info = hostkit::FindInfo(transition.name);
     std::string speed;
-    if (info && info->yuv == info->rgb)
-        speed = CurveName(info->yuv);
-    else if (info)
-        for (const Path path : layout.blocks) {
-            const hostkit::Curve curve = path == Path::Yuv ? info->yuv : info->rgb;
+    for (const Path path : layout.blocks) {
+        const hostkit::Curve curve = !info               ? hostkit::Curve::Absent
+                                     : path == Path::Yuv ? info->yuv
+                                                         : info->rgb;
+        if (curve != hostkit::Curve::Absent && speed != CurveName(curve))
             speed += (speed.empty() ? "" : ", ") + std::string(CurveName(curve));
-        }
+    }
     const std::string known = transition.IsRegistered() ? ""
                               : speed.empty()           ? "by name"
                                                         : " · by name";
