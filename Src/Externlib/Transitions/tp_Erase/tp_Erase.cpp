@@ -20,8 +20,8 @@ TransInfo g_arTransInfo[16] = {
     {2, L"Linear Wipe", TrLinearWipe, TrLinearWipeRGB, L"FD4A4891-4E1C-4e05-B290-8195CC55E8C5", {}},
     {2, L"Push", TrPush, TrPushRGB, L"925C36FB-9EE1-4fca-899F-549D8328F2DC", {}},
     {2, L"Flash", TrFlash, TrFlashRGB, L"BF94B014-EFD7-4303-8243-76C0A29B20E7", {}},
-    {2, L"DoorWay", nullptr, nullptr, L"976B2502-3B22-4dd4-AEB4-0AAA2C1E5AC8", {}},
-    {2, L"CrossZoom", nullptr, nullptr, L"A679E80D-8647-4028-A366-6BFFEE34715A", {}},
+    {2, L"DoorWay", TrDoorWay, TrDoorWayRGB, L"976B2502-3B22-4dd4-AEB4-0AAA2C1E5AC8", {}},
+    {2, L"CrossZoom", TrCrossZoom, TrCrossZoomRGB, L"A679E80D-8647-4028-A366-6BFFEE34715A", {}},
 };
 
 const char *GetTransType() {
