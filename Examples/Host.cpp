@@ -23,7 +23,7 @@ struct Picture {
 };
 
 int main(int argc, char **argv) {
-    void *plugin = dlopen(argc > 1 ? argv[1] : PLUGIN, RTLD_NOW);
+    void *plugin = dlopen(argc > 1 ? argv[1] : "libtp_Erase.so", RTLD_NOW);
     if (!plugin)
         return std::fprintf(stderr, "%s\n", dlerror()), 1;
     auto getTransInfo = reinterpret_cast<decltype(&GetTransInfo)>(dlsym(plugin, "GetTransInfo"));

@@ -257,7 +257,7 @@ void WritePpm(const std::string &file, std::array<int, 3> upper, std::array<int,
             out.put(static_cast<char>(channel));
 }
 
-enum Colour { kRed, kGreen, kBlue };
+enum class Colour { Red, Green, Blue };
 
 Colour Strongest(const std::array<int, 3> &c) {
     return static_cast<Colour>(std::max_element(c.begin(), c.end()) - c.begin());
@@ -292,15 +292,15 @@ TEST(Sheet, ShowsPositionsPathsAndMotionUpright) {
                 return Strongest(sheet.At(cell.x + x, cell.y + y));
             };
             for (const int x : {0, 31, 63}) {
-                EXPECT_EQ(colour(0, x, 3), kRed);
-                EXPECT_EQ(colour(0, x, 33), kGreen);
-                EXPECT_EQ(colour(2, x, 3), kBlue);
+                EXPECT_EQ(colour(0, x, 3), Colour::Red);
+                EXPECT_EQ(colour(0, x, 33), Colour::Green);
+                EXPECT_EQ(colour(2, x, 3), Colour::Blue);
             }
             // Planar colours are as wide as two pixels, so look beside the edge.
             const int left = std::max(0, edge[path] - 2), right = edge[path] + 2;
-            EXPECT_EQ(colour(1, left, 3), bIsLeft ? kBlue : kRed);
-            EXPECT_EQ(colour(1, right, 3), bIsLeft ? kRed : kBlue);
-            EXPECT_EQ(colour(1, right, 33), bIsLeft ? kGreen : kBlue);
+            EXPECT_EQ(colour(1, left, 3), bIsLeft ? Colour::Blue : Colour::Red);
+            EXPECT_EQ(colour(1, right, 3), bIsLeft ? Colour::Red : Colour::Blue);
+            EXPECT_EQ(colour(1, right, 33), bIsLeft ? Colour::Green : Colour::Blue);
         }
     }
     EXPECT_EQ(std::distance(fs::directory_iterator(folder.path), {}), 3) << "left-over files";
