@@ -36,23 +36,36 @@ TP_PIXEL std::uint8_t AddToMean(std::uint32_t mean, std::uint32_t sample, std::u
     return static_cast<std::uint8_t>((sample + before * mean) / (before + 1));
 }
 
+/// The light that falls on up to kWidestBand samples beside each other: sample i becomes its value,
+/// limited to low[i] .. high[i], plus added[i] modulo 256.
+struct Light {
+    static constexpr int kWidestBand = 78 * 4;
+    std::uint8_t low[kWidestBand];
+    std::uint8_t high[kWidestBand];
+    std::uint8_t added[kWidestBand];
+};
+
 /// The kernels of one instruction set.
 struct TurnKernels {
     /// out[i] = the sample of `in` that column first + i of a stretched row shows.
     void (*stretchBytes)(std::uint8_t *out, const std::uint8_t *in, const Stretch &stretch,
                          std::int32_t first, std::ptrdiff_t count);
-    /// The same with samples of 4 bytes.
+    /// The same for two planes that are stretched alike.
+    void (*stretchTwoPlanes)(std::uint8_t *outA, const std::uint8_t *inA, std::uint8_t *outB,
+                             const std::uint8_t *inB, const Stretch &stretch, std::int32_t first,
+                             std::ptrdiff_t count);
+    /// The same for samples of 4 bytes.
     void (*stretchPixels)(std::uint8_t *out, const std::uint8_t *in, const Stretch &stretch,
                           std::int32_t first, std::ptrdiff_t count);
     /// out[i] = the mean of the first two samples of a block, 2i and 2i + 1 here.
     void (*meanOfTwo)(std::uint8_t *out, const std::uint8_t *samples, std::ptrdiff_t count);
     /// out[i], so far the mean of two, takes in the third and fourth, 2i and 2i + 1 here.
     void (*meanOfFour)(std::uint8_t *out, const std::uint8_t *samples, std::ptrdiff_t count);
-    /// out[i] = in[-i] + light[i], limited to 0 .. video white.
-    void (*lightMirrored)(std::uint8_t *out, const std::uint8_t *in, const std::int16_t *light,
-                          std::ptrdiff_t count);
-    /// out[v] = v + light, limited to 0 .. video white, for all 256 values v.
-    void (*lightTable)(std::uint8_t *out, std::int32_t light);
+    /// out[i] = in[i] in the light of sample i.
+    void (*shine)(std::uint8_t *out, const std::uint8_t *in, const Light &light,
+                  std::ptrdiff_t count);
+    /// out[i] = in[-i].
+    void (*mirror)(std::uint8_t *out, const std::uint8_t *in, std::ptrdiff_t count);
     /// out[i] = base + (in[i] - base) * weights[i] / divisor, truncated toward base, at most limit.
     /// No weight is above the divisor, which is at most 32767.
     void (*scale)(std::uint8_t *out, const std::uint8_t *in, const std::int16_t *weights,

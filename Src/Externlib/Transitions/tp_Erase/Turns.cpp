@@ -37,7 +37,7 @@ struct CardRow {
     int source;
 };
 
-/// Frames without a row have no card.
+/// Frames without a row or a column have no card.
 Card MakeCard(int width, int height, double progress) {
     constexpr double pi = 3.141592653589793;
     const bool first = progress < 0.5;
@@ -47,7 +47,7 @@ Card MakeCard(int width, int height, double progress) {
     // frame even when it lies flat.
     const int top = Convert((1 - cosine) * halfHeight + 0.5);
     const int bottom = Convert((1 + cosine) * halfHeight - 0.5);
-    if (bottom <= top)
+    if (bottom <= top || width < 1)
         return {Input::One, cosine, 0, 0, 0, 0};
     const int halfWidth = width / 2;
     const int depth = first ? bottom - halfHeight : halfHeight - top;
@@ -68,35 +68,47 @@ CardRow MakeCardRow(const Card &card, int width, int y) {
             Convert((y - card.top) / card.cosine + 0.5)};
 }
 
-/// A row of chroma takes in the samples of one row of pixels, those of the columns [x, x + count).
+/// A row of chroma takes in the samples of one row of pixels, those of the columns [x, x + count),
+/// at least one.
 void AddChroma(std::uint8_t *out, const std::uint8_t *samples, int x, int count, bool oddRow) {
     const auto before = oddRow ? 2U : 0U;
     std::uint8_t *next = out + (x >> 1);
     // A run that starts at an odd column finds the value that already stands there, be it black's.
-    if ((x & 1) && count > 0) {
+    if (x & 1) {
         *next = AddToMean(*next, *samples++, before + 1);
         ++next;
         --count;
     }
     const auto addPairs = oddRow ? TurnRows().meanOfFour : TurnRows().meanOfTwo;
     addPairs(next, samples, count / 2);
-    if (count > 0 && (count & 1))
+    if (count & 1)
         next[count / 2] = AddToMean(next[count / 2], samples[count - 1], before);
 }
 
-/// The card's chroma in one row of pixels: `in` is the chroma row of its source.
-void TurnChroma(std::uint8_t *out, const std::uint8_t *in, const CardRow &row, int width,
-                bool oddRow) {
+/// Where a row of both chroma planes is drawn to, and where it shows the planes of the card from.
+struct ChromaRow {
+    std::uint8_t *outU;
+    std::uint8_t *outV;
+    const std::uint8_t *inU;
+    const std::uint8_t *inV;
+};
+
+/// The card's chroma in one row of pixels.
+void TurnChroma(const ChromaRow &chroma, const CardRow &row, int width, bool oddRow) {
+    if (row.begin >= row.end)
+        return;
     constexpr int chunk = 1024; // even, so that only the first run can start at an odd column
-    std::array<std::uint8_t, chunk> samples;
-    // Chroma column n * width / columns / 2 is that of a stretch to twice the columns.
-    const Stretch stretch = MakeStretch(width, 2 * (width - 2 * row.left));
-    Stretch chroma = stretch;
-    chroma.length = HalfUp(width);
+    std::array<std::uint8_t, chunk> u, v;
+    // Half of column n's luma sample, n * width / columns / 2, is its sample in a stretch to twice
+    // the columns.
+    Stretch stretch = MakeStretch(width, 2 * (width - 2 * row.left));
+    stretch.length = HalfUp(width);
     for (int x = row.begin; x < row.end;) {
         const int count = std::min(chunk - (x & 1), row.end - x);
-        TurnRows().stretchBytes(samples.data(), in, chroma, x - row.left, count);
-        AddChroma(out, samples.data(), x, count, oddRow);
+        TurnRows().stretchTwoPlanes(u.data(), chroma.inU, v.data(), chroma.inV, stretch,
+                                    x - row.left, count);
+        AddChroma(chroma.outU, u.data(), x, count, oddRow);
+        AddChroma(chroma.outV, v.data(), x, count, oddRow);
         x += count;
     }
 }
@@ -125,14 +137,16 @@ void TurnLumaRow(std::uint8_t *out, const PlanarFrames &frames, const Card &card
     FillBytes(out + row.end, kBlack, frames.pitchY - row.end);
 }
 
-void TurnChromaRow(std::uint8_t *out, const Triple &plane, const PlanarFrames &frames,
-                   const Card &card, int line) {
-    FillBytes(out, kNeutral, frames.pitchUV);
+/// One row of chroma, of two rows of pixels.
+void TurnChromaRow(std::uint8_t *u, std::uint8_t *v, const PlanarFrames &frames, const Card &card,
+                   int line) {
+    FillBytes(u, kNeutral, frames.pitchUV);
+    FillBytes(v, kNeutral, frames.pitchUV);
     for (int y = 2 * line; y <= 2 * line + 1; ++y) {
         const CardRow row = MakeCardRow(card, frames.width, y);
-        if (row.begin < row.end)
-            TurnChroma(out, plane.From(card.input) + row.source / 2 * frames.pitchUV, row,
-                       frames.width, y & 1);
+        const std::ptrdiff_t source = row.source / 2 * frames.pitchUV;
+        TurnChroma({u, v, frames.u.From(card.input) + source, frames.v.From(card.input) + source},
+                   row, frames.width, y & 1);
     }
 }
 
@@ -142,14 +156,17 @@ void TrTurn(YUVImage *out, const YUVImage *in1, const YUVImage *in2, const Trans
     StoreEased(*param);
     const PlanarFrames frames(out, in1, in2);
     const Card card = MakeCard(frames.width, frames.height, StoredFraction());
-    const ScratchRow scratch(frames.pitchY);
+    const ScratchRow scratchY(frames.pitchY), scratchU(frames.pitchUV), scratchV(frames.pitchUV);
     for (int y = 0; y < frames.height; ++y)
-        DrawRow(frames.y.At(y * frames.pitchY), frames.pitchY, scratch,
+        DrawRow(frames.y.At(y * frames.pitchY), frames.pitchY, scratchY,
                 [&](std::uint8_t *to) { TurnLumaRow(to, frames, card, y); });
-    for (const Triple &plane : {frames.u, frames.v})
-        for (int line = 0; line < HalfUp(frames.height); ++line)
-            DrawRow(plane.At(line * frames.pitchUV), frames.pitchUV, scratch,
-                    [&](std::uint8_t *to) { TurnChromaRow(to, plane, frames, card, line); });
+    for (int line = 0; line < HalfUp(frames.height); ++line) {
+        const std::ptrdiff_t offset = line * frames.pitchUV;
+        DrawRow(frames.u.At(offset), frames.pitchUV, scratchU, [&](std::uint8_t *u) {
+            DrawRow(frames.v.At(offset), frames.pitchUV, scratchV,
+                    [&](std::uint8_t *v) { TurnChromaRow(u, v, frames, card, line); });
+        });
+    }
 }
 
 void TrTurnRGB(void *out, void *in1, void *in2, const TransParam *param) {
@@ -210,22 +227,82 @@ int RollLight(int column, int band) {
                               : 100 * (3 * band - 4 * column) / band;
 }
 
-/// The chroma of the columns right of the edge. From an odd edge on it comes from one sample
-/// further right than where it lands; past the row's last sample that one stands in.
-void CopyFlatChroma(std::uint8_t *out, const std::uint8_t *in, int edge, int width) {
-    const int last = HalfUp(width) - 1;
-    const int count = (width - edge + 1) / 2;
-    const int inside = std::min(count, last + 1 - HalfUp(edge));
-    CopyBytes(out + (edge >> 1), in + HalfUp(edge), inside);
-    if (inside < count)
-        out[(edge >> 1) + inside] = in[last];
+/// The light of the roll for samples of `size` bytes, at most video white. Of pixels of 4 bytes the
+/// fourth is not lit.
+Light MakeRollLight(const RollGeometry &roll, int size) {
+    Light light;
+    for (int i = 0; i < (roll.end - roll.edge) * size; ++i) {
+        const bool lit = size == 1 || i % 4 != 3;
+        const int added = lit ? RollLight(i / size, roll.band) : 0;
+        light.low[i] = static_cast<std::uint8_t>(std::max(-added, 0));
+        light.high[i] = static_cast<std::uint8_t>(lit ? std::min(kWhite - added, 255) : 255);
+        light.added[i] = static_cast<std::uint8_t>(added);
+    }
+    return light;
 }
 
-/// The roll's chroma, mirrored about the edge like its luma, but not lit.
-void MirrorChroma(std::uint8_t *out, const std::uint8_t *in, const RollGeometry &roll, int width) {
+/// Draws a row of `count` bytes: the second input's before `begin`, what draw(where) draws before
+/// `end`, and those of `right` behind. The parts of a streamed row meet in a few whole cache lines
+/// that are put together first.
+template<class Draw>
+void DrawRollRow(const Triple &row, std::ptrdiff_t begin, std::ptrdiff_t end,
+                 const std::uint8_t *right, std::ptrdiff_t count, Draw draw) {
+    constexpr std::ptrdiff_t line = 64, shortest = 4 * line;
+    if (!row.IsStreamed() || begin == end || count < 2 * shortest) {
+        row.copy(row.out, row.in2, begin);
+        draw(row.out + begin);
+        row.copy(row.out + end, right + end, count - end);
+        return;
+    }
+    const auto place = reinterpret_cast<std::intptr_t>(row.out);
+    // A short piece that would be left over at either end is no piece of its own.
+    std::ptrdiff_t from = begin - ((place + begin) & (line - 1));
+    if (from < shortest)
+        from = 0;
+    std::ptrdiff_t to = std::max(end + (-(place + end) & (line - 1)), from + shortest);
+    if (to > count - shortest) {
+        to = count;
+        from -= std::min(from, shortest);
+    }
+    alignas(line) std::array<std::uint8_t, Light::kWidestBand + 4 * shortest> lines;
+    CopyBytes(lines.data(), row.in2 + from, begin - from);
+    draw(lines.data() + (begin - from));
+    CopyBytes(lines.data() + (end - from), right + end, to - end);
+    row.copy(row.out, row.in2, from);
+    row.copy(row.out + from, lines.data(), to - from);
+    row.copy(row.out + to, right + to, count - to);
+}
+
+/// A row of one chroma plane. The roll is mirrored about the edge like its luma, but not lit. Right
+/// of an odd edge the first input's samples come from one further right than where they land; past
+/// the row's last sample that one stands in. `flat` is where the flat part lies: in the same row,
+/// or in one of its own.
+void RollChroma(const Triple &row, const Triple &flat, const RollGeometry &roll, int width,
+                const ScratchRow &scratch) {
+    const int odd = roll.edge & 1;
     const int last = HalfUp(width) - 1;
-    for (int column = roll.edge >> 1; column < HalfUp(roll.end); ++column)
-        out[column] = in[std::min(roll.edge - column, last)];
+    const int begin = roll.edge < width ? roll.edge >> 1 : last + 1;
+    const int end = roll.edge < roll.end ? HalfUp(roll.end) : begin;
+    const int flatEnd = begin + (width - roll.edge + 1) / 2;
+    const std::uint8_t *right = flat.in1 + odd;
+    if (flatEnd + odd > last + 1) {
+        std::uint8_t *const shifted = scratch.For(flat.out);
+        CopyBytes(shifted + begin, right + begin, last - begin);
+        shifted[last] = flat.in1[last];
+        right = shifted;
+    }
+    // Sample c of the roll shows sample edge - c. That can lie past the last one for the first c
+    // alone, which then is the only one.
+    const auto drawBand = [&](std::uint8_t *to) {
+        TurnRows().mirror(to, row.in1 + std::min(roll.edge - begin, last), end - begin);
+    };
+    if (flat.out == row.out) {
+        DrawRollRow(row, begin, end, right, std::max(flatEnd, end), drawBand);
+    } else {
+        CopyBytes(row.out, row.in2, begin);
+        CopyBytes(flat.out + begin, right + begin, flatEnd - begin);
+        drawBand(row.out + begin);
+    }
 }
 
 } // namespace
@@ -233,45 +310,26 @@ void MirrorChroma(std::uint8_t *out, const std::uint8_t *in, const RollGeometry 
 void TrRoll(YUVImage *out, const YUVImage *in1, const YUVImage *in2, const TransParam *param) {
     const double total = param->dTotal;
     const double eased = StoreEased(*param);
-    PlanarFrames frames(out, in1, in2);
-    const int width = frames.width;
-    if (width < 1)
-        return;
-    const RollGeometry roll = MakeRoll(width, eased, total);
-    std::array<std::int16_t, kWidestRoll> light;
-    for (int i = 0; i < roll.end - roll.edge; ++i)
-        light[std::size_t(i)] = static_cast<std::int16_t>(RollLight(i, roll.band));
-    // A host may give the flat part of Cr a pitch of its own. Then it does not belong to the row.
-    const std::ptrdiff_t pitchV = out->nPitchV;
-    const bool ownPitch = pitchV != frames.pitchUV;
-    if (ownPitch)
-        frames.y.copy = frames.u.copy = frames.v.copy = CopyBytes;
-    frames.DrawRows([&](const PlanarRow &row, int y) {
-        const Triple &luma = row.luma;
-        luma.Copy(Input::Two, 0, roll.edge);
-        TurnRows().lightMirrored(luma.out + roll.edge, luma.in1 + roll.edge, light.data(),
-                                 roll.end - roll.edge);
-        luma.Copy(Input::One, roll.end, width);
-        if (!row.hasChroma)
-            return;
-        // Between an odd edge and an odd width the last sample keeps what stands in the output.
-        if (roll.edge & width & 1) {
-            const PlanarRow target = frames.Row(y);
-            row.cb.out[width >> 1] = target.cb.out[width >> 1];
-            row.cr.out[width >> 1] = target.cr.out[width >> 1];
+    const PlanarFrames frames(out, in1, in2);
+    const RollGeometry roll = MakeRoll(frames.width, eased, total);
+    const Light light = MakeRollLight(roll, 1);
+    const int band = roll.end - roll.edge;
+    const ScratchRow scratch(HalfUp(frames.width));
+    for (int y = 0; y < frames.height; ++y) {
+        const PlanarRow row = frames.Row(y);
+        DrawRollRow(row.luma, roll.edge, roll.end, row.luma.in1, frames.width,
+                    [&](std::uint8_t *to) {
+                        std::array<std::uint8_t, kWidestRoll> mirrored;
+                        TurnRows().mirror(mirrored.data(), row.luma.in1 + roll.edge, band);
+                        TurnRows().shine(to, mirrored.data(), light, band);
+                    });
+        if (row.hasChroma) {
+            // A host may keep the flat part of Cr at a pitch of its own.
+            const Triple flatCr = frames.v.At((y >> 1) * std::ptrdiff_t(out->nPitchV));
+            RollChroma(row.cb, row.cb, roll, frames.width, scratch);
+            RollChroma(row.cr, flatCr, roll, frames.width, scratch);
         }
-        row.cb.Copy(Input::Two, 0, HalfUp(roll.edge));
-        row.cr.Copy(Input::Two, 0, HalfUp(roll.edge));
-        if (roll.edge < width) {
-            const Triple flatCr = ownPitch ? frames.v.At((y >> 1) * pitchV) : row.cr;
-            CopyFlatChroma(row.cb.out, row.cb.in1, roll.edge, width);
-            CopyFlatChroma(flatCr.out, flatCr.in1, roll.edge, width);
-        }
-        if (roll.edge < roll.end) {
-            MirrorChroma(row.cb.out, row.cb.in1, roll, width);
-            MirrorChroma(row.cr.out, row.cr.in1, roll, width);
-        }
-    });
+    }
 }
 
 void TrRollRGB(void *out, void *in1, void *in2, const TransParam *param) {
@@ -279,21 +337,15 @@ void TrRollRGB(void *out, void *in1, void *in2, const TransParam *param) {
     const double eased = StoreEased(*param);
     const PackedFrames frames(out, in1, in2);
     const RollGeometry roll = MakeRoll(frames.width, eased, total);
-    // Every value lit in every column of the roll; the packed path does not mirror.
-    std::array<std::array<std::uint8_t, 256>, kWidestRoll> lit;
-    for (int i = 0; i < roll.end - roll.edge; ++i)
-        TurnRows().lightTable(lit[std::size_t(i)].data(), RollLight(i, roll.band));
-    frames.DrawRows([&](const PackedRow &row, int) {
-        row.Copy(Input::Two, 0, roll.edge);
-        const Triple band = row.bytes.At(std::ptrdiff_t(roll.edge) * 4);
-        for (int i = 0; i < roll.end - roll.edge; ++i) {
-            const auto &table = lit[std::size_t(i)];
-            for (int channel = 0; channel < 3; ++channel)
-                band.out[4 * i + channel] = table[band.in1[4 * i + channel]];
-            band.out[4 * i + 3] = band.in1[4 * i + 3];
-        }
-        row.Copy(Input::One, roll.end, frames.width);
-    });
+    const Light light = MakeRollLight(roll, 4);
+    const std::ptrdiff_t begin = std::ptrdiff_t(roll.edge) * 4, end = std::ptrdiff_t(roll.end) * 4;
+    for (int y = 0; y < frames.height; ++y) {
+        const Triple row = frames.Row(y).bytes;
+        // The packed path does not mirror.
+        DrawRollRow(row, begin, end, row.in1, frames.Pitch(), [&](std::uint8_t *to) {
+            TurnRows().shine(to, row.in1 + begin, light, end - begin);
+        });
+    }
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -347,7 +399,7 @@ struct PeelPlane {
     int foldLine; ///< 1 where the fold line's pixel is the second input's, 0 where it is the flap's
 };
 
-/// Draws a plane but for its shading. Calls shade(row, y) for every row below the fold's start once
+/// Draws a plane but for its shading. Calls shade(row, y) for every row that the fold crosses once
 /// the row's three spans stand in row.out.
 template<class Shade>
 void DrawPeel(const Peel &peel, const PeelPlane &plane, Shade shade) {
@@ -362,11 +414,14 @@ void DrawPeel(const Peel &peel, const PeelPlane &plane, Shade shade) {
     const std::ptrdiff_t scratchPitch = (rowBytes / 64 + 2) * 64;
     const ScratchRow scratch(streamed ? bandRows * scratchPitch : 0);
     const auto transpose = size == 1 ? TurnRows().transposeBytes : TurnRows().transposePixels;
-    const int start = std::max(peel.start + 1, 0);
-    for (int y = 0; y < std::min(start, peel.height); ++y)
+    const int start = Limit(peel.start + 1, 0, peel.height);
+    const int end = Limit(peel.start + peel.width, start, peel.height);
+    for (int y = 0; y < start; ++y)
         plane.first.At(y * plane.pitch).Copy(Input::One, 0, rowBytes);
-    for (int top = start; top < peel.height; top += bandRows) {
-        const int rows = std::min(bandRows, peel.height - top);
+    for (int y = end; y < peel.height; ++y)
+        plane.first.At(y * plane.pitch).Copy(Input::Two, 0, rowBytes);
+    for (int top = start; top < end; top += bandRows) {
+        const int rows = std::min(bandRows, end - top);
         const Triple target = plane.first.At(top * plane.pitch);
         std::uint8_t *const band = streamed ? scratch.For(target.out) : target.out;
         const std::ptrdiff_t bandPitch = streamed ? scratchPitch : plane.pitch;
@@ -464,8 +519,8 @@ void roll_RT_RGB(void *out, void *in1, void *in2, const TransParam *param) {
     const PackedFrames frames(out, in1, in2);
     const Peel peel = MakePeel(frames.width, frames.height, eased, total);
     PeelShade shade = MakePeelShade(peel, 4);
-    // The peel's rows count from the last one, those of the flap's picture from the first: the
-    // flap shows the picture upside down.
+    // The peel's rows count from the last one in memory, those of the flap's picture from the
+    // first: the flap shows the frame upside down.
     const PeelPlane pixels = {
         frames.RowFromEnd(0).bytes, -frames.Pitch(), frames.pixels.in1, frames.Pitch(), 4, 0};
     DrawPeel(peel, pixels, [&](const Triple &row, int y) {
