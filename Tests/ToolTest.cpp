@@ -308,12 +308,16 @@ TEST(Sheet, ShowsPositionsPathsAndMotionUpright) {
 
 TEST(Sheet, HasARowForEachTransitionFromTheBuiltInPictures) {
     const Folder folder;
-    const Outcome outcome =
-        Program("sheet --columns 2 --cell 32 --size 64x48 -o " + (folder / "s.png"));
-    ASSERT_EQ(outcome.status, 0) << outcome.output;
-    const Picture sheet = ReadPng(folder / "s.png");
-    EXPECT_EQ(sheet.height, 62 - 6 + int(TestedPlugin().Transitions().size()) * (24 + 6))
-        << "margins and heading, then a row for each";
+    const int count = int(TestedPlugin().Transitions().size());
+    for (const int across : {1, 3}) {
+        const Outcome outcome = Program("sheet --positions 100 --cell 32 --size 64x48 --across " +
+                                        std::to_string(across) + " -o " + (folder / "s.png"));
+        ASSERT_EQ(outcome.status, 0) << outcome.output;
+        const Picture sheet = ReadPng(folder / "s.png");
+        const int rows = (count + across - 1) / across;
+        EXPECT_EQ(sheet.height, 20 + 22 + rows * (24 + 6) - 6 + 20) << "rows under a heading";
+        EXPECT_EQ(Cells(sheet, 32, 24).size(), std::size_t(count)); // dusk has no white
+    }
 }
 
 // ---------------------------------------------------------------------------------------------

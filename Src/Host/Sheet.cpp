@@ -26,6 +26,7 @@ struct Options {
     int columns = 7;
     std::vector<double> positions; ///< in percent, instead of columns even ones
     int cellWidth = 160;
+    int across = 1;
     double at = 0;
     std::string ease = "linear";
     bool reverse = false;
@@ -124,25 +125,36 @@ Frame DrawPicture(const Transition &transition, Path path, const hostkit::Motion
 // The sheet
 // ---------------------------------------------------------------------------------------------
 
-constexpr int kMargin = 20, kLabelWidth = 170, kGap = 6, kBlockGap = 24, kHeading = 22;
+constexpr int kMargin = 20, kLabelWidth = 150, kGap = 6, kBlockGap = 24, kHeading = 22;
 
 struct Layout {
     std::vector<const Transition *> rows;
     std::vector<Path> blocks;
     std::vector<double> positions; ///< one column each, 0 to 1
     int cellWidth, cellHeight;
+    int across; ///< strips that the rows are laid out in, one beside the other
 
     int Columns() const { return int(positions.size()); }
 
     int HeaderHeight() const { return kHeading * (blocks.size() > 1 ? 2 : 1); }
     int BlockWidth() const { return Columns() * (cellWidth + kGap) - kGap; }
-    int BlockX(int block) const {
-        return kMargin + kLabelWidth + block * (BlockWidth() + kBlockGap);
+    int StripRows() const { return (int(rows.size()) + across - 1) / across; }
+    int StripWidth() const { return kLabelWidth + int(blocks.size()) * (BlockWidth() + kBlockGap); }
+    int StripX(int strip) const { return kMargin + strip * StripWidth(); }
+    int BlockX(int strip, int block) const {
+        return StripX(strip) + kLabelWidth + block * (BlockWidth() + kBlockGap);
     }
-    int CellX(int block, int column) const { return BlockX(block) + column * (cellWidth + kGap); }
-    int RowY(int row) const { return kMargin + HeaderHeight() + row * (cellHeight + kGap); }
-    int Width() const { return BlockX(int(blocks.size()) - 1) + BlockWidth() + kMargin; }
-    int Height() const { return RowY(int(rows.size())) - kGap + kMargin; }
+    int CellX(int strip, int block, int column) const {
+        return BlockX(strip, block) + column * (cellWidth + kGap);
+    }
+    int Strip(int row) const { return row / StripRows(); }
+    int RowY(int row) const {
+        return kMargin + HeaderHeight() + row % StripRows() * (cellHeight + kGap);
+    }
+    int Width() const { return StripX(across) - kBlockGap + kMargin; }
+    int Height() const {
+        return kMargin + HeaderHeight() + StripRows() * (cellHeight + kGap) - kGap + kMargin;
+    }
 };
 
 constexpr double kInk[] = {0.12, 0.14, 0.18}, kFaint[] = {0.42, 0.45, 0.5};
@@ -171,16 +183,16 @@ std::vector<double> Positions(const Options &options) {
     return positions;
 }
 
-void DrawHeader(cairo_t *cr, const Layout &layout) {
+void DrawHeader(cairo_t *cr, const Layout &layout, int strip) {
     const int y = kMargin + layout.HeaderHeight() - 9;
     for (int block = 0; block < int(layout.blocks.size()); ++block) {
         if (layout.blocks.size() > 1)
             Text(cr, layout.blocks[block] == Path::Yuv ? "Planar path (YUV)" : "Packed path (RGB)",
-                 layout.BlockX(block) + layout.BlockWidth() / 2.0, y - kHeading, 14, kInk, true,
-                 Align::Centre);
+                 layout.BlockX(strip, block) + layout.BlockWidth() / 2.0, y - kHeading, 14, kInk,
+                 true, Align::Centre);
         for (int column = 0; column < layout.Columns(); ++column)
             Text(cr, std::to_string(std::lround(100 * layout.positions[column])) + " %",
-                 layout.CellX(block, column) + layout.cellWidth / 2.0, y, 11, kFaint, false,
+                 layout.CellX(strip, block, column) + layout.cellWidth / 2.0, y, 11, kFaint, false,
                  Align::Centre);
     }
 }
@@ -188,7 +200,8 @@ void DrawHeader(cairo_t *cr, const Layout &layout) {
 void DrawLabel(cairo_t *cr, const Layout &layout, int row) {
     const Transition &transition = *layout.rows[row];
     const double middle = layout.RowY(row) + layout.cellHeight / 2.0;
-    Text(cr, transition.name, kMargin, middle - 2, 15, kInk, true);
+    const int x = layout.StripX(layout.Strip(row));
+    Text(cr, transition.name, x, middle - 2, 15, kInk, true);
     const hostkit::Info *info = hostkit::FindInfo(transition.name);
     std::string speed;
     for (const Path path : layout.blocks) {
@@ -201,7 +214,7 @@ void DrawLabel(cairo_t *cr, const Layout &layout, int row) {
     const std::string known = transition.IsRegistered() ? ""
                               : speed.empty()           ? "by name"
                                                         : " · by name";
-    Text(cr, speed + known, kMargin, middle + 15, 11, kFaint);
+    Text(cr, speed + known, x, middle + 15, 11, kFaint);
 }
 
 /// The sheet's own pixels are averages over the picture's, so the thinnest lines still show.
@@ -225,18 +238,19 @@ void DrawCell(cairo_t *cr, const Layout &layout, double x, double y, const AVFra
 void DrawRow(cairo_t *cr, const Layout &layout, int row, const hostkit::Motion &motion,
              const Inputs &inputs) {
     const Transition &transition = *layout.rows[row];
+    const int strip = layout.Strip(row);
     DrawLabel(cr, layout, row);
     for (int block = 0; block < int(layout.blocks.size()); ++block) {
         const Path path = layout.blocks[block];
         if (path == Path::Yuv ? !transition.yuv : !transition.rgb) {
             Text(cr, path == Path::Yuv ? "no planar path" : "no packed path",
-                 layout.BlockX(block) + layout.BlockWidth() / 2.0,
+                 layout.BlockX(strip, block) + layout.BlockWidth() / 2.0,
                  layout.RowY(row) + layout.cellHeight / 2.0 + 4, 12, kFaint, false, Align::Centre);
             continue;
         }
         for (int column = 0; column < layout.Columns(); ++column) {
             const hostkit::Moment moment{1, layout.positions[column], column};
-            DrawCell(cr, layout, layout.CellX(block, column), layout.RowY(row),
+            DrawCell(cr, layout, layout.CellX(strip, block, column), layout.RowY(row),
                      *DrawPicture(transition, path, motion, moment, inputs));
         }
     }
@@ -261,11 +275,14 @@ void Run(const Program &program, const Options &options) {
     const double shape = (aspect.num > 0 ? av_q2d(aspect) : 1) * inputs.target.width;
     layout.cellHeight =
         std::max(1, int(std::lround(options.cellWidth * inputs.target.height / shape)));
+    layout.across = options.across;
+    layout.across = layout.Strip(int(layout.rows.size()) - 1) + 1; // no strip without rows
     const Surface sheet = NewSurface(layout.Width(), layout.Height());
     cairo_t *cr = cairo_create(sheet.get());
     cairo_set_source_rgb(cr, 1, 1, 1);
     cairo_paint(cr);
-    DrawHeader(cr, layout);
+    for (int strip = 0; strip < layout.across; ++strip)
+        DrawHeader(cr, layout, strip);
     for (int row = 0; row < int(layout.rows.size()); ++row)
         DrawRow(cr, layout, row, motion, inputs);
     cairo_destroy(cr);
@@ -307,6 +324,9 @@ void AddSheet(CLI::App &app, Program &program) {
         ->type_name("WxH");
     command->add_option("--cell", options->cellWidth, "Width of a picture on the sheet in pixels")
         ->check(CLI::Range(16, 4096))
+        ->capture_default_str();
+    command->add_option("--across", options->across, "Transitions side by side")
+        ->check(CLI::Range(1, 10))
         ->capture_default_str();
     command
         ->add_option("--at", options->at, "Which picture of the clips, in seconds from their start")

@@ -92,11 +92,11 @@ constexpr Info kInfos[] = {
      "brightened "
      "too."},
     {"DoorWay", "Doorway",
-     "A opens like two doors, and B comes nearer behind them, mirrored on a dark floor.",
+     "A opens like two doors, and B comes nearer behind them, its mirror image on black.",
      Curve::Smooth, Curve::Smooth, "A whole (but for the middle column of an even width), B whole",
      false,
-     "Planar path: the mirror image is above B, with false colours. Packed path: frames above "
-     "10,000 pixels are drawn by several threads."},
+     "Planar path: the mirror image is above B, in false colours. Packed path: it is below B, and "
+     "frames above 10,000 pixels are drawn by several threads."},
     {"CrossZoom", "Cross zoom",
      "A zooms into a blur whose centre moves from left to right, and comes out of it as B.",
      Curve::Smooth, Curve::Smooth, "A and B, at places a level darker", true,
