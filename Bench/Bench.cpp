@@ -87,7 +87,7 @@ public:
         text << std::hex << hash;
         if (record)
             known[key] = text.str();
-        return known.count(key) && known[key] == text.str();
+        return known.contains(key) && known[key] == text.str();
     }
     void Save() const {
         std::ofstream out(file);
@@ -215,9 +215,7 @@ void PrintTable(std::ostream &out, const std::vector<Line> &lines, const Collect
     }
 }
 
-} // namespace
-
-int main(int argc, char **argv) {
+int Run(int argc, char **argv) {
     benchmark::Initialize(&argc, argv);
     CLI::App app("Times the plug-in's transitions beside the plain copy of a frame");
     std::string pluginFile = TP_PLUGIN_FILE, sizeText = "1920x1080", tableFile, only;
@@ -228,7 +226,11 @@ int main(int argc, char **argv) {
     app.add_option("--only", only, "one transition by its name");
     app.add_option("--table", tableFile, "write the table to this file too");
     app.add_flag("--record-hashes", recordHashes, "take the drawn frames as the known ones");
-    CLI11_PARSE(app, argc, argv);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError &error) {
+        return app.exit(error);
+    }
     Size size{};
     if (std::sscanf(sizeText.c_str(), "%dx%d", &size.width, &size.height) != 2 || size.width < 1 ||
         size.height < 1) {
@@ -281,4 +283,15 @@ int main(int argc, char **argv) {
     if (recordHashes)
         hashes.Save();
     return collector.failed;
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    try {
+        return Run(argc, argv);
+    } catch (const std::exception &error) {
+        std::cerr << error.what() << "\n";
+        return 1;
+    }
 }

@@ -31,10 +31,10 @@ public:
 
     void Finish() { Fail(nullptr); }
 
-    void Fail(std::exception_ptr reason) {
+    void Fail(const std::exception_ptr &reason) {
         const std::lock_guard guard(lock);
         finished = true;
-        failure = reason;
+        failure = std::move(reason);
         changed.notify_all();
     }
 

@@ -9,13 +9,8 @@ namespace {
 
 /// Every sub-command, in the order of --help.
 const std::vector<void (*)(CLI::App &, host::Program &)> kCommands = {
-    host::AddRender,
-    host::AddSheet,
-    host::AddList,
-    host::AddInfo,
-    host::AddBench,
-    host::AddPictures,
-};
+    host::AddRender, host::AddSheet, host::AddList,
+    host::AddInfo,   host::AddBench, host::AddPictures};
 
 } // namespace
 
