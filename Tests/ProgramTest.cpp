@@ -70,6 +70,13 @@ Outcome Render(const std::string &arguments) {
     return Shell(TP_PROGRAM " render " + arguments);
 }
 
+template<class... Part>
+std::string Text(const Part &...parts) {
+    std::ostringstream text;
+    (text << ... << parts);
+    return text.str();
+}
+
 /// Numbers of the frames that differ, or the two lengths: what a failed comparison shows.
 std::string Difference(const Pictures &a, const Pictures &b) {
     std::string text;
@@ -164,8 +171,8 @@ TEST_F(Program, PackedPicturesEqualDirectCallsAndKeepTransparency) {
             raw += picture;
         const std::string name = file(clip ? "b" : "a");
         Write(name + ".raw", raw);
-        ASSERT_EQ(Shell("ffmpeg -v error -f rawvideo -pix_fmt bgra -s 97x65 -i " + name + ".raw " +
-                        name + "-%d.png")
+        ASSERT_EQ(Shell(Text("ffmpeg -v error -f rawvideo -pix_fmt bgra -s 97x65 -i ", name,
+                             ".raw ", name, "-%d.png"))
                       .output,
                   "");
     }
@@ -243,13 +250,13 @@ TEST_F(Program, ColoursSurviveThePackedPath) {
           "-colorspace bt709 -color_range pc", ""})
         for (const char *size : {"64x48", "1280x720"}) {
             const std::string clip = file("flat.mkv");
-            ASSERT_EQ(Shell("ffmpeg -v error -y -f lavfi -i 'color=s=" + std::string(size) +
-                            ":r=25:d=0.2,format=yuv420p,geq=lum=90:cb=100:cr=160' -c:v ffv1 " +
-                            tags + " " + clip)
+            ASSERT_EQ(Shell(Text("ffmpeg -v error -y -f lavfi -i 'color=s=", size,
+                                 ":r=25:d=0.2,format=yuv420p,geq=lum=90:cb=100:cr=160' -c:v ffv1 ",
+                                 tags, " ", clip))
                           .output,
                       "");
-            EXPECT_EQ(Render("-q -t Erase --path rgb --only -d 0.12 " + clip + " " + clip + " -o " +
-                             file("o.y4m"))
+            EXPECT_EQ(Render(Text("-q -t Erase --path rgb --only -d 0.12 ", clip, " ", clip, " -o ",
+                                  file("o.y4m")))
                           .output,
                       "");
             int width = 0, height = 0;
@@ -269,15 +276,14 @@ TEST_F(Program, ColoursSurviveThePackedPath) {
 
 TEST_F(Program, PipesInBothDirections) {
     EXPECT_EQ(Render("-q -t Erase -d 0.2 " + clips() + "-o " + file("file.y4m")).output, "");
-    const std::string feed = "ffmpeg -v error -i ", y4m = " -f yuv4mpegpipe - | " TP_PROGRAM " ";
-    const std::string whole = "render -q -t Erase -d 0.2 ";
+    const std::string clipA = file("a.y4m"), clipB = file("b.y4m"), video = file("o.mkv");
+    const std::string render = " | " TP_PROGRAM " render -q -t Erase -d 0.2 ";
     for (const std::string &command :
-         {feed + file("a.y4m") + y4m + whole + "- " + file("b.y4m") + " -o -",
-          feed + file("b.y4m") + y4m + whole + file("a.y4m") + " - -o -",
-          "cat " + file("a.y4m") + " | " TP_PROGRAM " " + whole + "- " + file("b.y4m") + " -o -"}) {
-        EXPECT_EQ(Shell(command + " | ffmpeg -v error -y -i - -c:v ffv1 " + file("o.mkv") +
-                        " && ffmpeg -v error -y -i " + file("o.mkv") + " -f rawvideo " +
-                        file("o.raw"))
+         {Text("ffmpeg -v error -i ", clipA, " -f yuv4mpegpipe -", render, "- ", clipB, " -o -"),
+          Text("ffmpeg -v error -i ", clipB, " -f yuv4mpegpipe -", render, clipA, " - -o -"),
+          Text("cat ", clipA, render, "- ", clipB, " -o -")}) {
+        EXPECT_EQ(Shell(Text(command, " | ffmpeg -v error -y -i - -c:v ffv1 ", video,
+                             " && ffmpeg -v error -y -i ", video, " -f rawvideo ", file("o.raw")))
                       .output,
                   "");
         std::string all;
@@ -286,7 +292,7 @@ TEST_F(Program, PipesInBothDirections) {
         EXPECT_TRUE(Read(file("o.raw")) == all) << command;
     }
     // A reader that goes away is an error like any other.
-    const Outcome closed = Shell("(" TP_PROGRAM " " + whole + clips() +
+    const Outcome closed = Shell("(" TP_PROGRAM " render -q -t Erase -d 0.2 " + clips() +
                                  "-o - ; echo status $? >&2) | head -c 99 >/dev/null");
     EXPECT_EQ(closed.output, "transitions: standard output: Broken pipe\nstatus 1\n");
 }
@@ -341,7 +347,7 @@ TEST_F(Program, ContainersAndCodecs) {
 }
 
 TEST_F(Program, ClipIsFittedToTheFirstOne) {
-    // A grey clip of another shape and twice the rate, its frames 10, 11, 12 ... bright.
+    // A grey clip of another shape and twice the rate whose frame i has the level 100 + i.
     Pictures grey;
     for (int i = 0; i < 20; ++i)
         grey.push_back(std::string(80 * 20, char(100 + i)) + std::string(40 * 10 * 2, char(128)));
@@ -477,31 +483,32 @@ TEST_F(Program, RefusesInOneLine) {
     struct Case {
         std::string arguments, message; ///< a part of the line
     };
-    const std::string A = file("a.y4m"), B = file("b.y4m"), to = " -o " + file("o.y4m");
+    const std::string one = file("a.y4m"), two = file("b.y4m"), to = " -o " + file("o.y4m");
     const std::string erase = "-t Erase ", shortly = erase + "-d 0.2 ";
     const std::vector<Case> cases = {
         // Clips
-        {shortly + file("missing.mp4") + " " + B + to, "missing.mp4: No such file"},
-        {shortly + A + " " + file("missing.mp4") + to, "missing.mp4: No such file"},
-        {shortly + file("empty.mp4") + " " + B + to, "empty.mp4: is empty"},
-        {shortly + file("text.mp4") + " " + B + to, "text.mp4: Invalid data"},
-        {shortly + file("sound.wav") + " " + B + to, "sound.wav: no video in it"},
-        {shortly + folder.path.string() + " " + B + to, "is a folder"},
-        {shortly + file("none.y4m") + " " + B + to, "none.y4m: no frames in it"},
-        {shortly + A + " " + file("cut.y4m") + to, "cut.y4m: ends within frame 3"},
-        {shortly + file("cut.mkv") + " " + B + to, "cut.mkv: "},
-        {shortly + file("cut.mp4") + " " + B + to, "cut.mp4: "},
-        {shortly + file("bad.y4m") + " " + B + to, "bad tag Hx"},
-        {shortly + file("c444.y4m") + " " + B + to, "kind C444 cannot be read, only 8-bit 4:2:0"},
-        {shortly + file("p10.y4m") + " " + B + to, "kind C420p10 cannot be read"},
-        {shortly + file("slipped.y4m") + " " + B + to, "no FRAME where frame 1 should begin"},
-        {shortly + "- " + B + to + " < " + file("c.mkv"), "only YUV4MPEG2 is read from a pipe"},
-        {shortly + "- " + B + to + " < /dev/null", "standard input: is empty"},
-        {shortly + "- " + B + to + " < " + file("cut.y4m"), "standard input: ends within frame 3"},
+        {shortly + file("missing.mp4") + " " + two + to, "missing.mp4: No such file"},
+        {shortly + one + " " + file("missing.mp4") + to, "missing.mp4: No such file"},
+        {shortly + file("empty.mp4") + " " + two + to, "empty.mp4: is empty"},
+        {shortly + file("text.mp4") + " " + two + to, "text.mp4: Invalid data"},
+        {shortly + file("sound.wav") + " " + two + to, "sound.wav: no video in it"},
+        {shortly + folder.path.string() + " " + two + to, "is a folder"},
+        {shortly + file("none.y4m") + " " + two + to, "none.y4m: no frames in it"},
+        {shortly + one + " " + file("cut.y4m") + to, "cut.y4m: ends within frame 3"},
+        {shortly + file("cut.mkv") + " " + two + to, "cut.mkv: "},
+        {shortly + file("cut.mp4") + " " + two + to, "cut.mp4: "},
+        {shortly + file("bad.y4m") + " " + two + to, "bad tag Hx"},
+        {shortly + file("c444.y4m") + " " + two + to, "kind C444 cannot be read, only 8-bit 4:2:0"},
+        {shortly + file("p10.y4m") + " " + two + to, "kind C420p10 cannot be read"},
+        {shortly + file("slipped.y4m") + " " + two + to, "no FRAME where frame 1 should begin"},
+        {shortly + "- " + two + to + " < " + file("c.mkv"), "only YUV4MPEG2 is read from a pipe"},
+        {shortly + "- " + two + to + " < /dev/null", "standard input: is empty"},
+        {shortly + "- " + two + to + " < " + file("cut.y4m"),
+         "standard input: ends within frame 3"},
         {shortly + "- - " + to, "only one of the clips"},
-        {erase + A + " " + B + to, "a.y4m: its 12 frames are fewer than the transition's 25"},
-        {erase + "-d 0.48 " + A + " " + B + to, "b.y4m: its 10 frames are fewer"},
-        {erase + "- " + B + to + " < " + A, "its 12 frames are fewer"},
+        {erase + one + " " + two + to, "a.y4m: its 12 frames are fewer than the transition's 25"},
+        {erase + "-d 0.48 " + one + " " + two + to, "b.y4m: its 10 frames are fewer"},
+        {erase + "- " + two + to + " < " + one, "its 12 frames are fewer"},
         // Names and numbers
         {"-t Erasr " + clips() + to, "no transition \"Erasr\"; the nearest are \"Erase\", "},
         {"-t TrEraseShift --path rgb " + clips() + to, "has no rgb path; use --path yuv"},
@@ -517,7 +524,7 @@ TEST_F(Program, RefusesInOneLine) {
         {shortly + clips() + to + " --frames 5", "--frames 5: give FIRST:END"},
         {shortly + clips() + to + " --frames 5:5", "--frames 5:5: give FIRST:END"},
         {shortly + clips() + to + " --frames 17:", "ends before frame 17, it has 17"},
-        {shortly + "- " + B + to + " --frames 17: < " + A, "ends before frame 17, it has 17"},
+        {shortly + "- " + two + to + " --frames 17: < " + one, "ends before frame 17, it has 17"},
         {shortly + clips(), "output"},
         // Outputs
         {shortly + clips() + "-o " + file("o.docx"), "\".docx\" is of no video file"},
@@ -527,7 +534,7 @@ TEST_F(Program, RefusesInOneLine) {
         {shortly + clips() + "-o " + file("o.webm") + " --codec h264", "cannot hold libx264"},
         {shortly + clips() + "-o " + file("o.mkv") + " --preset nosuch", "--preset nosuch"},
         {shortly + clips() + "-o " + file("o.mp4") + " --size 97x65", "give --size 96x64"},
-        {shortly + clips() + "-o " + B, "b.y4m: is one of the clips"},
+        {shortly + clips() + "-o " + two, "b.y4m: is one of the clips"},
         {shortly + clips() + "-o " + file("nowhere/o.y4m"), "o.y4m: No such file or directory"},
         {shortly + clips() + "-o " + file("nowhere/o.mp4"), "o.mp4: No such file or directory"},
         {shortly + clips() + "-o /proc/o.y4m", "/proc/o.y4m: "},
@@ -547,7 +554,7 @@ TEST_F(Program, RefusesInOneLine) {
             << run.output << "lacks: " << c.message;
     }
     EXPECT_EQ(files(), before) << "something was left behind";
-    EXPECT_TRUE(Read(B) == Y4m(b));
+    EXPECT_TRUE(Read(two) == Y4m(b));
 }
 
 /// Devices and limits stand in for a disk without room.

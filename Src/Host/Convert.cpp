@@ -3,6 +3,7 @@
 #include "Program.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 #include <new>
 #include <utility>
@@ -136,7 +137,7 @@ Converter::Box Converter::Inner(const AVFrame &picture, bool cut) const {
     // Sizes that differ by no more than their own rounding do not get a bar of one pixel.
     if (std::abs(ratio - 1) * std::max(width, height) < 2)
         return {0, 0, width, height};
-    const auto even = [](double size) { return std::max(2, int(size / 2 + 0.5) * 2); };
+    const auto even = [](double size) { return std::max(2, 2 * int(std::lround(size / 2))); };
     const int innerWidth = ratio < 1 ? std::min(width, even(width * ratio)) : width;
     const int innerHeight = ratio > 1 ? std::min(height, even(height / ratio)) : height;
     return {(width - innerWidth) / 4 * 2, (height - innerHeight) / 4 * 2, innerWidth, innerHeight};
