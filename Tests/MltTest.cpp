@@ -1,0 +1,303 @@
+// The module in the real engine: melt renders mixes of two clips, and every frame must be what a
+// direct call of the plug-in draws from the clips' frames.
+
+#include "Draw.h"
+#include "Images.h"
+#include "Services.h"
+#include "Shell.h"
+#include "Support.h"
+
+#include <framework/mlt.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <sstream>
+#include <vector>
+
+namespace {
+
+using hostkit::Moment;
+using hostkit::Motion;
+using hostkit::PackedFrame;
+using hostkit::PlanarFrame;
+using hostkit::Transition;
+
+constexpr int kFrames = 5;
+
+std::string Read(const std::string &file) {
+    std::ostringstream bytes;
+    bytes << std::ifstream(file, std::ios::binary).rdbuf();
+    return bytes.str();
+}
+
+/// A folder of the module and of those of the engine's that the tests need: the engine's others
+/// take their time and talk.
+const std::string &Repository() {
+    static const Folder folder;
+    static const std::string path = [] {
+        for (const char *name :
+             {"libmltcore.so", "libmltavformat.so", "libmltxml.so", "libmlttp_erase.so"})
+            std::filesystem::create_symlink(std::string(TP_MLT_REPOSITORY "/") + name,
+                                            folder / name);
+        return folder.path.string();
+    }();
+    return path;
+}
+
+/// Now and then, with its own transitions too, melt waits for ever for a consumer that it has not
+/// started; then it is started anew.
+Outcome Melt(const std::string &arguments, const std::string &environment = "") {
+    constexpr int kTimedOut = 124;
+    Outcome outcome;
+    for (int attempt = 0; attempt < 3; ++attempt) {
+        outcome = Shell(environment + " MLT_REPOSITORY=" + Repository() +
+                        " timeout 60 melt -silent " + arguments);
+        if (outcome.status != kTimedOut)
+            break;
+    }
+    return outcome;
+}
+
+/// A layout of pictures, and the parameter `path` of the services that draw them.
+struct Form {
+    std::string format; ///< of the clips and of what melt writes: yuv420p or rgba
+    std::string path;   ///< empty when the service decides
+    int width, height;
+
+    bool IsRgba() const { return format == "rgba"; }
+    bool IsPacked() const { return IsRgba() && path != "yuv"; }
+    std::size_t FrameSize() const { return std::size_t(width) * height * (IsRgba() ? 8 : 3) / 2; }
+};
+
+/// Two clips of noise, and melt's profile of their size.
+class Clips {
+public:
+    explicit Clips(const Form &f) : form(f) {
+        std::ofstream(folder / "profile")
+            << "description=test\nframe_rate_num=25\nframe_rate_den=1\nprogressive=1\n"
+            << "sample_aspect_num=1\nsample_aspect_den=1\ncolorspace=601\nwidth=" << form.width
+            << "\nheight=" << form.height << "\ndisplay_aspect_num=" << form.width
+            << "\ndisplay_aspect_den=" << form.height << '\n';
+        for (int clip = 0; clip < 2; ++clip) {
+            std::string &noise = frames[clip];
+            noise.resize(form.FrameSize() * kFrames);
+            FillRandom({reinterpret_cast<std::uint8_t *>(noise.data()), noise.size()}, clip);
+            for (std::size_t i = 3; form.IsRgba() && i < noise.size(); i += 4)
+                noise[i] = '\xff';
+            std::ofstream(folder / "noise", std::ios::binary) << noise;
+            const std::string size = std::to_string(form.width) + "x" + std::to_string(form.height);
+            const Outcome made =
+                Shell("ffmpeg -v error -f rawvideo -pix_fmt " + form.format + " -s " + size +
+                      " -r 25 -i " + (folder / "noise") + " -c:v ffv1 -pix_fmt " +
+                      (form.IsRgba() ? "bgr0" : "yuv420p") + " " + File(clip));
+            EXPECT_EQ(made.output, "");
+        }
+    }
+
+    std::string File(int clip) const { return folder / (clip ? "b.mkv" : "a.mkv"); }
+    /// The engine is kept from fitting the clip's size and colours, which costs precision.
+    std::string Name(int clip) const { return "abnormal:avformat:" + File(clip); }
+    std::uint8_t *Frame(int clip, int frame) {
+        return reinterpret_cast<std::uint8_t *>(&frames[clip][frame * form.FrameSize()]);
+    }
+
+    /// The pictures of a melt command, without loss.
+    std::string Render(const std::string &timeline, const std::string &threads) const {
+        const std::string file = folder / "out.raw";
+        const Outcome outcome = Melt(
+            "-profile " + (folder / "profile") + " " + timeline + " -consumer avformat:" + file +
+            " f=rawvideo vcodec=rawvideo an=1 mlt_image_format=" + form.format +
+            " pix_fmt=" + form.format + " " + threads);
+        EXPECT_EQ(outcome.status, 0);
+        EXPECT_EQ(outcome.output, "");
+        return Read(file);
+    }
+
+    const Form form;
+    const Folder folder;
+
+private:
+    std::string frames[2];
+};
+
+/// What melt writes of a picture: it takes the chroma planes from where the engine's library says
+/// they are, which is not where they are in all versions.
+std::string Written(const Form &form, const std::string &picture) {
+    if (form.IsRgba())
+        return picture;
+    std::string padded = picture + picture, written;
+    std::uint8_t *planes[4];
+    int strides[4];
+    mlt_image_format_planes(mlt_image_yuv420p, form.width, form.height, padded.data(), planes,
+                            strides);
+    for (int plane = 0; plane < 3; ++plane)
+        written.append(reinterpret_cast<char *>(planes[plane]),
+                       std::size_t(form.width) * form.height / (plane ? 4 : 1));
+    return written;
+}
+
+template<class Frame, class Read, class Draw, class Write>
+std::string DrawnBy(const Form &form, const std::uint8_t *a, const std::uint8_t *b, Read read,
+                    Draw draw, Write write) {
+    Frame out(form.width, form.height), in1(form.width, form.height), in2(form.width, form.height);
+    read(a, in1);
+    read(b, in2);
+    draw(out, in1, in2);
+    std::string picture(form.FrameSize(), '\0');
+    write(out, reinterpret_cast<std::uint8_t *>(picture.data()));
+    return picture;
+}
+
+/// One frame of a mix by a direct call.
+std::string Drawn(const Form &form, const Transition &transition, const Motion &motion,
+                  const Moment &moment, const std::uint8_t *a, const std::uint8_t *b) {
+    const auto drawRGB = [&](auto &out, auto &in1, auto &in2) {
+        hostkit::DrawRGB(transition, motion, moment, out, in1, in2);
+        hostkit::RestoreOpacity(out, in1, in2);
+    };
+    const auto drawYUV = [&](auto &out, auto &in1, auto &in2) {
+        hostkit::DrawYUV(transition, motion, moment, out, in1, in2);
+    };
+    if (form.IsPacked())
+        return DrawnBy<PackedFrame>(form, a, b, mlt::ReadRgba, drawRGB, mlt::WriteRgba);
+    if (form.IsRgba())
+        return DrawnBy<PlanarFrame>(form, a, b, mlt::ConvertRgba, drawYUV, mlt::ConvertToRgba);
+    return DrawnBy<PlanarFrame>(form, a, b, mlt::ReadYuv420, drawYUV, mlt::WriteYuv420);
+}
+
+struct Mix {
+    const Transition *transition;
+    std::string properties;
+    Motion motion = {};
+};
+
+/// Renders the mixes one after the other and compares them frame by frame, with one thread and
+/// with four.
+void ExpectDirectCalls(const Form &form, const std::vector<Mix> &mixes) {
+    Clips clips(form);
+    std::string timeline, expected;
+    for (const Mix &mix : mixes) {
+        timeline += clips.Name(0) + " " + clips.Name(1) + " -mix " + std::to_string(kFrames) +
+                    " -mixer " + mlt::ServiceName(*mix.transition) + " " + mix.properties + " ";
+        for (int i = 0; i < kFrames; ++i)
+            expected +=
+                Written(form, Drawn(form, *mix.transition, mix.motion, {kFrames - 1, double(i), i},
+                                    clips.Frame(0, i), clips.Frame(1, i)));
+    }
+    const std::string mixed = clips.Render(timeline, "real_time=-1");
+    ASSERT_EQ(mixed.size(), expected.size());
+    const std::size_t size = form.FrameSize();
+    for (std::size_t i = 0; i < mixes.size() * kFrames; ++i)
+        EXPECT_TRUE(mixed.compare(i * size, size, expected, i * size, size) == 0)
+            << mixes[i / kFrames].transition->name << ' ' << mixes[i / kFrames].properties
+            << " frame " << i % kFrames;
+    for (std::size_t i = 3; form.IsRgba() && i < mixed.size(); i += 4)
+        ASSERT_EQ(mixed[i], '\xff') << "transparent at byte " << i;
+    EXPECT_TRUE(clips.Render(timeline, "real_time=-4") == mixed) << "with four threads";
+}
+
+class EveryService : public testing::TestWithParam<Form> {};
+
+TEST_P(EveryService, DrawsWhatADirectCallDraws) {
+    const Form &form = GetParam();
+    std::vector<Mix> mixes;
+    for (const Transition &transition : TestedPlugin().Transitions())
+        if (form.IsPacked() ? transition.rgb != nullptr : transition.yuv != nullptr) {
+            // Those exported by name only draw planar unless asked.
+            const bool mustAsk = form.IsPacked() && !transition.IsRegistered();
+            const std::string path = mustAsk ? "rgb" : form.path;
+            mixes.push_back({&transition, path.empty() ? "" : "path=" + path});
+        }
+    ASSERT_FALSE(mixes.empty());
+    ExpectDirectCalls(form, mixes);
+}
+
+INSTANTIATE_TEST_SUITE_P(Mlt, EveryService,
+                         testing::Values(Form{"yuv420p", "", 320, 180}, Form{"rgba", "", 320, 180},
+                                         Form{"rgba", "", 211, 123}, Form{"rgba", "yuv", 211, 123}),
+                         [](const auto &info) {
+                             return info.param.format + info.param.path + "At" +
+                                    std::to_string(info.param.width);
+                         });
+
+TEST(Mlt, ObeysTheParameters) {
+    const Transition &wipe = *TestedPlugin().Find("Linear Wipe");
+    const Transition &wind = *TestedPlugin().Find("Wind");
+    ExpectDirectCalls({"yuv420p", "", 320, 180},
+                      {{&wipe, "reverse=1", {nullptr, true, 0}},
+                       {&wipe, "backwards=1", {nullptr, true, 0}},
+                       {&wipe, "ease=in", {hostkit::FindEasing("in"), false, 0}},
+                       {&wind, "seed=7", {nullptr, false, 7}}});
+}
+
+/// Kdenlive's neighbours of one track: the first lies on the upper of two playlists, and "reverse"
+/// may or may not say so. The picture goes from the clip that ends to the one that begins,
+/// forwards.
+TEST(Mlt, GoesFromTheClipThatEnds) {
+    const Form form = {"yuv420p", "", 320, 180};
+    const Transition &wipe = *TestedPlugin().Find("Linear Wipe");
+    for (const char *reverse : {"0", "1"}) {
+        Clips clips(form);
+        std::ofstream xml(clips.folder / "mix.mlt");
+        xml << "<mlt>";
+        for (int clip = 0; clip < 2; ++clip)
+            xml << "<producer id='clip" << clip << "'><property name='mlt_service'>avformat"
+                << "</property><property name='resource'>" << clips.File(clip)
+                << "</property></producer>";
+        xml << "<playlist id='lower'><blank length='2'/><entry producer='clip0' in='0' out='4'/>"
+            << "</playlist><playlist id='upper'><entry producer='clip1' in='0' out='4'/></playlist>"
+            << "<tractor><track producer='lower'/><track producer='upper'/>"
+            << "<transition in='2' out='4'><property name='a_track'>0</property>"
+            << "<property name='b_track'>1</property><property name='mlt_service'>"
+            << mlt::ServiceName(wipe) << "</property><property name='kdenlive:mixcut'>1</property>"
+            << "<property name='reverse'>" << reverse << "</property></transition></tractor></mlt>";
+        xml.close();
+        const std::string mixed =
+            clips.Render("abnormal:xml:" + (clips.folder / "mix.mlt"), "real_time=-1");
+        // Clips in a file are fitted by the engine, which touches chroma.
+        const std::size_t luma = std::size_t(form.width) * form.height;
+        for (int i = 0; i < 3; ++i)
+            EXPECT_TRUE(mixed.compare((i + 2) * form.FrameSize(), luma,
+                                      Drawn(form, wipe, {}, {2, double(i), i},
+                                            clips.Frame(1, i + 2), clips.Frame(0, i)),
+                                      0, luma) == 0)
+                << "reverse " << reverse << " frame " << i;
+    }
+}
+
+TEST(Mlt, AnswersQueries) {
+    // From the folder for use without installing.
+    const Outcome list = Shell("MLT_REPOSITORY=" TP_MLT_REPOSITORY " melt -query transitions");
+    for (const Transition &transition : TestedPlugin().Transitions()) {
+        const std::string name = mlt::ServiceName(transition);
+        EXPECT_NE(list.output.find("- " + name + "\n"), std::string::npos) << name;
+        const Outcome query = Melt("-query transition=" + name);
+        EXPECT_EQ(query.status, 0);
+        std::vector<std::string> lines = {"identifier: " + name,
+                                          "title: " + mlt::Title(transition)};
+        for (const char *parameter : {"reverse", "ease", "path", "seed"})
+            lines.push_back(std::string("  - identifier: ") + parameter);
+        for (const std::string &line : lines)
+            EXPECT_NE(query.output.find("\n" + line + "\n"), std::string::npos) << line;
+        const std::string kdenlive = Read(TP_KDENLIVE_FOLDER "/" + name + ".xml");
+        EXPECT_NE(kdenlive.find("<transition tag=\"" + name + "\" id=\"" + name + "\""),
+                  std::string::npos)
+            << name;
+    }
+}
+
+TEST(Mlt, GoesOnWithoutThePlugIn) {
+    const Clips clips({"rgba", "", 211, 123});
+    const Outcome outcome = Melt("-profile " + (clips.folder / "profile") + " " + clips.Name(0) +
+                                     " -consumer avformat:" + (clips.folder / "out.raw") +
+                                     " f=rawvideo vcodec=rawvideo",
+                                 "TP_ERASE_PLUGIN=/nonexistent/lib.so");
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.output,
+              "tp_erase: cannot load the plug-in /nonexistent/lib.so: /nonexistent/lib.so: cannot "
+              "open shared object file: No such file or directory; there are no tp_erase "
+              "transitions\n");
+    EXPECT_FALSE(Read(clips.folder / "out.raw").empty());
+}
+
+} // namespace
