@@ -38,8 +38,10 @@ std::string MangledRGB(std::string_view function) {
 }
 
 Plugin::Plugin(const std::filesystem::path &path) : file(path) {
-    // An absolute path keeps dlopen from searching the system's folders instead.
-    library = dlopen(std::filesystem::absolute(file).c_str(), RTLD_NOW | RTLD_LOCAL);
+    // An absolute path keeps dlopen from searching the system's folders instead. The library stays
+    // in memory: it keeps tables and worker threads for the life of the process.
+    library =
+        dlopen(std::filesystem::absolute(file).c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
     if (!library)
         throw std::runtime_error("cannot load the plug-in " + file.string() + ": " + dlerror());
     try {
