@@ -51,7 +51,7 @@ Outcome Melt(const std::string &arguments, const std::string &environment = "") 
     Outcome outcome;
     for (int attempt = 0; attempt < 3; ++attempt) {
         outcome = Shell(environment + " MLT_REPOSITORY=" + Repository() +
-                        " timeout 60 melt -silent " + arguments);
+                        " timeout 100 env " TP_MELT_ENVIRONMENT " melt -silent " + arguments);
         if (outcome.status != kTimedOut)
             break;
     }
@@ -267,7 +267,8 @@ TEST(Mlt, GoesFromTheClipThatEnds) {
 
 TEST(Mlt, AnswersQueries) {
     // From the folder for use without installing.
-    const Outcome list = Shell("MLT_REPOSITORY=" TP_MLT_REPOSITORY " melt -query transitions");
+    const Outcome list = Shell("MLT_REPOSITORY=" TP_MLT_REPOSITORY " " TP_MELT_ENVIRONMENT
+                               " melt -query transitions");
     for (const Transition &transition : TestedPlugin().Transitions()) {
         const std::string name = mlt::ServiceName(transition);
         EXPECT_NE(list.output.find("- " + name + "\n"), std::string::npos) << name;
