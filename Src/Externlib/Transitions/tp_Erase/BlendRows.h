@@ -11,19 +11,24 @@
 
 namespace tp {
 
-/// How a flash brightens a byte: 10 is added, the sum cut to the mask and multiplied by
-/// whole + fraction / 65536, truncated and limited to 255. See MakeGain.
+/// How a flash brightens a byte: 10 is added to it or to the limit, whichever is less, and the sum,
+/// cut to 8 bits, multiplied by whole + high / 256 + low / 65536, truncated and limited to 255. The
+/// limit is 245, or 255 for sums that wrap around.
 struct Gain {
-    std::uint16_t mask; ///< 0xff wraps the sum around
-    std::uint16_t whole;
-    std::uint16_t fraction;
+    std::uint8_t limit;
+    std::uint8_t whole;
+    std::uint8_t high;
+    std::uint8_t low;
 };
 
+/// In 16 bits throughout: the low part's carry goes into the high part's.
 TP_PIXEL std::uint8_t Brighten(std::uint8_t value, Gain gain) {
-    const std::uint16_t sum = (value + 10) & gain.mask;
-    const std::uint16_t part = (std::uint32_t(sum) * gain.fraction) >> 16;
-    const std::uint16_t product = sum * gain.whole + part;
-    return product < 255 ? static_cast<std::uint8_t>(product) : 255;
+    const std::int16_t limited = value < gain.limit ? value : gain.limit;
+    const std::uint16_t sum = (limited + 10) & 0xff;
+    const std::uint16_t carry = static_cast<std::uint16_t>(sum * gain.low) >> 8;
+    const std::uint16_t part = static_cast<std::uint16_t>(sum * gain.high + carry) >> 8;
+    const std::int16_t product = static_cast<std::int16_t>(sum * gain.whole + part);
+    return static_cast<std::uint8_t>(product < 255 ? product : 255);
 }
 
 /// The kernels of one instruction set.
@@ -37,8 +42,12 @@ struct BlendKernels {
                      const std::uint8_t *weights, std::ptrdiff_t count);
     /// out[i] = (in[i] * 255) >> 8, which is blendSum at weight 0.
     void (*darken)(std::uint8_t *out, const std::uint8_t *in, std::ptrdiff_t count);
-    /// bytes[i] = Brighten(bytes[i], gain).
-    void (*brighten)(std::uint8_t *bytes, std::ptrdiff_t count, Gain gain);
+    /// out[i] = BlendRgb(a[i], b[i], weight) but for every fourth byte, which is a[i]; the count is
+    /// of pixels.
+    void (*fadePixels)(std::uint8_t *out, const std::uint8_t *a, const std::uint8_t *b,
+                       std::uint8_t weight, std::ptrdiff_t count);
+    /// out[i] = Brighten(in[i], gain).
+    void (*brighten)(std::uint8_t *out, const std::uint8_t *in, std::ptrdiff_t count, Gain gain);
 };
 
 namespace baseline {

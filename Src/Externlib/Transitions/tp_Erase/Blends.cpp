@@ -5,7 +5,6 @@
 #include "Pixels.h"
 #include "Progress.h"
 #include "Rows.h"
-#include "TurnRows.h"
 #include "tp_Erase.h"
 
 #include <array>
@@ -54,6 +53,13 @@ struct FineWeights {
 };
 constexpr FineWeights kFineWeights;
 
+/// The weights from a place of the blend on, at every `step`th column.
+const float *FineWeightsFrom(int place, int step) {
+    if (step == 1)
+        return kFineWeights.all.data() + place;
+    return kFineWeights.second[std::size_t(place & 1)].data() + (place >> 1);
+}
+
 /// The packed path's weights, four times each.
 struct CoarseWeights {
     std::array<std::uint8_t, kFrontColumns * 4> bytes{};
@@ -74,6 +80,15 @@ int FrontReach(int width, int height, const TransParam &param) {
     return Limit(Convert(static_cast<double>(way) * progress), 0, way);
 }
 
+/// Where rows are longer than what is visible of them, the rest shows the first input.
+void CopyPadding(const PackedFrames &frames) {
+    const std::ptrdiff_t visible = std::ptrdiff_t(std::max(frames.width, 0)) * 4;
+    if (visible == frames.Pitch())
+        return;
+    for (int y = 0; y < frames.height; ++y)
+        frames.Row(y).bytes.Copy(Input::One, visible, frames.Pitch());
+}
+
 /// The columns of a row that lie in the front's blend, cut to the frame, and the place of the first
 /// of them within the blend.
 struct FrontSpan {
@@ -89,32 +104,28 @@ FrontSpan SpanOfRow(int distance, int width) {
     return {begin, end, begin < end ? begin - first : 0};
 }
 
-void BlendChroma(const Triple &row, const FrontSpan &span) {
-    const int begin = HalfUp(span.begin);
-    const int place = span.place + (span.begin & 1);
-    const Triple at = row.At(begin);
-    BlendRows().blendFine(at.out, at.in2, at.in1,
-                          kFineWeights.second[std::size_t(place & 1)].data() + (place >> 1),
-                          HalfUp(span.end) - begin);
-}
-
 } // namespace
 
 void TrLinearWipe(YUVImage *out, const YUVImage *in1, const YUVImage *in2,
                   const TransParam *param) {
     const PlanarFrames frames(out, in1, in2);
     const int reach = FrontReach(frames.width, frames.height, *param);
-    frames.DrawRows([&](const PlanarRow &row, int y) {
-        const FrontSpan span = SpanOfRow(reach - y, frames.width);
-        row.Copy(Input::Two, 0, span.begin);
-        const Triple at = row.luma.At(span.begin);
-        BlendRows().blendFine(at.out, at.in2, at.in1, kFineWeights.all.data() + span.place,
-                              span.end - span.begin);
-        if (row.hasChroma) {
-            BlendChroma(row.cb, span);
-            BlendChroma(row.cr, span);
-        }
-        row.Copy(Input::One, span.end, frames.width);
+    frames.DrawPlanes([&](const Plane &plane) {
+        const auto frontSpan = [&](int y) {
+            return SpanOfRow(reach - y * plane.step, frames.width);
+        };
+        const auto spanOf = [&](int y) {
+            const FrontSpan span = frontSpan(y);
+            return ByteSpan{plane.Bytes(span.begin), plane.Bytes(span.end)};
+        };
+        DrawSpans(plane, spanOf, [&](const Triple &row, int y, ByteSpan bytes) {
+            const FrontSpan span = frontSpan(y);
+            const Triple at = row.At(bytes.begin);
+            BlendRows().blendFine(
+                at.out, at.in2, at.in1,
+                FineWeightsFrom(span.place + (span.begin & (plane.step - 1)), plane.step),
+                bytes.end - bytes.begin);
+        });
     });
 }
 
@@ -124,20 +135,25 @@ void TrLinearWipeRGB(void *out, void *in1, void *in2, const TransParam *param) {
     const int pitch = DIGetPitch(out);
     const PackedFrames frames(width, height, pitch, out, in1, in2);
     const int reach = FrontReach(width, height, *param);
-    frames.DrawRows([&](const PackedRow &row, int y) {
-        const int distance = reach - (height - 1 - y);
-        const FrontSpan span = SpanOfRow(distance, width);
-        row.Copy(Input::Two, 0, span.begin);
-        const Triple band = row.bytes.At(std::ptrdiff_t(span.begin) * 4);
-        BlendRows().blendSum(band.out, band.in2, band.in1,
-                             kCoarseWeights.bytes.data() + std::ptrdiff_t(span.place) * 4,
-                             std::ptrdiff_t(span.end - span.begin) * 4);
+    const auto distanceOf = [&](int y) { return reach - (height - 1 - y); };
+    const auto spanOf = [&](int y) {
+        const FrontSpan span = SpanOfRow(distanceOf(y), width);
         // Rows that the whole band has entered are blended to their end, at weight 0 ahead of it.
-        const int untouched = distance >= kFirstDistance ? width : span.end;
-        const Triple ahead = row.bytes.At(std::ptrdiff_t(span.end) * 4);
-        BlendRows().darken(ahead.out, ahead.in1, std::ptrdiff_t(untouched - span.end) * 4);
-        row.bytes.Copy(Input::One, std::ptrdiff_t(untouched) * 4, frames.Pitch());
+        const int end = distanceOf(y) >= kFirstDistance ? width : span.end;
+        return ByteSpan{std::ptrdiff_t(span.begin) * 4, std::ptrdiff_t(end) * 4};
+    };
+    frames.DrawPlanes([&](const Plane &plane) {
+        DrawSpans(plane, spanOf, [&](const Triple &row, int y, ByteSpan bytes) {
+            const FrontSpan span = SpanOfRow(distanceOf(y), width);
+            const std::ptrdiff_t ahead = std::ptrdiff_t(span.end) * 4;
+            const Triple band = row.At(bytes.begin);
+            BlendRows().blendSum(band.out, band.in2, band.in1,
+                                 kCoarseWeights.bytes.data() + std::ptrdiff_t(span.place) * 4,
+                                 ahead - bytes.begin);
+            BlendRows().darken(row.out + ahead, row.in1 + ahead, bytes.end - ahead);
+        });
     });
+    CopyPadding(frames);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -173,46 +189,50 @@ double FallingGain(double progress) {
 /// A byte for every byte.
 using ByteMap = std::array<std::uint8_t, 256>;
 
-/// The brightened bytes. The packed path's sums reach 265; the planar path's wrap around at 256, so
-/// that its brightest samples turn dark.
-void FillMap(ByteMap &map, double gain, std::uint16_t mask) {
+/// How a flash of light brightens bytes: 10 is added and the sum multiplied. The packed path's sums
+/// reach 265; the planar path's wrap around at 256, so that its brightest samples turn dark.
+struct Flash {
+    double gain;
+    bool wraps;
+};
+
+/// The brightened bytes.
+void FillMap(ByteMap &map, Flash flash) {
     for (int i = 0; i < 256; ++i) {
-        const int sum = (i + 10) & mask;
-        map[std::size_t(i)] = static_cast<std::uint8_t>(Convert(std::min(255.0, sum * gain)));
+        const int sum = flash.wraps ? (i + 10) & 0xff : i + 10;
+        map[std::size_t(i)] = static_cast<std::uint8_t>(Convert(std::min(255.0, sum * flash.gain)));
     }
 }
 
-constexpr std::uint16_t kWrap = 0xff;
-constexpr std::uint16_t kNoWrap = 0x1ff;
-
-/// Brightens bytes as a map says, with arithmetic in place of the look-ups if that is exact.
+/// Brightens bytes as a map says, by arithmetic in place of look-ups if that is exact.
 ///
-/// The multipliers that truncate to the same products as `gain` do form an interval around it. Its
-/// ends are fractions of two different sums, (product / sum) and (product + 1) / sum, of which only
-/// sums up to the first product of 255 count: at most 255 and 256. So it is at least
-/// 1 / (255 * 256) wide, more than the 1 / 65536 from one multiplier of the kernel to the next, and
-/// the one below the gain or the one above it lies inside. That needs a gain of 1 or more; for
-/// others, which positions outside the transition give, the map itself serves.
+/// The multipliers that truncate to the same products as the gain form an interval around it. Its
+/// ends are fractions of two sums, product / sum and (product + 1) / sum, of which only those up to
+/// the first product of 255 count, so that the interval is at least 1 / (255 * 255) wide. That is
+/// more than the 1 / 65536 from one multiplier of the kernel to the next, and so the one below the
+/// gain or the one above it lies inside. That wants a gain of 1 or more; for less, which positions
+/// outside the transition and rounding at its end give, the map itself serves.
 class Brightener {
 public:
-    Brightener(const ByteMap &map, double gain, std::uint16_t mask) : map(map) {
+    Brightener(const ByteMap &map, Flash flash) : map(map) {
         for (const int step : {0, 1}) {
-            const int fixed = Convert(gain * 65536) + step;
-            kernel = {mask, static_cast<std::uint16_t>(fixed >> 16),
-                      static_cast<std::uint16_t>(fixed)};
+            const int fixed = Convert(flash.gain * 65536) + step;
+            kernel = {static_cast<std::uint8_t>(flash.wraps ? 255 : 245),
+                      static_cast<std::uint8_t>(fixed >> 16), static_cast<std::uint8_t>(fixed >> 8),
+                      static_cast<std::uint8_t>(fixed)};
             isExact = fixed >= 0 && fixed < 4 << 16 && Agrees();
             if (isExact)
                 return;
         }
     }
 
-    void Brighten(std::uint8_t *bytes, std::ptrdiff_t count) const {
+    void Brighten(std::uint8_t *out, const std::uint8_t *in, std::ptrdiff_t count) const {
         if (isExact) {
-            BlendRows().brighten(bytes, count, kernel);
+            BlendRows().brighten(out, in, count, kernel);
             return;
         }
         for (std::ptrdiff_t i = 0; i < count; ++i)
-            bytes[i] = map[bytes[i]];
+            out[i] = map[in[i]];
     }
 
 private:
@@ -249,26 +269,29 @@ void TrFlash(YUVImage *out, const YUVImage *in1, const YUVImage *in2, const Tran
     const PlanarFrames frames(out, in1, in2);
     const double progress = StoredFraction();
     const FlashBase base = BaseAt(progress);
-    const double gain = progress < 0.5 ? RisingGain(progress) : FallingGain(progress);
+    const Flash flash = {progress < 0.5 ? RisingGain(progress) : FallingGain(progress), true};
     ByteMap map;
-    FillMap(map, gain, kWrap);
-    const Brightener brightener(map, gain, kWrap);
-    const std::vector<std::uint8_t> weights(std::size_t(std::max(frames.width, 0)), base.weight1);
-    const auto blend = [&](const Triple &at, int count) {
-        Rows().blendYuv(at.out, at.in1, at.in2, weights.data(), count);
+    FillMap(map, flash);
+    const Brightener brightener(map, flash);
+    const auto room = static_cast<std::size_t>(base.isBlend ? std::max(frames.width, 0) : 0);
+    const std::vector<std::uint8_t> weights(room, base.weight1);
+    std::vector<std::uint8_t> faded(room);
+    const auto blend = [&](std::uint8_t *to, const Triple &from, int count) {
+        Rows().blendYuv(to, from.in1, from.in2, weights.data(), count);
     };
-    const int chromaWidth = HalfUp(frames.width);
     frames.DrawRows([&](const PlanarRow &row, int) {
         if (base.isBlend) {
-            blend(row.luma, frames.width);
+            blend(faded.data(), row.luma, frames.width);
             if (row.hasChroma) {
-                blend(row.cb, chromaWidth);
-                blend(row.cr, chromaWidth);
+                blend(row.cb.out, row.cb, HalfUp(frames.width));
+                blend(row.cr.out, row.cr, HalfUp(frames.width));
             }
-        } else {
-            row.Copy(base.input, 0, frames.width);
+        } else if (row.hasChroma) {
+            row.cb.Copy(base.input, 0, HalfUp(frames.width));
+            row.cr.Copy(base.input, 0, HalfUp(frames.width));
         }
-        brightener.Brighten(row.luma.out, frames.width);
+        const std::uint8_t *luma = base.isBlend ? faded.data() : row.luma.From(base.input);
+        brightener.Brighten(row.luma.out, luma, frames.width);
     });
     FillPadding(frames);
 }
@@ -282,21 +305,19 @@ void TrFlashRGB(void *out, void *in1, void *in2, const TransParam *param) {
     StoreSmooth(*param);
     const double progress = StoredFraction();
     const FlashBase base = BaseAt(progress);
-    const bool rises = progress < 0.5;
-    FillMap(map1, RisingGain(progress), kNoWrap);
-    FillMap(map2, FallingGain(progress), kNoWrap);
-    const Brightener brightener(rises ? map1 : map2,
-                                rises ? RisingGain(progress) : FallingGain(progress), kNoWrap);
-    const std::ptrdiff_t bytes = std::max<std::ptrdiff_t>(frames.Pitch(), 0);
-    const std::vector<std::uint8_t> weights(std::size_t(bytes), base.weight1);
+    const Flash rising = {RisingGain(progress), false};
+    const Flash falling = {FallingGain(progress), false};
+    FillMap(map1, rising);
+    FillMap(map2, falling);
+    const Brightener brightener =
+        progress < 0.5 ? Brightener(map1, rising) : Brightener(map2, falling);
+    const int room = base.isBlend ? std::max(frames.pitch, 0) : 0;
+    std::vector<std::uint8_t> faded(static_cast<std::size_t>(room));
     frames.DrawRows([&](const PackedRow &row, int) {
         const Triple &at = row.bytes;
-        if (base.isBlend) {
-            Rows().blendRgb(at.out, at.in1, at.in2, weights.data(), bytes);
-            TurnRows().copyFourth(at.out, at.in1, frames.width);
-        } else {
-            row.Copy(base.input, 0, frames.width);
-        }
-        brightener.Brighten(at.out, bytes);
+        if (base.isBlend)
+            BlendRows().fadePixels(faded.data(), at.in1, at.in2, base.weight1, frames.width);
+        const std::uint8_t *pixels = base.isBlend ? faded.data() : at.From(base.input);
+        brightener.Brighten(at.out, pixels, frames.Pitch());
     });
 }

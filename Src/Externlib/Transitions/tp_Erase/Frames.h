@@ -47,6 +47,17 @@ struct Triple {
                   std::ptrdiff_t end) const {
         copy(out + begin, From(input) + source, end - begin);
     }
+    /// Puts count samples together: the second input's from source2 on before split, the first
+    /// input's from source1 on behind.
+    void Join(std::ptrdiff_t split, std::ptrdiff_t source2, std::ptrdiff_t source1,
+              std::ptrdiff_t count) const {
+        if (IsStreamed()) {
+            JoinStreaming(out, in2 + source2, split, in1 + source1, count);
+            return;
+        }
+        CopyBytes(out, in2 + source2, split);
+        CopyBytes(out + split, in1 + source1, count - split);
+    }
 };
 
 /// Room for one row on its way to a streamed output.
@@ -59,17 +70,69 @@ public:
     /// Where to put a row that goes to target: at the same place within a cache line, so that what
     /// was just written is read back in the same aligned pieces.
     std::uint8_t *For(const std::uint8_t *target) const {
-        return room.get() + ((Address(target) - Address(room.get())) & (kLine - 1));
+        return room.get() + ((PlaceInLine(target) - PlaceInLine(room.get())) & (kLine - 1));
     }
 
 private:
-    static constexpr std::size_t kLine = 64;
-    static std::uintptr_t Address(const std::uint8_t *place) {
-        return reinterpret_cast<std::uintptr_t>(place);
-    }
-
     std::unique_ptr<std::uint8_t[]> room;
 };
+
+/// One plane of a call's frames, for what is drawn plane by plane. Rows are counted in memory
+/// order.
+struct Plane {
+    Triple bytes;
+    std::ptrdiff_t pitch;
+    std::ptrdiff_t rowBytes; ///< visible ones
+    int height;              ///< rows of the plane
+    int step;                ///< rows of the picture per row, and columns per sample: 1 or 2
+    int sampleBytes;         ///< 4 for whole pixels
+    bool bottomUp;           ///< the picture's row 0 is the last in memory
+
+    Triple Row(int row) const { return bytes.At(row * pitch); }
+    /// The samples that belong to the picture's first n columns, or the rows to its first n rows: a
+    /// chroma sample goes with the even one of its two.
+    int Samples(int n) const { return step == 1 ? n : HalfUp(n); }
+    std::ptrdiff_t Bytes(int columns) const {
+        return std::ptrdiff_t(Samples(columns)) * sampleBytes;
+    }
+};
+
+/// The bytes [begin, end) of a row.
+struct ByteSpan {
+    std::ptrdiff_t begin;
+    std::ptrdiff_t end;
+};
+
+/// Draws a plane whose rows are copies but for one span, spanOf(row): the second input before it,
+/// the first behind it, both in place, and within it what draw(triple, row, span) draws at the same
+/// places of the triple's output. In a streamed row that is scratch, where the cache lines with
+/// something drawn in them are put together; the others are copied straight from the inputs.
+template<class SpanOf, class Draw>
+void DrawSpans(const Plane &plane, SpanOf spanOf, Draw draw) {
+    const bool isStreamed = plane.bytes.IsStreamed();
+    const ScratchRow scratch(isStreamed ? plane.rowBytes : 0);
+    for (int y = 0; y < plane.height && plane.rowBytes > 0; ++y) {
+        const Triple row = plane.Row(y);
+        const ByteSpan span = spanOf(y);
+        Triple middle = row;
+        ByteSpan lines = {0, plane.rowBytes};
+        if (isStreamed) {
+            middle.Redirect(scratch.For(row.out));
+            const std::ptrdiff_t before = PlaceInLine(row.out + span.begin);
+            const std::ptrdiff_t behind = -PlaceInLine(row.out + span.end) & (kLine - 1);
+            lines.begin = std::max<std::ptrdiff_t>(span.begin - before, 0);
+            lines.end = std::min(span.end + behind, plane.rowBytes);
+        }
+        middle.Copy(Input::Two, lines.begin, span.begin);
+        draw(std::as_const(middle), y, span);
+        middle.Copy(Input::One, span.end, lines.end);
+        if (isStreamed) {
+            row.Copy(Input::Two, 0, lines.begin);
+            CopyStreaming(row.out + lines.begin, middle.out + lines.begin, lines.end - lines.begin);
+            row.Copy(Input::One, lines.end, plane.rowBytes);
+        }
+    }
+}
 
 /// One row of pixels in planar layout. An even row carries the chroma row that belongs to it and to
 /// the odd row below: the sample of an even column is written with that column's pixel, those of
@@ -91,16 +154,6 @@ struct PlanarRow {
         if (hasChroma) {
             cb.Copy(input, HalfUp(x0), HalfUp(x1));
             cr.Copy(input, HalfUp(x0), HalfUp(x1));
-        }
-    }
-    /// Shows an input's columns from source on at the columns [x0, x1); both inside the frame. The
-    /// chroma of an even column comes from half its source column, rounded down.
-    void CopyFrom(Input input, int source, int x0, int x1) const {
-        luma.CopyFrom(input, source, x0, x1);
-        if (hasChroma) {
-            const int chromaSource = (source + (x0 & 1)) >> 1;
-            cb.CopyFrom(input, chromaSource, HalfUp(x0), HalfUp(x1));
-            cr.CopyFrom(input, chromaSource, HalfUp(x0), HalfUp(x1));
         }
     }
 };
@@ -161,6 +214,15 @@ struct PlanarFrames {
         }
     }
 
+    /// Calls draw(plane) for the three planes.
+    template<class Draw>
+    void DrawPlanes(Draw draw) const {
+        const int chromaHeight = HalfUp(height);
+        draw(Plane{y, pitchY, width, height, 1, 1, false});
+        draw(Plane{u, pitchUV, HalfUp(width), chromaHeight, 2, 1, false});
+        draw(Plane{v, pitchUV, HalfUp(width), chromaHeight, 2, 1, false});
+    }
+
     /// Copies the planes of one input whole, padding included.
     void CopyPlanes(Input input) const {
         y.Copy(input, 0, LumaBytes());
@@ -192,11 +254,6 @@ struct PackedRow {
         x0 = std::max(x0, 0);
         x1 = std::min(x1, width);
         bytes.Copy(input, std::ptrdiff_t(x0) * 4, std::ptrdiff_t(x1) * 4);
-    }
-    /// Shows an input's columns from source on at the columns [x0, x1); both inside the frame.
-    void CopyFrom(Input input, int source, int x0, int x1) const {
-        bytes.CopyFrom(input, std::ptrdiff_t(source) * 4, std::ptrdiff_t(x0) * 4,
-                       std::ptrdiff_t(x1) * 4);
     }
 };
 
@@ -245,6 +302,12 @@ struct PackedFrames {
             draw(std::as_const(row), line);
             CopyStreaming(target.bytes.out, row.bytes.out, Pitch());
         }
+    }
+
+    /// Calls draw(plane) for the one plane that there is.
+    template<class Draw>
+    void DrawPlanes(Draw draw) const {
+        draw(Plane{pixels, Pitch(), std::ptrdiff_t(width) * 4, height, 1, 4, true});
     }
 
     /// Copies one input whole.

@@ -17,6 +17,12 @@ inline void CopyBytes(std::uint8_t *out, const std::uint8_t *in, std::ptrdiff_t 
         std::memcpy(out, in, static_cast<std::size_t>(count));
 }
 
+/// The bytes of a cache line, and the place of a byte within its line.
+inline constexpr std::ptrdiff_t kLine = 64;
+inline std::ptrdiff_t PlaceInLine(const std::uint8_t *byte) {
+    return static_cast<std::ptrdiff_t>(reinterpret_cast<std::uintptr_t>(byte) & (kLine - 1));
+}
+
 /// CopyBytes past the caches, for outputs too large to stay in them: the old contents of the
 /// output's cache lines are not fetched. Before another thread reads the output, call
 /// FinishStreaming.
@@ -29,6 +35,11 @@ void ChooseBytes(std::uint8_t *out, const std::uint8_t *a, const std::uint8_t *b
 /// ChooseBytes past the caches.
 void ChooseStreaming(std::uint8_t *out, const std::uint8_t *a, const std::uint8_t *b,
                      const std::uint8_t *mask, std::ptrdiff_t count);
+
+/// Streams count bytes, split of them from left and the others from right, 0 <= split <= count. The
+/// cache line in which both meet is written whole too.
+void JoinStreaming(std::uint8_t *out, const std::uint8_t *left, std::ptrdiff_t split,
+                   const std::uint8_t *right, std::ptrdiff_t count);
 
 /// Makes what was streamed visible to other threads.
 void FinishStreaming();

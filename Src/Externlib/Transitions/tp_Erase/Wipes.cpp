@@ -12,6 +12,7 @@
 #include <array>
 #include <cstdlib>
 #include <cwchar>
+#include <vector>
 
 using namespace tp;
 
@@ -28,15 +29,15 @@ struct SoftEdge {
     int end;
 };
 
-/// Weights of the second input over the visible columns of a soft edge, one per sample: samples are
-/// stride columns apart, and each weight stands repeat times. The ramp falls to 0 at column zero.
+/// Weights of the second input over the visible bytes of a soft edge, whose ramp falls to 0 at
+/// column zero.
 struct EdgeWeights {
     std::array<std::uint8_t, std::size_t(kBandWidth) * 4> weights;
 
-    EdgeWeights(SoftEdge edge, int zero, int stride, int repeat) {
+    EdgeWeights(const Plane &plane, SoftEdge edge, int zero) {
         auto *next = weights.data();
-        for (int x = edge.begin; x < edge.end; x += stride)
-            for (int i = 0; i < repeat; ++i)
+        for (int x = (edge.begin + plane.step - 1) & -plane.step; x < edge.end; x += plane.step)
+            for (int i = 0; i < plane.sampleBytes; ++i)
                 *next++ = static_cast<std::uint8_t>(RampWeight(zero - x));
     }
 };
@@ -48,9 +49,18 @@ SoftEdge VisibleEdge(int begin, int end, int width) {
     return {begin, Limit(end, begin, width)};
 }
 
-void BlendEdge(const Triple &row, SoftEdge edge, const EdgeWeights &weights) {
-    const Triple at = row.At(edge.begin);
-    Rows().blendYuv(at.out, at.in2, at.in1, weights.weights.data(), edge.end - edge.begin);
+template<class Frames, class BlendRow>
+void DrawEdge(const Frames &frames, SoftEdge edge, int zero, BlendRow blendRow) {
+    frames.DrawPlanes([&](const Plane &plane) {
+        const EdgeWeights weights(plane, edge, zero);
+        const ByteSpan span = {plane.Bytes(edge.begin), plane.Bytes(edge.end)};
+        DrawSpans(
+            plane, [&](int) { return span; },
+            [&](const Triple &row, int, ByteSpan) {
+                const Triple at = row.At(span.begin);
+                blendRow(at.out, at.in2, at.in1, weights.weights.data(), span.end - span.begin);
+            });
+    });
 }
 
 } // namespace
@@ -61,18 +71,7 @@ void TrErase(YUVImage *out, const YUVImage *in1, const YUVImage *in2, const Tran
     const PlanarFrames frames(out, in1, in2);
     const int position = Position(eased, frames.width + kBandWidth, total);
     const SoftEdge edge = VisibleEdge(position - kBandWidth, position, frames.width);
-    const SoftEdge chromaEdge = {HalfUp(edge.begin), HalfUp(edge.end)};
-    const EdgeWeights lumaWeights(edge, position, 1, 1);
-    const EdgeWeights chromaWeights({chromaEdge.begin * 2, edge.end}, position, 2, 1);
-    frames.DrawRows([&](const PlanarRow &row, int) {
-        row.Copy(Input::Two, 0, edge.begin);
-        BlendEdge(row.luma, edge, lumaWeights);
-        if (row.hasChroma) {
-            BlendEdge(row.cb, chromaEdge, chromaWeights);
-            BlendEdge(row.cr, chromaEdge, chromaWeights);
-        }
-        row.Copy(Input::One, edge.end, frames.width);
-    });
+    DrawEdge(frames, edge, position, Rows().blendYuv);
 }
 
 void TrEraseRGB(void *out, void *in1, void *in2, const TransParam *param) {
@@ -87,15 +86,7 @@ void TrEraseRGB(void *out, void *in1, void *in2, const TransParam *param) {
     // Past the right border the ramp is measured from the border, so its last column keeps
     // weight 2.
     const SoftEdge edge = VisibleEdge(begin, std::min(position, frames.width), frames.width);
-    const EdgeWeights weights(edge, edge.end, 1, 4);
-    const auto blendRgb = Rows().blendRgb;
-    frames.DrawRows([&](const PackedRow &row, int) {
-        row.Copy(Input::Two, 0, edge.begin);
-        const Triple band = row.bytes.At(std::ptrdiff_t(edge.begin) * 4);
-        blendRgb(band.out, band.in2, band.in1, weights.weights.data(),
-                 std::ptrdiff_t(edge.end - edge.begin) * 4);
-        row.Copy(Input::One, edge.end, frames.width);
-    });
+    DrawEdge(frames, edge, edge.end, Rows().blendRgb);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -105,13 +96,34 @@ void TrEraseRGB(void *out, void *in1, void *in2, const TransParam *param) {
 
 namespace {
 
-/// Shows the second input in the first edgeOf(y) columns of each row y, the first in the others.
-template<class Frames, class EdgeOf>
-void WipeRows(const Frames &frames, EdgeOf edgeOf) {
-    frames.DrawRows([&](const auto &row, int y) {
-        const int edge = edgeOf(y);
-        row.Copy(Input::Two, 0, edge);
-        row.Copy(Input::One, edge, frames.width);
+/// A hard edge in one row: the second input's columns from source2 on before split, the first
+/// input's from source1 on behind. All lie inside the frame.
+struct Seam {
+    int split;
+    int source2;
+    int source1;
+};
+
+/// The inputs meet in place, at a column cut to the frame.
+Seam SeamInPlace(int column, int width) {
+    const int split = Limit(column, 0, width);
+    return {split, 0, split};
+}
+
+/// Draws every row y of the frame as seamOf(y) tells. The chroma of an even column comes from half
+/// its source column, rounded down.
+template<class Frames, class SeamOf>
+void DrawSeams(const Frames &frames, SeamOf seamOf) {
+    frames.DrawPlanes([&](const Plane &plane) {
+        const auto source = [&](int column) {
+            return std::ptrdiff_t(plane.step == 1 ? column : column >> 1) * plane.sampleBytes;
+        };
+        for (int y = 0; y < plane.height && plane.rowBytes > 0; ++y) {
+            const Seam seam = seamOf(y * plane.step);
+            const int source1 = seam.source1 + (seam.split & (plane.step - 1));
+            plane.Row(y).Join(plane.Bytes(seam.split), source(seam.source2), source(source1),
+                              plane.rowBytes);
+        }
     });
 }
 
@@ -123,10 +135,7 @@ void TrEraseSlide(YUVImage *out, const YUVImage *in1, const YUVImage *in2,
     const double eased = StoreEased(*param);
     const PlanarFrames frames(out, in1, in2);
     const int edge = Limit(Position(eased, frames.width, total), 0, frames.width);
-    frames.DrawRows([&](const PlanarRow &row, int) {
-        row.CopyFrom(Input::Two, frames.width - edge, 0, edge);
-        row.Copy(Input::One, edge, frames.width);
-    });
+    DrawSeams(frames, [&](int) { return Seam{edge, frames.width - edge, edge}; });
 }
 
 void TrEraseSlideRGB(void *out, void *in1, void *in2, const TransParam *param) {
@@ -134,7 +143,7 @@ void TrEraseSlideRGB(void *out, void *in1, void *in2, const TransParam *param) {
     const double eased = StoreEased(*param);
     const PackedFrames frames(out, in1, in2);
     const int edge = Position(eased, frames.width, total);
-    WipeRows(frames, [edge](int) { return edge; });
+    DrawSeams(frames, [&](int) { return SeamInPlace(edge, frames.width); });
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -163,14 +172,16 @@ void TrBar(YUVImage *out, const YUVImage *in1, const YUVImage *in2, const TransP
     const double eased = StoreEased(*param);
     const PlanarFrames frames(out, in1, in2);
     const int position = Position(eased, BarSpan(frames.width, frames.height), total);
-    WipeRows(frames, [=](int y) { return BarEdge(position, y); });
+    DrawSeams(frames, [&](int y) { return SeamInPlace(BarEdge(position, y), frames.width); });
 }
 
 void TrBarRGB(void *out, void *in1, void *in2, const TransParam *param) {
     const PackedFrames frames(out, in1, in2);
     const int span = BarSpan(frames.width, frames.height);
     const int position = Position(param->dCurrent, span, param->dTotal);
-    WipeRows(frames, [&](int y) { return BarEdge(position, frames.height - 1 - y); });
+    DrawSeams(frames, [&](int y) {
+        return SeamInPlace(BarEdge(position, frames.height - 1 - y), frames.width);
+    });
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -179,40 +190,15 @@ void TrBarRGB(void *out, void *in1, void *in2, const TransParam *param) {
 
 namespace {
 
-struct Plane {
-    Triple bytes;
-    std::ptrdiff_t pitch;
-    int height;
-    int rowStep;   ///< rows of the picture per row of the plane
-    bool bottomUp; ///< the picture's row 0 is the last in memory
-
-    /// The plane's rows that belong to the picture's first `rows` rows: a chroma row goes with the
-    /// even one of its two.
-    int RowsFor(int rows) const { return rowStep == 1 ? rows : HalfUp(rows); }
-
-    /// Shows `count` rows of an input, from row `source` on, at row `target`.
-    void CopyRows(Input input, int target, int source, int count) const {
-        if (count < 1)
-            return;
-        const auto offset = [&](int row) {
-            return (bottomUp ? height - row - count : row) * pitch;
-        };
-        const std::ptrdiff_t begin = offset(target);
-        bytes.CopyFrom(input, offset(source), begin, begin + count * pitch);
-    }
-};
-
-template<class Draw>
-void DrawPlanes(const PlanarFrames &frames, Draw draw) {
-    const int chromaHeight = HalfUp(frames.height);
-    draw(Plane{frames.y, frames.pitchY, frames.height, 1, false});
-    draw(Plane{frames.u, frames.pitchUV, chromaHeight, 2, false});
-    draw(Plane{frames.v, frames.pitchUV, chromaHeight, 2, false});
-}
-
-template<class Draw>
-void DrawPlanes(const PackedFrames &frames, Draw draw) {
-    draw(Plane{frames.pixels, frames.Pitch(), frames.height, 1, true});
+/// Shows `count` of an input's rows of the picture, from row `source` on, at row `target`.
+void CopyRows(const Plane &plane, Input input, int target, int source, int count) {
+    if (count < 1)
+        return;
+    const auto offset = [&](int row) {
+        return (plane.bottomUp ? plane.height - row - count : row) * plane.pitch;
+    };
+    const std::ptrdiff_t begin = offset(target);
+    plane.bytes.CopyFrom(input, offset(source), begin, begin + count * plane.pitch);
 }
 
 } // namespace
@@ -256,13 +242,13 @@ void DrawBands(const Plane &plane, const Bands &bands) {
         const int rows = bands.RowsLeft(k, row);
         if (rows < 1)
             continue;
-        const int target = row / plane.rowStep;
-        const int count = plane.RowsFor(rows);
-        plane.CopyRows(Input::Two, next, next, target - next);
-        plane.CopyRows(Input::One, target, plane.RowsFor(k * bands.height), count);
+        const int target = row / plane.step;
+        const int count = plane.Samples(rows);
+        CopyRows(plane, Input::Two, next, next, target - next);
+        CopyRows(plane, Input::One, target, plane.Samples(k * bands.height), count);
         next = target + count;
     }
-    plane.CopyRows(Input::Two, next, next, plane.height - next);
+    CopyRows(plane, Input::Two, next, next, plane.height - next);
 }
 
 } // namespace
@@ -274,7 +260,7 @@ void TrDrop(YUVImage *out, const YUVImage *in1, const YUVImage *in2, const Trans
     constexpr int bandHeight = 32;
     const int position = Position(eased, 2 * frames.height, total);
     const Bands bands = MakeBands(frames.height, bandHeight, position);
-    DrawPlanes(frames, [&](const Plane &plane) { DrawBands(plane, bands); });
+    frames.DrawPlanes([&](const Plane &plane) { DrawBands(plane, bands); });
 }
 
 void TrDropRGB(void *out, void *in1, void *in2, const TransParam *param) {
@@ -282,7 +268,7 @@ void TrDropRGB(void *out, void *in1, void *in2, const TransParam *param) {
     const int bandHeight = std::max(Convert(32 * frames.height / 360.0), 1);
     const int position = Position(param->dCurrent, 2 * frames.height, param->dTotal);
     const Bands bands = MakeBands(frames.height, bandHeight, position);
-    DrawPlanes(frames, [&](const Plane &plane) { DrawBands(plane, bands); });
+    frames.DrawPlanes([&](const Plane &plane) { DrawBands(plane, bands); });
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -312,15 +298,15 @@ void DrawSlats(const Plane &plane, const Slats &slats, int frameHeight) {
     do {
         const int split = base - slats.part + 1;
         const int end = base - slats.height + 1;
-        const int first = plane.RowsFor(std::max(end, 1));
-        const int middle = plane.RowsFor(std::max(split, 1));
-        plane.CopyRows(Input::One, middle, middle, plane.RowsFor(base + 1) - middle);
-        plane.CopyRows(Input::Two, first, first, middle - first);
+        const int first = plane.Samples(std::max(end, 1));
+        const int middle = plane.Samples(std::max(split, 1));
+        CopyRows(plane, Input::One, middle, middle, plane.Samples(base + 1) - middle);
+        CopyRows(plane, Input::Two, first, first, middle - first);
         // Rows above the picture fall on row 0, so it shows what the topmost of them does. A slat
         // that ends at row 1 leaves row 0 as it was.
         if (end <= 0) {
-            const int topmost = end + (end & (plane.rowStep - 1));
-            plane.CopyRows(topmost >= split ? Input::One : Input::Two, 0, 0, 1);
+            const int topmost = end + (end & (plane.step - 1));
+            CopyRows(plane, topmost >= split ? Input::One : Input::Two, 0, 0, 1);
         }
         base -= slats.height;
     } while (base > 0);
@@ -331,7 +317,7 @@ template<class Frames>
 bool DrawBlind(const Frames &frames, const Slats &slats) {
     if (slats.height < 1 || frames.height - 1 < 1)
         return false;
-    DrawPlanes(frames, [&](const Plane &plane) { DrawSlats(plane, slats, frames.height); });
+    frames.DrawPlanes([&](const Plane &plane) { DrawSlats(plane, slats, frames.height); });
     return true;
 }
 
@@ -365,25 +351,30 @@ void TrBlindRGB(void *out, void *in1, void *in2, const TransParam *param) {
 
 namespace {
 
-/// The split column of the next pair of rows: even, and at random from the edge to about one and a
-/// half times the edge, for rand() covers half of the divisor's range. Cut to the bound.
-int WindSplit(int edge, int bound) {
-    const double random = static_cast<std::uint32_t>(std::rand()) / 4294967295.0;
-    const int gust = Convert(random * edge + 0.5);
-    return Limit((gust + edge) / 2 * 2, 0, bound);
+/// The split columns of the pairs of rows from the first one on: even, and at random from the edge
+/// to about one and a half times the edge, for rand() covers half of the divisor's range. Cut to
+/// the bound. All are drawn before the first row: rand() takes a lock, which would wait for rows
+/// on their way past the caches.
+std::vector<int> WindSplits(int height, int edge, int bound) {
+    std::vector<int> splits(static_cast<std::size_t>(std::max(HalfUp(height), 0)));
+    for (int &split : splits) {
+        const double random = static_cast<std::uint32_t>(std::rand()) / 4294967295.0;
+        const int gust = Convert(random * edge + 0.5);
+        split = Limit((gust + edge) / 2 * 2, 0, bound);
+    }
+    return splits;
 }
 
-/// Draws a row of bytes: the second input in place before the split, then the first input's bytes
-/// from its start. A streamed row is put together in scratch.
-void BlowRow(const Triple &target, std::ptrdiff_t split, std::ptrdiff_t bytes,
-             const ScratchRow &scratch) {
-    Triple row = target;
-    if (target.IsStreamed())
-        row.Redirect(scratch.For(target.out));
-    row.Copy(Input::Two, 0, split);
-    row.CopyFrom(Input::One, 0, split, bytes);
-    if (target.IsStreamed())
-        CopyStreaming(target.out, row.out, bytes);
+/// Rows are drawn over all of their bytes, padding included.
+template<class Frames>
+void DrawWind(const Frames &frames, const std::vector<int> &splits) {
+    frames.DrawPlanes([&](const Plane &plane) {
+        for (int y = 0; y < plane.height; ++y) {
+            const int split = splits[static_cast<std::size_t>(y * plane.step / 2)];
+            const std::ptrdiff_t bytes = std::ptrdiff_t(split / plane.step) * plane.sampleBytes;
+            plane.Row(y).Join(bytes, 0, 0, plane.pitch);
+        }
+    });
 }
 
 } // namespace
@@ -393,17 +384,8 @@ void TrWind(YUVImage *out, const YUVImage *in1, const YUVImage *in2, const Trans
     const double eased = StoreEased(*param);
     const PlanarFrames frames(out, in1, in2);
     const int edge = Position(eased, frames.width, total);
-    const ScratchRow scratch(std::max(frames.pitchY, frames.pitchUV));
-    for (int y = 0; y < frames.height; y += 2) {
-        // Padding takes part: the bound is the pitch, and rows are drawn over all of it.
-        const int split = WindSplit(edge, static_cast<int>(frames.pitchY));
-        const PlanarRow row = frames.Row(y);
-        BlowRow(row.luma, split, frames.pitchY, scratch);
-        if (y + 1 < frames.height)
-            BlowRow(frames.Row(y + 1).luma, split, frames.pitchY, scratch);
-        BlowRow(row.cb, split / 2, frames.pitchUV, scratch);
-        BlowRow(row.cr, split / 2, frames.pitchUV, scratch);
-    }
+    // The split runs on into the padding.
+    DrawWind(frames, WindSplits(frames.height, edge, static_cast<int>(frames.pitchY)));
 }
 
 void TrWindRGB(void *out, void *in1, void *in2, const TransParam *param) {
@@ -411,13 +393,7 @@ void TrWindRGB(void *out, void *in1, void *in2, const TransParam *param) {
     const double eased = StoreEased(*param);
     const PackedFrames frames(out, in1, in2);
     const int edge = Position(eased, frames.width, total);
-    const ScratchRow scratch(frames.Pitch());
-    for (int y = 0; y < frames.height; y += 2) {
-        const std::ptrdiff_t split = std::ptrdiff_t(WindSplit(edge, frames.width)) * 4;
-        BlowRow(frames.Row(y).bytes, split, frames.Pitch(), scratch);
-        if (y + 1 < frames.height)
-            BlowRow(frames.Row(y + 1).bytes, split, frames.Pitch(), scratch);
-    }
+    DrawWind(frames, WindSplits(frames.height, edge, frames.width));
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -429,10 +405,7 @@ namespace {
 template<class Frames>
 void DrawPush(const Frames &frames, double progress, double total) {
     const int split = Limit(Position(progress, frames.width, total), 0, frames.width);
-    frames.DrawRows([&](const auto &row, int) {
-        row.CopyFrom(Input::Two, frames.width - split, 0, split);
-        row.CopyFrom(Input::One, 0, split, frames.width);
-    });
+    DrawSeams(frames, [&](int) { return Seam{split, frames.width - split, 0}; });
 }
 
 struct Size {
