@@ -241,67 +241,62 @@ Light MakeRollLight(const RollGeometry &roll, int size) {
     return light;
 }
 
-/// Draws a row of `count` bytes: the second input's before `begin`, what draw(where) draws before
-/// `end`, and those of `right` behind. The parts of a streamed row meet in a few whole cache lines
-/// that are put together first.
-template<class Draw>
-void DrawRollRow(const Triple &row, std::ptrdiff_t begin, std::ptrdiff_t end,
-                 const std::uint8_t *right, std::ptrdiff_t count, Draw draw) {
-    constexpr std::ptrdiff_t line = 64, shortest = 4 * line;
-    if (!row.IsStreamed() || begin == end || count < 2 * shortest) {
-        row.copy(row.out, row.in2, begin);
-        draw(row.out + begin);
-        row.copy(row.out + end, right + end, count - end);
-        return;
-    }
-    const auto place = reinterpret_cast<std::intptr_t>(row.out);
-    // A short piece that would be left over at either end is no piece of its own.
-    std::ptrdiff_t from = begin - ((place + begin) & (line - 1));
-    if (from < shortest)
-        from = 0;
-    std::ptrdiff_t to = std::max(end + (-(place + end) & (line - 1)), from + shortest);
-    if (to > count - shortest) {
-        to = count;
-        from -= std::min(from, shortest);
-    }
-    alignas(line) std::array<std::uint8_t, Light::kWidestBand + 4 * shortest> lines;
-    CopyBytes(lines.data(), row.in2 + from, begin - from);
-    draw(lines.data() + (begin - from));
-    CopyBytes(lines.data() + (end - from), right + end, to - end);
-    row.copy(row.out, row.in2, from);
-    row.copy(row.out + from, lines.data(), to - from);
-    row.copy(row.out + to, right + to, count - to);
+/// The samples of a chroma row that a roll divides: the second input's before begin, the roll
+/// itself before end, and the first input's flat part before flatEnd.
+struct RollChroma {
+    int begin;
+    int end;
+    int flatEnd;
+    int last; ///< the row's last sample
+    int odd;  ///< 1 when the edge is odd
+};
+
+RollChroma MakeRollChroma(const RollGeometry &roll, int width) {
+    const int samples = HalfUp(width);
+    if (roll.edge >= width)
+        return {samples, samples, samples, samples - 1, 0};
+    const int begin = roll.edge >> 1;
+    // Between an odd edge and an odd width the row's last sample is left out.
+    return {begin, roll.edge < roll.end ? HalfUp(roll.end) : begin,
+            begin + (width - roll.edge + 1) / 2, samples - 1, roll.edge & 1};
 }
 
-/// A row of one chroma plane. The roll is mirrored about the edge like its luma, but not lit. Right
-/// of an odd edge the first input's samples come from one further right than where they land; past
-/// the row's last sample that one stands in. `flat` is where the flat part lies: in the same row,
-/// or in one of its own.
-void RollChroma(const Triple &row, const Triple &flat, const RollGeometry &roll, int width,
-                const ScratchRow &scratch) {
-    const int odd = roll.edge & 1;
-    const int last = HalfUp(width) - 1;
-    const int begin = roll.edge < width ? roll.edge >> 1 : last + 1;
-    const int end = roll.edge < roll.end ? HalfUp(roll.end) : begin;
-    const int flatEnd = begin + (width - roll.edge + 1) / 2;
-    const std::uint8_t *right = flat.in1 + odd;
-    if (flatEnd + odd > last + 1) {
-        std::uint8_t *const shifted = scratch.For(flat.out);
-        CopyBytes(shifted + begin, right + begin, last - begin);
-        shifted[last] = flat.in1[last];
-        right = shifted;
-    }
-    // Sample c of the roll shows sample edge - c. That can lie past the last one for the first c
-    // alone, which then is the only one.
-    const auto drawBand = [&](std::uint8_t *to) {
-        TurnRows().mirror(to, row.in1 + std::min(roll.edge - begin, last), end - begin);
-    };
-    if (flat.out == row.out) {
-        DrawRollRow(row, begin, end, right, std::max(flatEnd, end), drawBand);
-    } else {
-        CopyBytes(row.out, row.in2, begin);
-        CopyBytes(flat.out + begin, right + begin, flatEnd - begin);
-        drawBand(row.out + begin);
+/// The roll is mirrored about the edge like its luma, but not lit.
+void MirrorChroma(std::uint8_t *out, const std::uint8_t *in, const RollChroma &chroma) {
+    // Sample c shows sample edge - c. That can lie past the last one for the first c alone, which
+    // then is the only one.
+    TurnRows().mirror(out + chroma.begin, in + std::min(chroma.begin + chroma.odd, chroma.last),
+                      chroma.end - chroma.begin);
+}
+
+/// The flat part from a sample on. Right of an odd edge it comes from one sample further right than
+/// where it lands; past the row's last sample that one stands in.
+void CopyFlatChroma(std::uint8_t *out, const std::uint8_t *in, const RollChroma &chroma, int from) {
+    const int inside = std::min(chroma.flatEnd, chroma.last + 1 - chroma.odd);
+    CopyBytes(out + from, in + from + chroma.odd, inside - from);
+    if (from <= inside && inside < chroma.flatEnd)
+        out[inside] = in[chroma.last];
+}
+
+void DrawRollChroma(Plane plane, const RollChroma &chroma) {
+    plane.rowBytes = std::max(chroma.flatEnd, chroma.end);
+    const ByteSpan drawn = {chroma.begin, chroma.odd ? plane.rowBytes : chroma.end};
+    DrawSpans(
+        plane, [&](int) { return drawn; },
+        [&](const Triple &row, int, ByteSpan) {
+            MirrorChroma(row.out, row.in1, chroma);
+            if (chroma.odd)
+                CopyFlatChroma(row.out, row.in1, chroma, chroma.end);
+        });
+}
+
+/// The same for a host that keeps the flat part at a pitch of its own.
+void DrawRollChroma(const Plane &plane, const RollChroma &chroma, std::ptrdiff_t flatPitch) {
+    for (int y = 0; y < plane.height; ++y) {
+        const Triple row = plane.Row(y), flat = plane.bytes.At(y * flatPitch);
+        CopyBytes(row.out, row.in2, chroma.begin);
+        CopyFlatChroma(flat.out, flat.in1, chroma, chroma.begin);
+        MirrorChroma(row.out, row.in1, chroma);
     }
 }
 
@@ -312,24 +307,26 @@ void TrRoll(YUVImage *out, const YUVImage *in1, const YUVImage *in2, const Trans
     const double eased = StoreEased(*param);
     const PlanarFrames frames(out, in1, in2);
     const RollGeometry roll = MakeRoll(frames.width, eased, total);
+    const RollChroma chroma = MakeRollChroma(roll, frames.width);
     const Light light = MakeRollLight(roll, 1);
-    const int band = roll.end - roll.edge;
-    const ScratchRow scratch(HalfUp(frames.width));
-    for (int y = 0; y < frames.height; ++y) {
-        const PlanarRow row = frames.Row(y);
-        DrawRollRow(row.luma, roll.edge, roll.end, row.luma.in1, frames.width,
-                    [&](std::uint8_t *to) {
-                        std::array<std::uint8_t, kWidestRoll> mirrored;
-                        TurnRows().mirror(mirrored.data(), row.luma.in1 + roll.edge, band);
-                        TurnRows().shine(to, mirrored.data(), light, band);
-                    });
-        if (row.hasChroma) {
-            // A host may keep the flat part of Cr at a pitch of its own.
-            const Triple flatCr = frames.v.At((y >> 1) * std::ptrdiff_t(out->nPitchV));
-            RollChroma(row.cb, row.cb, roll, frames.width, scratch);
-            RollChroma(row.cr, flatCr, roll, frames.width, scratch);
-        }
-    }
+    frames.DrawPlanes([&](const Plane &plane) {
+        if (plane.step == 1)
+            DrawSpans(
+                plane,
+                [&](int) {
+                    return ByteSpan{roll.edge, roll.end};
+                },
+                [&](const Triple &row, int, ByteSpan span) {
+                    std::array<std::uint8_t, kWidestRoll> mirrored;
+                    TurnRows().mirror(mirrored.data(), row.in1 + span.begin, span.end - span.begin);
+                    TurnRows().shine(row.out + span.begin, mirrored.data(), light,
+                                     span.end - span.begin);
+                });
+        else if (plane.bytes.out == frames.v.out && out->nPitchV != plane.pitch)
+            DrawRollChroma(plane, chroma, out->nPitchV);
+        else
+            DrawRollChroma(plane, chroma);
+    });
 }
 
 void TrRollRGB(void *out, void *in1, void *in2, const TransParam *param) {
@@ -338,14 +335,18 @@ void TrRollRGB(void *out, void *in1, void *in2, const TransParam *param) {
     const PackedFrames frames(out, in1, in2);
     const RollGeometry roll = MakeRoll(frames.width, eased, total);
     const Light light = MakeRollLight(roll, 4);
-    const std::ptrdiff_t begin = std::ptrdiff_t(roll.edge) * 4, end = std::ptrdiff_t(roll.end) * 4;
-    for (int y = 0; y < frames.height; ++y) {
-        const Triple row = frames.Row(y).bytes;
+    frames.DrawPlanes([&](const Plane &plane) {
         // The packed path does not mirror.
-        DrawRollRow(row, begin, end, row.in1, frames.Pitch(), [&](std::uint8_t *to) {
-            TurnRows().shine(to, row.in1 + begin, light, end - begin);
-        });
-    }
+        DrawSpans(
+            plane,
+            [&](int) {
+                return ByteSpan{plane.Bytes(roll.edge), plane.Bytes(roll.end)};
+            },
+            [&](const Triple &row, int, ByteSpan span) {
+                TurnRows().shine(row.out + span.begin, row.in1 + span.begin, light,
+                                 span.end - span.begin);
+            });
+    });
 }
 
 // ---------------------------------------------------------------------------------------------
