@@ -71,6 +71,10 @@ struct Form {
     std::size_t FrameSize() const { return std::size_t(width) * height * (IsRgba() ? 8 : 3) / 2; }
 };
 
+std::ostream &operator<<(std::ostream &out, const Form &form) {
+    return out << form.format << ' ' << form.path << ' ' << form.width << " x " << form.height;
+}
+
 /// Two clips of noise, and melt's profile of their size.
 class Clips {
 public:
