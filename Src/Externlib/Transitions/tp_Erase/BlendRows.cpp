@@ -4,24 +4,12 @@
 
 namespace tp::TP_ISA {
 
-// The quotient by 255, rounded as a division rounds it. With a fused multiplication it comes from
-// the reciprocal and the exact remainder, at a fraction of a division's cost.
-static float Over255(float dividend) {
-#if defined(__FMA__) || defined(__AVX512F__)
-    constexpr float reciprocal = 1 / 255.0F;
-    const float quotient = dividend * reciprocal;
-    return __builtin_fmaf(__builtin_fmaf(quotient, -255.0F, dividend), reciprocal, quotient);
-#else
-    return dividend / 255.0F;
-#endif
-}
-
 static void BlendFine(std::uint8_t *__restrict out, const std::uint8_t *__restrict a,
                       const std::uint8_t *__restrict b, const float *__restrict weights,
                       std::ptrdiff_t count) {
     for (std::ptrdiff_t i = 0; i < count; ++i) {
-        const float sum = Over255(static_cast<float>(a[i]) * weights[i]) +
-                          Over255(static_cast<float>(b[i]) * (255.0F - weights[i]));
+        const float sum = static_cast<float>(a[i]) * weights[i] / 255.0F +
+                          static_cast<float>(b[i]) * (255.0F - weights[i]) / 255.0F;
         out[i] = static_cast<std::uint8_t>(static_cast<std::int32_t>(sum));
     }
 }

@@ -210,8 +210,9 @@ void FillMap(ByteMap &map, Flash flash) {
 /// ends are fractions of two sums, product / sum and (product + 1) / sum, of which only those up to
 /// the first product of 255 count, so that the interval is at least 1 / (255 * 255) wide. That is
 /// more than the 1 / 65536 from one multiplier of the kernel to the next, and so the one below the
-/// gain or the one above it lies inside. That wants a gain of 1 or more; for less, which positions
-/// outside the transition and rounding at its end give, the map itself serves.
+/// gain or the one above it lies inside. The map itself serves where that does not hold: gains
+/// below 1, which come from positions outside the transition and from rounding at its end, and the
+/// few in a million whose products are sometimes rounded up to a whole number and sometimes not.
 class Brightener {
 public:
     Brightener(const ByteMap &map, Flash flash) : map(map) {
