@@ -200,8 +200,10 @@ TEST(Tool, ManualHasTheOptionsThatHelpHas) {
     EXPECT_EQ(LongOptions(manual), LongOptions(help));
 }
 
-TEST(Tool, MarkdownHasARowForEachTransition) {
+TEST(Tool, MarkdownHasARowForEachTransitionAndIsTheReadmesTable) {
     const std::string table = Program("info --markdown").output;
+    EXPECT_NE(Shell("cat " TP_SOURCE "/README.md").output.find(table), std::string::npos)
+        << "run Scripts/update-docs";
     for (const Transition &transition : TestedPlugin().Transitions())
         EXPECT_NE(table.find("| `" + transition.name + "` "), std::string::npos) << transition.name;
 }
