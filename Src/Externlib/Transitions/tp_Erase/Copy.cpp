@@ -124,7 +124,7 @@ void FinishStreaming() {}
 CopyFunction CopyFor(std::ptrdiff_t outputBytes) {
     static const std::ptrdiff_t limit = [] {
         const char *wish = std::getenv("TP_ERASE_STREAM_BYTES");
-        return wish ? std::ptrdiff_t(std::atoll(wish)) : std::ptrdiff_t(1) << 20;
+        return wish ? std::ptrdiff_t(std::atoll(wish)) : std::ptrdiff_t(1) << 19;
     }();
     return outputBytes >= limit ? CopyStreaming : CopyBytes;
 }

@@ -47,7 +47,7 @@ void FinishStreaming();
 /// Either of the two copies.
 using CopyFunction = void (*)(std::uint8_t *out, const std::uint8_t *in, std::ptrdiff_t count);
 
-/// How an output plane of this many bytes is written: past the caches from 1 MiB on, about what a
+/// How an output plane of this many bytes is written: past the caches from 512 KiB on, about what a
 /// core's own caches hold of a call's three frames. The environment variable TP_ERASE_STREAM_BYTES,
 /// read once, sets another limit.
 CopyFunction CopyFor(std::ptrdiff_t outputBytes);
