@@ -34,7 +34,7 @@ public:
     void Fail(const std::exception_ptr &reason) {
         const std::lock_guard guard(lock);
         finished = true;
-        failure = std::move(reason);
+        failure = reason;
         changed.notify_all();
     }
 
