@@ -77,6 +77,41 @@ private:
     std::unique_ptr<std::uint8_t[]> room;
 };
 
+/// A streamed row that is put together from pieces, from its first sample to its last without a
+/// gap: whole cache lines of one input leave for the output straight from it, those in which pieces
+/// meet are put together in scratch.
+class PieceRow {
+public:
+    PieceRow(const Triple &target, const ScratchRow &room, std::ptrdiff_t count)
+        : row(target), scratch(room.For(target.out)), size(count) {}
+
+    /// The next piece, one input's samples [begin, end).
+    void Copy(Input input, std::ptrdiff_t begin, std::ptrdiff_t end) {
+        if (begin >= end)
+            return;
+        const std::uint8_t *from = row.From(input);
+        std::ptrdiff_t whole = begin; // from here on in whole lines
+        if (written < begin) {
+            const std::ptrdiff_t lineEnd = begin + (-PlaceInLine(row.out + begin) & (kLine - 1));
+            whole = std::min(lineEnd, end);
+            CopyBytes(scratch + begin, from + begin, whole - begin);
+            if (whole < lineEnd && whole < size)
+                return;
+            row.copy(row.out + written, scratch + written, whole - written);
+        }
+        const std::ptrdiff_t lineBegin = end - PlaceInLine(row.out + end);
+        written = end == size ? end : std::max(lineBegin, whole);
+        row.copy(row.out + whole, from + whole, written - whole);
+        CopyBytes(scratch + written, from + written, end - written);
+    }
+
+private:
+    Triple row;
+    std::uint8_t *scratch;
+    std::ptrdiff_t size;
+    std::ptrdiff_t written = 0; ///< what lies behind, up to the last piece's end, is in scratch
+};
+
 /// One plane of a call's frames, for what is drawn plane by plane. Rows are counted in memory
 /// order.
 struct Plane {
@@ -211,6 +246,38 @@ struct PlanarFrames {
                 CopyStreaming(target.cb.out, row.cb.out, chromaWidth);
                 CopyStreaming(target.cr.out, row.cr.out, chromaWidth);
             }
+        }
+    }
+
+    /// Calls copyRow(row, y) for every row; it must cover the row with row.Copy from left to right.
+    template<class CopyRow>
+    void CopyPieces(CopyRow copyRow) const {
+        struct Pieces {
+            PieceRow luma, cb, cr;
+            bool hasChroma;
+            int width;
+            void Copy(Input input, int x0, int x1) {
+                luma.Copy(input, x0, x1);
+                if (hasChroma) {
+                    cb.Copy(input, HalfUp(x0), HalfUp(x1));
+                    cr.Copy(input, HalfUp(x0), HalfUp(x1));
+                }
+            }
+        };
+        const int chromaWidth = HalfUp(width);
+        const ScratchRow scratchY(width), scratchU(chromaWidth), scratchV(chromaWidth);
+        for (int line = 0; line < height; ++line) {
+            const PlanarRow row = Row(line);
+            if (!y.IsStreamed()) {
+                copyRow(row, line);
+                continue;
+            }
+            Pieces pieces = {{row.luma, scratchY, width},
+                             {row.cb, scratchU, chromaWidth},
+                             {row.cr, scratchV, chromaWidth},
+                             row.hasChroma,
+                             width};
+            copyRow(pieces, line);
         }
     }
 

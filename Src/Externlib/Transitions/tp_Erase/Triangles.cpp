@@ -85,7 +85,7 @@ constexpr Input Other(Input input) {
 /// Shows one input in a row's spans and the other between them. The spans ascend; they may overlap,
 /// be empty or reach out of the row.
 template<class Row>
-void ShowSpans(const Row &row, Input input, std::span<const Span> spans) {
+void ShowSpans(Row &row, Input input, std::span<const Span> spans) {
     int x = 0;
     for (const Span &span : spans) {
         const int begin = std::max(span.begin, x);
@@ -100,8 +100,13 @@ void ShowSpans(const Row &row, Input input, std::span<const Span> spans) {
 }
 
 /// Shows one input inside a shape and the other outside.
-template<class Frames, class Shape>
-void ShowShape(const Frames &frames, const Shape &shape, Input inside) {
+template<class Shape>
+void ShowShape(const PlanarFrames &frames, const Shape &shape, Input inside) {
+    frames.CopyPieces([&](auto &row, int y) { ShowSpans(row, inside, shape.Spans(y)); });
+}
+
+template<class Shape>
+void ShowShape(const PackedFrames &frames, const Shape &shape, Input inside) {
     DrawRows(frames, [&](const auto &row, int y) { ShowSpans(row, inside, shape.Spans(y)); });
 }
 
