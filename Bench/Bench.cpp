@@ -209,7 +209,7 @@ void PrintTable(std::ostream &out, const std::vector<Line> &lines, const Collect
     out << "| " << size.Text() << " | ms | times a copy |\n|---|---:|---:|\n";
     for (const Line &line : lines) {
         char row[160];
-        std::snprintf(row, sizeof row, "| %s | %.3f | %.2f |\n", line.label.c_str(),
+        std::snprintf(row, sizeof row, "| %s | %.3g | %.2f |\n", line.label.c_str(),
                       times.Median(line.name), times.Median(line.name) / times.Median(line.base));
         out << row;
     }
