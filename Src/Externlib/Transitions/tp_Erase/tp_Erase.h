@@ -12,7 +12,9 @@
 /// the
 ///   host's; a function writes only into the output's planes or buffer and never into a record.
 /// - Position 0 shows the first input, position dTotal the second; positions in between draw the
-///   transition. dTotal must be positive and finite. A size below 1 draws nothing.
+///   transition. dTotal must be positive and finite. At any other length or position, NaN included,
+///   a call shows what its arithmetic gives and still touches nothing outside the frames.
+/// - Every size from 1 x 1 on is allowed; a size below 1 draws nothing.
 /// - One call at a time: the functions share a scratch record, the tables of Flash and the
 ///   process's rand(). Different processes are independent of each other.
 ///
@@ -41,14 +43,14 @@ struct YUVImage {
     std::int32_t nPitchUV; ///< bytes from one chroma row to the next, at least (nPitchY + 1) / 2
     std::int32_t nPitchV;  ///< bytes from one Cr row to the next; read by TrRoll alone
 };
-static_assert(offsetof(YUVImage, pY) == 8);
-static_assert(offsetof(YUVImage, pU) == 16);
-static_assert(offsetof(YUVImage, pV) == 24);
-static_assert(offsetof(YUVImage, nWidth) == 40);
-static_assert(offsetof(YUVImage, nHeight) == 44);
-static_assert(offsetof(YUVImage, nPitchY) == 48);
-static_assert(offsetof(YUVImage, nPitchUV) == 52);
-static_assert(offsetof(YUVImage, nPitchV) == 56);
+static_assert(offsetof(YUVImage, pY) == 8, "hosts find pY at this offset");
+static_assert(offsetof(YUVImage, pU) == 16, "hosts find pU at this offset");
+static_assert(offsetof(YUVImage, pV) == 24, "hosts find pV at this offset");
+static_assert(offsetof(YUVImage, nWidth) == 40, "hosts find nWidth at this offset");
+static_assert(offsetof(YUVImage, nHeight) == 44, "hosts find nHeight at this offset");
+static_assert(offsetof(YUVImage, nPitchY) == 48, "hosts find nPitchY at this offset");
+static_assert(offsetof(YUVImage, nPitchUV) == 52, "hosts find nPitchUV at this offset");
+static_assert(offsetof(YUVImage, nPitchV) == 56, "hosts find nPitchV at this offset");
 
 /// The host's parameter record. Two fields are read; none is written.
 struct TransParam {
@@ -57,9 +59,9 @@ struct TransParam {
     double dCurrent;          ///< position, 0 to dTotal in the same unit
     unsigned char host1[48];  ///< the host's, never read
 };
-static_assert(offsetof(TransParam, dTotal) == 416);
-static_assert(offsetof(TransParam, dCurrent) == 424);
-static_assert(sizeof(TransParam) == 480);
+static_assert(offsetof(TransParam, dTotal) == 416, "hosts find dTotal at this offset");
+static_assert(offsetof(TransParam, dCurrent) == 424, "hosts find dCurrent at this offset");
+static_assert(sizeof(TransParam) == 480, "hosts lay TransParam out in this size");
 
 /// Draws one frame of a transition in the planar layout.
 using TransFuncYUV = void (*)(YUVImage *out, const YUVImage *in1, const YUVImage *in2,
@@ -80,12 +82,12 @@ struct TransInfo {
     wchar_t szGUID[37];           ///< what hosts know the transition by; the spelling is fixed
     unsigned char reserved[2420]; ///< zero
 };
-static_assert(offsetof(TransInfo, szName) == 4);
-static_assert(offsetof(TransInfo, pfnTransYUV) == 264);
-static_assert(offsetof(TransInfo, pfnTransRGB) == 272);
-static_assert(offsetof(TransInfo, szGUID) == 280);
-static_assert(offsetof(TransInfo, reserved) == 428);
-static_assert(sizeof(TransInfo) == 2848);
+static_assert(offsetof(TransInfo, szName) == 4, "hosts find szName at this offset");
+static_assert(offsetof(TransInfo, pfnTransYUV) == 264, "hosts find pfnTransYUV at this offset");
+static_assert(offsetof(TransInfo, pfnTransRGB) == 272, "hosts find pfnTransRGB at this offset");
+static_assert(offsetof(TransInfo, szGUID) == 280, "hosts find szGUID at this offset");
+static_assert(offsetof(TransInfo, reserved) == 428, "hosts find reserved at this offset");
+static_assert(sizeof(TransInfo) == 2848, "hosts lay TransInfo out in this size");
 
 /// One cell of the moving rectangles. Centred coordinates have their origin in the middle of the
 /// frame, x to the right and y upward.
@@ -98,20 +100,20 @@ struct RectInfo {
     std::int32_t nCopyW;  ///< pixels per row left after clipping (row-copied cells only)
     std::int32_t nCopyH;  ///< rows left after clipping (row-copied cells only)
 };
-static_assert(offsetof(RectInfo, dOrgX) == 8);
-static_assert(offsetof(RectInfo, dOrgY) == 16);
-static_assert(offsetof(RectInfo, dPosX) == 24);
-static_assert(offsetof(RectInfo, dPosY) == 32);
-static_assert(offsetof(RectInfo, nCopyW) == 40);
-static_assert(offsetof(RectInfo, nCopyH) == 44);
-static_assert(sizeof(RectInfo) == 48);
+static_assert(offsetof(RectInfo, dOrgX) == 8, "hosts find dOrgX at this offset");
+static_assert(offsetof(RectInfo, dOrgY) == 16, "hosts find dOrgY at this offset");
+static_assert(offsetof(RectInfo, dPosX) == 24, "hosts find dPosX at this offset");
+static_assert(offsetof(RectInfo, dPosY) == 32, "hosts find dPosY at this offset");
+static_assert(offsetof(RectInfo, nCopyW) == 40, "hosts find nCopyW at this offset");
+static_assert(offsetof(RectInfo, nCopyH) == 44, "hosts find nCopyH at this offset");
+static_assert(sizeof(RectInfo) == 48, "hosts lay RectInfo out in this size");
 
 /// A point in single precision: x is a column, y a row in buffer order.
 struct Point2f {
     float x;
     float y;
 };
-static_assert(sizeof(Point2f) == 8);
+static_assert(sizeof(Point2f) == 8, "hosts lay Point2f out in this size");
 
 // ---------------------------------------------------------------------------------------------
 // The registry
