@@ -2,6 +2,7 @@
 // the row kernels of every instruction set against them.
 
 #include "Pixels.h"
+#include "Kernels.h"
 #include "Rows.h"
 #include "Support.h"
 
@@ -55,20 +56,8 @@ TEST(Pixels, RampRunsFromTwoToFullWeight) {
     EXPECT_EQ(RampWeight(100), 255);
 }
 
-/// The kernel tables that this machine can run.
-std::vector<const RowKernels *> RunnableKernels() {
-    std::vector<const RowKernels *> kernels = {&baseline::kRows};
-#ifdef TP_WIDE_ISAS
-    if (ChosenIsa() >= Isa::Avx2)
-        kernels.push_back(&avx2::kRows);
-    if (ChosenIsa() >= Isa::Avx512)
-        kernels.push_back(&avx512::kRows);
-#endif
-    return kernels;
-}
-
 TEST(Rows, BlendKernelsEqualTheFormulaAtEveryLength) {
-    for (const RowKernels *kernels : RunnableKernels())
+    for (const RowKernels *kernels : RunnableKernels<RowKernels>())
         for (std::size_t length = 0; length < 300; length += length < 70 ? 1 : 23) {
             GuardedBuffer a(length), b(length), weights(length), yuv(length), rgb(length);
             FillRandom(a.Bytes(), length);

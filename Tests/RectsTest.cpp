@@ -2,6 +2,7 @@
 // pixels that follow from the rules by hand.
 
 #include "CellRows.h"
+#include "Kernels.h"
 #include "Progress.h"
 #include "Support.h"
 
@@ -43,14 +44,7 @@ TEST(RectHelpers, PointInRectIncludesEdges) {
 
 TEST(CellRows, SampleReadsEveryStepAndNoMore) {
     using namespace tp;
-    std::vector<const CellRowKernels *> variants = {&baseline::kCellRows};
-#ifdef TP_WIDE_ISAS
-    if (ChosenIsa() >= Isa::Avx2)
-        variants.push_back(&avx2::kCellRows);
-    if (ChosenIsa() >= Isa::Avx512)
-        variants.push_back(&avx512::kCellRows);
-#endif
-    for (const CellRowKernels *kernels : variants)
+    for (const CellRowKernels *kernels : RunnableKernels<CellRowKernels>())
         for (std::size_t step = 0; step < 7; ++step)
             for (std::size_t count = 1; count < 300; count += count < 70 ? 1 : 19) {
                 GuardedBuffer in((count - 1) * step + 1), out(count);

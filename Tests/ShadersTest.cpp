@@ -1,6 +1,7 @@
 // The shader-style transitions: their helpers, what their worker threads may and may not change,
 // and the sizes at which those take over.
 
+#include "Kernels.h"
 #include "Progress.h"
 #include "ShaderRows.h"
 #include "Support.h"
@@ -303,7 +304,6 @@ TEST(Shaders, MissingBufferIsOpenCvsError) {
 
 /// The reference frames have no large packed CrossZoom.
 TEST(Shaders, ParallelKernelsGiveTheSameBytesOnEveryInstructionSet) {
-#ifdef TP_WIDE_ISAS
     constexpr int width = 131, height = 40;
     const Bytes from = Noise(width * height * 4, 13);
     std::vector<float> faded(from.begin(), from.end());
@@ -316,15 +316,10 @@ TEST(Shaders, ParallelKernelsGiveTheSameBytesOnEveryInstructionSet) {
                             count);
         return std::pair(draws, out);
     };
-    for (int count = 1; count <= width; count += 5) {
-        if (ChosenIsa() >= Isa::Avx2) {
-            EXPECT_EQ(draw(avx2::kShaders, count), draw(baseline::kShaders, count)) << count;
-        }
-        if (ChosenIsa() >= Isa::Avx512) {
-            EXPECT_EQ(draw(avx512::kShaders, count), draw(baseline::kShaders, count)) << count;
-        }
-    }
-#endif
+    const auto tables = RunnableKernels<ShaderKernels>();
+    for (int count = 1; count <= width; count += 5)
+        for (const ShaderKernels *kernels : tables)
+            EXPECT_EQ(draw(*kernels, count), draw(*tables.front(), count)) << count;
 }
 
 } // namespace

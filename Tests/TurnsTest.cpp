@@ -1,6 +1,7 @@
 // Turns and rolls: the kernels against the divisions that they stand for, and what the pictures
 // promise at their edges.
 
+#include "Kernels.h"
 #include "Pixels.h"
 #include "Progress.h"
 #include "Support.h"
@@ -16,18 +17,6 @@
 namespace {
 
 using namespace tp;
-
-/// The kernel tables that this machine can run.
-std::vector<const TurnKernels *> RunnableKernels() {
-    std::vector<const TurnKernels *> kernels = {&baseline::kTurnRows};
-#ifdef TP_WIDE_ISAS
-    if (ChosenIsa() >= Isa::Avx2)
-        kernels.push_back(&avx2::kTurnRows);
-    if (ChosenIsa() >= Isa::Avx512)
-        kernels.push_back(&avx512::kTurnRows);
-#endif
-    return kernels;
-}
 
 /// A row of the card is between half the frame's width, less a column, and one and a half wide.
 TEST(Turns, StretchStepsEqualTheQuotient) {
@@ -52,7 +41,7 @@ TEST(Turns, StretchKernelsShowTheQuotientsSample) {
             const int first = std::max(columns - width, 0) / 2;
             const int count = std::min(columns, width);
             GuardedBuffer one(count), two(count), alone(count), four(std::size_t(count) * 4);
-            for (const TurnKernels *kernels : RunnableKernels()) {
+            for (const TurnKernels *kernels : RunnableKernels<TurnKernels>()) {
                 const Stretch stretch = MakeStretch(width, columns);
                 kernels->stretchBytes(alone.Data(), bytes.Data(), stretch, first, count);
                 kernels->stretchTwoPlanes(one.Data(), bytes.Data(), two.Data(), others.Data(),
@@ -78,7 +67,7 @@ TEST(Turns, ChromaMeansTakeInOneSampleAfterTheOther) {
         samples[2 * i] = std::uint8_t(i);
         samples[2 * i + 1] = std::uint8_t(i * 37 >> 4);
     }
-    for (const TurnKernels *kernels : RunnableKernels()) {
+    for (const TurnKernels *kernels : RunnableKernels<TurnKernels>()) {
         for (unsigned i = 0; i < count; ++i)
             four[i] = std::uint8_t(i >> 8);
         kernels->meanOfTwo(two.data(), samples.data(), count);
@@ -99,7 +88,7 @@ TEST(Turns, ScaleTruncatesTowardItsBase) {
     std::uint8_t values[256], out[256];
     for (int v = 0; v < 256; ++v)
         values[v] = std::uint8_t(v);
-    for (const TurnKernels *kernels : RunnableKernels())
+    for (const TurnKernels *kernels : RunnableKernels<TurnKernels>())
         for (const auto &c : cases)
             for (int weight = 0; weight <= c.divisor; ++weight) {
                 const std::vector<std::int16_t> weights(256, std::int16_t(weight));
@@ -111,7 +100,7 @@ TEST(Turns, ScaleTruncatesTowardItsBase) {
 }
 
 TEST(Turns, MirrorsAndTransposesKeepToTheirRangesAtEveryLength) {
-    for (const TurnKernels *kernels : RunnableKernels())
+    for (const TurnKernels *kernels : RunnableKernels<TurnKernels>())
         for (int rows = 0; rows < 40; rows += rows < 5 ? 1 : 3)
             for (int columns = 0; columns < 40; ++columns) {
                 GuardedBuffer in(rows * columns * 4), out(rows * columns * 4), row(columns);

@@ -2,6 +2,7 @@
 // call, single pixels of the odd rules, and their row kernels at every length.
 
 #include "BlendRows.h"
+#include "Kernels.h"
 #include "Progress.h"
 #include "Rows.h"
 #include "Support.h"
@@ -250,19 +251,8 @@ TEST(LinearWipe, AsksForThePitchAndShowsTheFirstInputInThePadding) {
             ASSERT_EQ(at(row, column), 100) << row;
 }
 
-std::vector<const BlendKernels *> RunnableKernels() {
-    std::vector<const BlendKernels *> kernels = {&baseline::kBlendRows};
-#ifdef TP_WIDE_ISAS
-    if (ChosenIsa() >= Isa::Avx2)
-        kernels.push_back(&avx2::kBlendRows);
-    if (ChosenIsa() >= Isa::Avx512)
-        kernels.push_back(&avx512::kBlendRows);
-#endif
-    return kernels;
-}
-
 TEST(BlendRows, KernelsEqualTheFormulasAtEveryLength) {
-    for (const BlendKernels *kernels : RunnableKernels())
+    for (const BlendKernels *kernels : RunnableKernels<BlendKernels>())
         for (std::size_t length = 0; length < 400; length += length < 140 ? 4 : 36) {
             GuardedBuffer a(length), b(length), w(length), fine(length), sum(length), dark(length),
                 faded(length), bright(length);

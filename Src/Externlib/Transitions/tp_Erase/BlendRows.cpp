@@ -64,6 +64,11 @@ static void BrightenRow(std::uint8_t *__restrict out, const std::uint8_t *__rest
         out[i] = Brighten(in[i], gain);
 }
 
-const BlendKernels kBlendRows = {BlendFine, BlendSum, Darken, FadePixels, BrightenRow};
-
 } // namespace tp::TP_ISA
+
+using namespace tp;
+using namespace tp::TP_ISA;
+
+template<>
+const BlendKernels tp::KernelsFor<BlendKernels>::TP_ISA = {BlendFine, BlendSum, Darken, FadePixels,
+                                                           BrightenRow};

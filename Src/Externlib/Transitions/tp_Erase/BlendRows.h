@@ -50,24 +50,15 @@ struct BlendKernels {
     void (*brighten)(std::uint8_t *out, const std::uint8_t *in, std::ptrdiff_t count, Gain gain);
 };
 
-namespace baseline {
-extern const BlendKernels kBlendRows;
-}
+template<>
+const BlendKernels KernelsFor<BlendKernels>::baseline;
+template<>
+const BlendKernels KernelsFor<BlendKernels>::avx2;
+template<>
+const BlendKernels KernelsFor<BlendKernels>::avx512;
 
-#ifdef TP_WIDE_ISAS
-namespace avx2 {
-extern const BlendKernels kBlendRows;
-}
-namespace avx512 {
-extern const BlendKernels kBlendRows;
-}
 inline const BlendKernels &BlendRows() {
-    return ChooseKernels(baseline::kBlendRows, avx2::kBlendRows, avx512::kBlendRows);
+    return KernelsFor<BlendKernels>::Chosen();
 }
-#else
-inline const BlendKernels &BlendRows() {
-    return baseline::kBlendRows;
-}
-#endif
 
 } // namespace tp

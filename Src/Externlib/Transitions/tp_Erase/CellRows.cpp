@@ -25,6 +25,10 @@ static void SampleRow(std::uint8_t *__restrict out, const std::uint8_t *__restri
     }
 }
 
-const CellRowKernels kCellRows = {SampleRow};
-
 } // namespace tp::TP_ISA
+
+using namespace tp;
+using namespace tp::TP_ISA;
+
+template<>
+const CellRowKernels tp::KernelsFor<CellRowKernels>::TP_ISA = {SampleRow};

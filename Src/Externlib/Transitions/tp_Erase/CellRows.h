@@ -16,24 +16,15 @@ struct CellRowKernels {
                    std::ptrdiff_t count);
 };
 
-namespace baseline {
-extern const CellRowKernels kCellRows;
-}
+template<>
+const CellRowKernels KernelsFor<CellRowKernels>::baseline;
+template<>
+const CellRowKernels KernelsFor<CellRowKernels>::avx2;
+template<>
+const CellRowKernels KernelsFor<CellRowKernels>::avx512;
 
-#ifdef TP_WIDE_ISAS
-namespace avx2 {
-extern const CellRowKernels kCellRows;
-}
-namespace avx512 {
-extern const CellRowKernels kCellRows;
-}
 inline const CellRowKernels &CellRows() {
-    return ChooseKernels(baseline::kCellRows, avx2::kCellRows, avx512::kCellRows);
+    return KernelsFor<CellRowKernels>::Chosen();
 }
-#else
-inline const CellRowKernels &CellRows() {
-    return baseline::kCellRows;
-}
-#endif
 
 } // namespace tp

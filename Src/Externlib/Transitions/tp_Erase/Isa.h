@@ -15,13 +15,22 @@ enum class Isa { Baseline, Avx2, Avx512 };
 /// TP_ERASE_ISA (baseline, avx2 or avx512), read once, lowers it.
 Isa ChosenIsa();
 
-#ifdef TP_WIDE_ISAS
-/// The chosen one of a kernel table's variants.
+/// A family's kernel tables, one for each instruction set of the build. The family's header
+/// declares them, and its kernel file defines the one that it is compiled for.
 template<class Kernels>
-const Kernels &ChooseKernels(const Kernels &baseline, const Kernels &avx2, const Kernels &avx512) {
-    const Isa isa = ChosenIsa();
-    return isa == Isa::Avx512 ? avx512 : isa == Isa::Avx2 ? avx2 : baseline;
-}
+struct KernelsFor {
+    static const Kernels baseline;
+    static const Kernels avx2;
+    static const Kernels avx512;
+
+    static const Kernels &Chosen() {
+#ifdef TP_WIDE_ISAS
+        const Isa isa = ChosenIsa();
+        return isa == Isa::Avx512 ? avx512 : isa == Isa::Avx2 ? avx2 : baseline;
+#else
+        return baseline;
 #endif
+    }
+};
 
 } // namespace tp

@@ -58,6 +58,10 @@ static void BlendRgbRow(std::uint8_t *__restrict out, const std::uint8_t *__rest
         out[i] = BlendRgb(a[i], b[i], weights[i]);
 }
 
-const RowKernels kRows = {BlendYuvRow, BlendRgbRow};
-
 } // namespace tp::TP_ISA
+
+using namespace tp;
+using namespace tp::TP_ISA;
+
+template<>
+const RowKernels tp::KernelsFor<RowKernels>::TP_ISA = {BlendYuvRow, BlendRgbRow};

@@ -68,24 +68,15 @@ struct RowKernels {
                      const std::uint8_t *weights, std::ptrdiff_t count);
 };
 
-namespace baseline {
-extern const RowKernels kRows;
-}
+template<>
+const RowKernels KernelsFor<RowKernels>::baseline;
+template<>
+const RowKernels KernelsFor<RowKernels>::avx2;
+template<>
+const RowKernels KernelsFor<RowKernels>::avx512;
 
-#ifdef TP_WIDE_ISAS
-namespace avx2 {
-extern const RowKernels kRows;
-}
-namespace avx512 {
-extern const RowKernels kRows;
-}
 inline const RowKernels &Rows() {
-    return ChooseKernels(baseline::kRows, avx2::kRows, avx512::kRows);
+    return KernelsFor<RowKernels>::Chosen();
 }
-#else
-inline const RowKernels &Rows() {
-    return baseline::kRows;
-}
-#endif
 
 } // namespace tp

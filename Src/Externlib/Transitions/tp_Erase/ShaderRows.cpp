@@ -189,8 +189,12 @@ static void HashDraws(std::int32_t *draws, std::uint32_t index, std::uint32_t se
     }
 }
 
-const ShaderKernels kShaders = {SqueezedRows,  Offsets,      GatherPixels, GatherBytes,
-                                AddShare,      CrossFadeRow, BlurPlanes,   BlurPixels<6>,
-                                BlurPixels<5>, ReduceDraws,  HashDraws};
-
 } // namespace tp::TP_ISA
+
+using namespace tp;
+using namespace tp::TP_ISA;
+
+template<>
+const ShaderKernels tp::KernelsFor<ShaderKernels>::TP_ISA = {
+    SqueezedRows, Offsets,       GatherPixels,  GatherBytes, AddShare, CrossFadeRow,
+    BlurPlanes,   BlurPixels<6>, BlurPixels<5>, ReduceDraws, HashDraws};

@@ -91,24 +91,15 @@ struct ShaderKernels {
                       std::ptrdiff_t count);
 };
 
-namespace baseline {
-extern const ShaderKernels kShaders;
-}
+template<>
+const ShaderKernels KernelsFor<ShaderKernels>::baseline;
+template<>
+const ShaderKernels KernelsFor<ShaderKernels>::avx2;
+template<>
+const ShaderKernels KernelsFor<ShaderKernels>::avx512;
 
-#ifdef TP_WIDE_ISAS
-namespace avx2 {
-extern const ShaderKernels kShaders;
-}
-namespace avx512 {
-extern const ShaderKernels kShaders;
-}
 inline const ShaderKernels &Shaders() {
-    return ChooseKernels(baseline::kShaders, avx2::kShaders, avx512::kShaders);
+    return KernelsFor<ShaderKernels>::Chosen();
 }
-#else
-inline const ShaderKernels &Shaders() {
-    return baseline::kShaders;
-}
-#endif
 
 } // namespace tp

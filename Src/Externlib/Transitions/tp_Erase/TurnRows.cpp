@@ -348,8 +348,12 @@ static void TransposePixels(std::uint8_t *out, std::ptrdiff_t outPitch, const st
     Transpose<Words4, 4>(out, outPitch, in, inPitch, rows, columns);
 }
 
-const TurnKernels kTurnRows = {
+} // namespace tp::TP_ISA
+
+using namespace tp;
+using namespace tp::TP_ISA;
+
+template<>
+const TurnKernels tp::KernelsFor<TurnKernels>::TP_ISA = {
     StretchBytes, StretchTwoPlanes, StretchPixels,  MeanOfTwo,      MeanOfFour, Shine, Mirror,
     Scale,        CopyFourth,       TransposeBytes, TransposePixels};
-
-} // namespace tp::TP_ISA

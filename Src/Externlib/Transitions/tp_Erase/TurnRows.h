@@ -81,24 +81,15 @@ struct TurnKernels {
                             std::ptrdiff_t inPitch, std::ptrdiff_t rows, std::ptrdiff_t columns);
 };
 
-namespace baseline {
-extern const TurnKernels kTurnRows;
-}
+template<>
+const TurnKernels KernelsFor<TurnKernels>::baseline;
+template<>
+const TurnKernels KernelsFor<TurnKernels>::avx2;
+template<>
+const TurnKernels KernelsFor<TurnKernels>::avx512;
 
-#ifdef TP_WIDE_ISAS
-namespace avx2 {
-extern const TurnKernels kTurnRows;
-}
-namespace avx512 {
-extern const TurnKernels kTurnRows;
-}
 inline const TurnKernels &TurnRows() {
-    return ChooseKernels(baseline::kTurnRows, avx2::kTurnRows, avx512::kTurnRows);
+    return KernelsFor<TurnKernels>::Chosen();
 }
-#else
-inline const TurnKernels &TurnRows() {
-    return baseline::kTurnRows;
-}
-#endif
 
 } // namespace tp
