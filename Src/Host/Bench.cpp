@@ -1,10 +1,7 @@
+#include "Measure.h"
 #include "Program.h"
 
-#include <algorithm>
-#include <chrono>
 #include <cstdio>
-#include <functional>
-#include <limits>
 #include <memory>
 
 namespace host {
@@ -15,122 +12,64 @@ struct Options {
     std::vector<std::string> names;
     std::string size = "1920x1080";
     std::string path = "both";
-    double seconds = 0.2;
+    double seconds = 0.5;
+    std::size_t mebibytes = 192;
 };
 
-constexpr int kPositions = 20;
-
-/// Milliseconds that one call takes on average over kPositions even positions inside the
-/// transition: the best of as many passes as the time allows, at least one after the first, which
-/// only warms up.
-double Measure(double seconds, const std::function<void(const TransParam &)> &draw) {
-    using Clock = std::chrono::steady_clock;
-    const auto pass = [&] {
-        const Clock::time_point start = Clock::now();
-        for (int i = 0; i < kPositions; ++i) {
-            TransParam param = {};
-            param.dTotal = 1;
-            param.dCurrent = (i + 0.5) / kPositions;
-            draw(param);
-        }
-        return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
-    };
-    pass();
-    double best = std::numeric_limits<double>::infinity(), spent = 0;
-    do {
-        const double time = pass();
-        best = std::min(best, time);
-        spent += time;
-    } while (spent < seconds * 1000);
-    return best / kPositions;
-}
-
-/// Noise of every value: no transition is faster or slower for what a picture shows.
-void Fill(std::uint8_t *bytes, std::size_t count) {
-    std::uint32_t state = 1;
-    for (std::size_t i = 0; i < count; ++i) {
-        state = state * 1664525u + 1013904223u;
-        bytes[i] = std::uint8_t(state >> 24);
+/// The functions of the chosen transitions by the chosen paths. A transition that the user named
+/// must have the path.
+std::vector<hostkit::Function> ChooseFunctions(const hostkit::Plugin &plugin,
+                                               const Options &options) {
+    std::vector<hostkit::Function> functions;
+    for (const hostkit::Transition *t : ChooseTransitions(plugin, options.names)) {
+        if (options.path != "both" && !options.names.empty())
+            RequirePath(*t, options.path == "yuv" ? Path::Yuv : Path::Rgb);
+        if (options.path != "rgb" && t->yuv)
+            functions.push_back({t, true});
+        if (options.path != "yuv" && t->rgb)
+            functions.push_back({t, false});
     }
+    return functions;
 }
 
-void Fill(hostkit::PlanarFrame &frame) {
-    Fill(frame.Plane(0), frame.Size());
+/// Three digits in the unit that shows them.
+std::string TimeText(double nanoseconds) {
+    double value = nanoseconds;
+    const char *unit = "ns";
+    for (const char *larger : {"us", "ms", "s"})
+        if (value >= 999.5) {
+            value /= 1000;
+            unit = larger;
+        }
+    char text[32];
+    std::snprintf(text, sizeof text, "%#.3g", value);
+    std::string digits = text;
+    if (digits.back() == '.')
+        digits.pop_back();
+    return digits + " " + unit;
 }
 
-void Fill(hostkit::PackedFrame &frame) {
-    Fill(frame.Bits(), frame.Size());
-}
-
-double MeasureYUV(const hostkit::Transition &transition, Size size, double seconds) {
-    const hostkit::Chroma chroma = hostkit::PlanarChroma(transition);
-    hostkit::PlanarFrame frames[3];
-    for (hostkit::PlanarFrame &frame : frames)
-        Fill(frame = hostkit::PlanarFrame(size.width, size.height, chroma));
-    return Measure(seconds, [&](const TransParam &param) {
-        transition.yuv(frames[0].Image(), frames[1].Image(), frames[2].Image(), &param);
-    });
-}
-
-double MeasureRGB(const hostkit::Transition &transition, Size size, double seconds) {
-    hostkit::PackedFrame frames[3];
-    for (hostkit::PackedFrame &frame : frames)
-        Fill(frame = hostkit::PackedFrame(size.width, size.height));
-    return Measure(seconds, [&](const TransParam &param) {
-        transition.rgb(frames[0].Handle(), frames[1].Handle(), frames[2].Handle(), &param);
-    });
-}
-
-/// What both paths are compared with: a plain copy of the frame's bytes.
-double MeasureCopy(std::size_t bytes, double seconds) {
-    std::vector<std::uint8_t> from(bytes, 1), to(bytes, 2);
-    return Measure(seconds, [&](const TransParam &) {
-        std::copy(from.begin(), from.end(), to.begin());
-        // Keeps the compiler from dropping copies that nobody reads.
-        asm volatile("" : : "r"(to.data()) : "memory");
-    });
-}
-
-struct Column {
-    bool wanted;
-    double copy; ///< milliseconds of a whole-frame copy
-};
-
-void PrintCells(const Column &column, double time) {
-    if (column.wanted && time > 0)
-        std::printf(" %10.3f %6.1f", time, time / column.copy);
-    else if (column.wanted)
-        std::printf(" %10s %6s", "-", "-");
+void PrintCost(const hostkit::Function &function, const hostkit::Cost &cost) {
+    std::printf("%-16s %-4s %7.2f %10s %10s", function.transition->name.c_str(),
+                function.planar ? "yuv" : "rgb", cost.InCopies(), TimeText(cost.draw).c_str(),
+                TimeText(cost.copy).c_str());
+    if (cost.randomNumbers)
+        std::printf("   %.2f times its %lld calls of rand()", cost.InRandomNumbers(),
+                    static_cast<long long>(cost.randomNumbers));
+    std::printf("\n");
+    std::fflush(stdout);
 }
 
 void Run(const Program &program, const Options &options) {
     const hostkit::Plugin plugin(program.pluginFile);
     const Size size = ParseSize(options.size);
-    const std::vector<const hostkit::Transition *> chosen =
-        ChooseTransitions(plugin, options.names);
-    Column yuv{options.path != "rgb", 0}, rgb{options.path != "yuv", 0};
-    if (yuv.wanted)
-        yuv.copy =
-            MeasureCopy(hostkit::PlanarFrame(size.width, size.height).Size(), options.seconds);
-    if (rgb.wanted)
-        rgb.copy =
-            MeasureCopy(hostkit::PackedFrame(size.width, size.height).Size(), options.seconds);
-    std::printf("Milliseconds per frame of %dx%d pixels, and as multiples of a plain copy\n\n%-16s",
-                size.width, size.height, "");
-    for (const char *path : {"yuv", "rgb"})
-        if (options.path == "both" || options.path == path)
-            std::printf(" %7s ms %6s", path, "copies");
-    std::printf("\n%-16s", "(plain copy)");
-    PrintCells(yuv, yuv.copy);
-    PrintCells(rgb, rgb.copy);
-    std::printf("\n");
-    for (const hostkit::Transition *t : chosen) {
-        std::printf("%-16s", t->name.c_str());
-        std::fflush(stdout);
-        PrintCells(yuv, yuv.wanted && t->yuv ? MeasureYUV(*t, size, options.seconds) : 0);
-        PrintCells(rgb, rgb.wanted && t->rgb ? MeasureRGB(*t, size, options.seconds) : 0);
-        std::printf("\n");
-    }
+    const std::vector<hostkit::Function> functions = ChooseFunctions(plugin, options);
+    std::printf("A frame of %dx%d pixels drawn and read once, beside one copied and read once\n\n"
+                "%-16s %-4s %7s %10s %10s\n",
+                size.width, size.height, "Transition", "Path", "Ratio", "Drawn", "Copied");
+    std::fflush(stdout);
+    hostkit::Measure(functions, {size.width, size.height, options.seconds, options.mebibytes << 20},
+                     PrintCost);
 }
 
 } // namespace
@@ -148,6 +87,12 @@ void AddBench(CLI::App &app, Program &program) {
         ->capture_default_str();
     command->add_option("--seconds", options->seconds, "Time to spend on each function")
         ->check(CLI::Range(0.0, 3600.0))
+        ->capture_default_str();
+    command
+        ->add_option("--memory", options->mebibytes,
+                     "Memory that the frames rotate through, in MiB; little keeps them in caches")
+        ->type_name("MIB")
+        ->check(CLI::Range(1, 1 << 16))
         ->capture_default_str();
     command->callback([&program, options] { Run(program, *options); });
 }

@@ -1,0 +1,357 @@
+#include "Measure.h"
+
+#include "Draw.h"
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <sstream>
+#include <stdexcept>
+#include <sys/wait.h>
+#include <type_traits>
+#include <unistd.h>
+
+namespace hostkit {
+
+namespace {
+
+constexpr double kPositions[] = {0.15, 0.35, 0.5, 0.65, 0.85};
+/// Small frames need no more sets than this, whatever memory they take.
+constexpr std::size_t kMostSets = 64;
+/// Between two readings of the clock, which cost some 50 nanoseconds.
+constexpr double kBatchNanoseconds = 20000;
+constexpr std::size_t kFewestRounds = 3;
+
+// ---------------------------------------------------------------------------------------------
+// Frames of one layout
+// ---------------------------------------------------------------------------------------------
+
+/// A frame of either layout as its bytes and as what the plug-in is given.
+struct Frame {
+    PlanarFrame planar;
+    PackedFrame packed;
+    std::uint8_t *bytes = nullptr;
+    std::size_t size = 0;
+};
+
+struct FrameSet {
+    Frame out, in1, in2;
+};
+
+struct Layout {
+    bool planar;
+    Chroma chroma; ///< of planar frames
+    int width;
+    int height;
+    bool operator<(const Layout &other) const {
+        return std::pair(planar, chroma) < std::pair(other.planar, other.chroma);
+    }
+};
+
+Layout LayoutOf(const Function &function, int width, int height) {
+    return {function.planar, function.planar ? PlanarChroma(*function.transition) : Chroma::Half,
+            width, height};
+}
+
+/// Noise: no transition may gain from what a picture shows.
+Frame MakeFrame(const Layout &layout, std::uint64_t seed) {
+    Frame frame;
+    if (layout.planar) {
+        frame.planar = PlanarFrame(layout.width, layout.height, layout.chroma);
+        frame.bytes = frame.planar.Plane(0);
+        frame.size = frame.planar.Size();
+    } else {
+        frame.packed = PackedFrame(layout.width, layout.height);
+        frame.bytes = frame.packed.Bits();
+        frame.size = frame.packed.Size();
+    }
+    for (std::size_t i = 0; i < frame.size; ++i) {
+        seed = seed * 6364136223846793005U + 1442695040888963407U;
+        frame.bytes[i] = std::uint8_t(seed >> 56);
+    }
+    return frame;
+}
+
+FrameSet MakeSet(const Layout &layout) {
+    return {MakeFrame(layout, 1), MakeFrame(layout, 2), MakeFrame(layout, 3)};
+}
+
+/// Draws and copies have frames of their own, so that neither leaves the other's in another state
+/// of the caches.
+struct Frames {
+    std::vector<FrameSet> drawn;
+    std::vector<FrameSet> copied; ///< without second inputs
+};
+
+Frames MakeFrames(const Layout &layout, std::size_t workingSet) {
+    Frames frames;
+    frames.drawn.push_back(MakeSet(layout));
+    const std::size_t size = frames.drawn.front().out.size;
+    const auto count = [&](std::size_t members) {
+        return std::clamp<std::size_t>(workingSet / (members * size) + 1, 2, kMostSets);
+    };
+    while (frames.drawn.size() < count(3))
+        frames.drawn.push_back(MakeSet(layout));
+    while (frames.copied.size() < count(2))
+        frames.copied.push_back({MakeFrame(layout, 1), MakeFrame(layout, 2), {}});
+    return frames;
+}
+
+// ---------------------------------------------------------------------------------------------
+// What is measured
+// ---------------------------------------------------------------------------------------------
+
+void Draw(const Function &function, FrameSet &set, double position) {
+    TransParam param = {};
+    param.dTotal = 1;
+    param.dCurrent = position;
+    if (function.planar)
+        function.transition->yuv(set.out.planar.Image(), set.in1.planar.Image(),
+                                 set.in2.planar.Image(), &param);
+    else
+        function.transition->rgb(set.out.packed.Handle(), set.in1.packed.Handle(),
+                                 set.in2.packed.Handle(), &param);
+}
+
+/// Reads every byte: a sum of eight-byte words, which compilers vectorise.
+void Read(const Frame &frame) {
+    std::uint64_t sum = 0;
+    std::size_t i = 0;
+    for (; i + sizeof sum <= frame.size; i += sizeof sum) {
+        std::uint64_t word;
+        std::memcpy(&word, frame.bytes + i, sizeof word);
+        sum += word;
+    }
+    for (; i < frame.size; ++i)
+        sum += frame.bytes[i];
+    asm volatile("" : : "r"(sum) : "memory"); // keeps the sum
+}
+
+void Copy(FrameSet &set) {
+    std::memcpy(set.out.bytes, set.in1.bytes, set.out.size);
+    asm volatile("" : : "r"(set.out.bytes) : "memory"); // keeps the copy
+}
+
+void DrawNumbers(std::int64_t count) {
+    for (std::int64_t i = 0; i < count; ++i) {
+        int number = std::rand();
+        asm volatile("" : "+r"(number));
+    }
+}
+
+/// How often a draw calls rand(): the place in the sequence at which it leaves the generator. What
+/// takes fewer numbers than pixels is not bound by them and counts as 0.
+std::int64_t CountRandomNumbers(const Function &function, FrameSet &set, const Layout &layout) {
+    const std::int64_t pixels = std::int64_t(layout.width) * layout.height;
+    const auto next = [] { return std::array<int, 3>{std::rand(), std::rand(), std::rand()}; };
+    std::srand(1);
+    Draw(function, set, 0.5);
+    const std::array<int, 3> after = next();
+    std::srand(1);
+    std::array<int, 3> window = next();
+    for (std::int64_t count = 0; count <= 8 * pixels; ++count) {
+        if (window == after)
+            return count < pixels ? 0 : count;
+        window = {window[1], window[2], std::rand()};
+    }
+    return 0;
+}
+
+// ---------------------------------------------------------------------------------------------
+// The check
+// ---------------------------------------------------------------------------------------------
+
+std::uint64_t Hash(const Frame &frame) {
+    std::uint64_t hash = 0xcbf29ce484222325U;
+    for (std::size_t i = 0; i < frame.size; ++i)
+        hash = (hash ^ frame.bytes[i]) * 0x100000001b3U;
+    return hash;
+}
+
+/// The frame that a function draws over noise, the same in every process.
+std::uint64_t DrawnHash(const Function &function, FrameSet &set, const Frame &noise,
+                        double position) {
+    std::memcpy(set.out.bytes, noise.bytes, noise.size);
+    std::srand(1);
+    Draw(function, set, position);
+    return Hash(set.out);
+}
+
+std::vector<std::uint64_t> DrawnHashes(const std::vector<Function> &functions, int width,
+                                       int height) {
+    std::vector<std::uint64_t> hashes;
+    for (const Function &function : functions) {
+        const Layout layout = LayoutOf(function, width, height);
+        FrameSet set = MakeSet(layout);
+        const Frame noise = MakeFrame(layout, 1);
+        for (const double position : kPositions)
+            hashes.push_back(DrawnHash(function, set, noise, position));
+    }
+    return hashes;
+}
+
+void Check(const Function &function, FrameSet &set, const Layout &layout,
+           const std::uint64_t *expected) {
+    const Frame noise = MakeFrame(layout, 1);
+    for (const double position : kPositions)
+        if (DrawnHash(function, set, noise, position) != *expected++) {
+            std::ostringstream text;
+            text << function.transition->name << (function.planar ? " YUV" : " RGB") << " at "
+                 << position << " of " << layout.width << "x" << layout.height
+                 << ": the frame differs from the one that the baseline kernels draw";
+            throw std::runtime_error(text.str());
+        }
+}
+
+// ---------------------------------------------------------------------------------------------
+// Other processes
+// ---------------------------------------------------------------------------------------------
+
+constexpr char kDone = 'd', kFailed = 'f';
+
+void WriteAll(int file, const void *bytes, std::size_t size) {
+    const char *from = static_cast<const char *>(bytes);
+    for (ssize_t written; size > 0; from += written, size -= std::size_t(written))
+        if ((written = write(file, from, size)) <= 0)
+            _exit(1);
+}
+
+std::string ReadAll(int file) {
+    std::string all;
+    char buffer[4096];
+    for (ssize_t size; (size = read(file, buffer, sizeof buffer)) > 0;)
+        all.append(buffer, std::size_t(size));
+    return all;
+}
+
+/// The child's side: what work returns, or the message of what it throws.
+template<class Value>
+[[noreturn]] void Answer(int file, const char *isa,
+                         const std::function<std::vector<Value>()> &work) {
+    if (isa)
+        setenv("TP_ERASE_ISA", isa, 1);
+    try {
+        const std::vector<Value> values = work();
+        WriteAll(file, &kDone, 1);
+        WriteAll(file, values.data(), values.size() * sizeof(Value));
+    } catch (const std::exception &error) {
+        WriteAll(file, &kFailed, 1);
+        WriteAll(file, error.what(), std::strlen(error.what()));
+    }
+    _exit(0);
+}
+
+/// What work returns in a forked process, in which the plug-in picks these kernels: it does so when
+/// it first draws.
+template<class Value>
+std::vector<Value> Apart(const char *isa, const std::function<std::vector<Value>()> &work) {
+    static_assert(std::is_trivially_copyable_v<Value>);
+    int ends[2];
+    if (pipe(ends) != 0)
+        throw std::runtime_error("cannot open a pipe");
+    const pid_t child = fork();
+    if (child == 0) {
+        close(ends[0]);
+        Answer(ends[1], isa, work);
+    }
+    close(ends[1]);
+    const std::string answer = ReadAll(ends[0]);
+    close(ends[0]);
+    int status = 0;
+    if (child < 0 || waitpid(child, &status, 0) < 0 || status != 0 || answer.empty())
+        throw std::runtime_error(std::string("the process that draws with the ") +
+                                 (isa ? isa : "chosen") + " kernels did not end well");
+    if (answer[0] == kFailed)
+        throw std::runtime_error(answer.substr(1));
+    std::vector<Value> values((answer.size() - 1) / sizeof(Value));
+    std::memcpy(values.data(), answer.data() + 1, values.size() * sizeof(Value));
+    return values;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Times
+// ---------------------------------------------------------------------------------------------
+
+/// Nanoseconds of one call, the mean of as many.
+template<class Work>
+double Time(int calls, const Work &work) {
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point start = Clock::now();
+    for (int i = 0; i < calls; ++i)
+        work();
+    return std::chrono::duration<double, std::nano>(Clock::now() - start).count() / calls;
+}
+
+int BatchFor(double nanoseconds) {
+    return int(std::clamp(kBatchNanoseconds / nanoseconds, 1.0, 1000.0));
+}
+
+double Median(std::vector<double> times) {
+    std::nth_element(times.begin(), times.begin() + times.size() / 2, times.end());
+    return times[times.size() / 2];
+}
+
+Cost MeasureOne(const Function &function, Frames &frames, std::int64_t randomNumbers,
+                double seconds) {
+    std::size_t drawnSet = 0, copiedSet = 0;
+    const auto copy = [&] {
+        FrameSet &set = frames.copied[copiedSet = (copiedSet + 1) % frames.copied.size()];
+        Copy(set);
+        Read(set.out);
+    };
+    const auto draw = [&](double position) {
+        FrameSet &set = frames.drawn[drawnSet = (drawnSet + 1) % frames.drawn.size()];
+        Draw(function, set, position);
+        Read(set.out);
+    };
+    const auto drawMiddle = [&] { draw(0.5); };
+    Time(1, copy), Time(1, drawMiddle); // warms up
+    const int copies = BatchFor(Time(10, copy)), draws = BatchFor(Time(3, drawMiddle));
+    std::vector<double> drawTimes[std::size(kPositions)], copyTimes, randomTimes;
+    double spent = 0;
+    while (spent < seconds * 1e9 || copyTimes.size() < kFewestRounds * std::size(kPositions)) {
+        for (std::size_t i = 0; i < std::size(kPositions); ++i) {
+            drawTimes[i].push_back(Time(draws, [&] { draw(kPositions[i]); }));
+            copyTimes.push_back(Time(copies, copy));
+            spent += drawTimes[i].back() * draws + copyTimes.back() * copies;
+        }
+        randomTimes.push_back(Time(1, [&] { DrawNumbers(randomNumbers); }));
+    }
+    double drawn = 0;
+    for (const std::vector<double> &times : drawTimes)
+        drawn += Median(times) / std::size(kPositions);
+    return {drawn, Median(copyTimes), randomNumbers, Median(randomTimes)};
+}
+
+} // namespace
+
+void Measure(const std::vector<Function> &functions, const MeasureSettings &settings,
+             const std::function<void(const Function &, const Cost &)> &done) {
+    const std::vector<std::uint64_t> expected = Apart<std::uint64_t>(
+        "baseline", [&] { return DrawnHashes(functions, settings.width, settings.height); });
+    std::map<Layout, Frames> frames;
+    for (std::size_t i = 0; i < functions.size(); ++i) {
+        const Layout layout = LayoutOf(functions[i], settings.width, settings.height);
+        if (!frames.contains(layout))
+            frames[layout] = MakeFrames(layout, settings.workingSet);
+        FrameSet &first = frames[layout].drawn.front();
+        Check(functions[i], first, layout, &expected[i * std::size(kPositions)]);
+        const std::int64_t numbers = CountRandomNumbers(functions[i], first, layout);
+        done(functions[i], MeasureOne(functions[i], frames[layout], numbers, settings.seconds));
+    }
+}
+
+std::vector<Cost> MeasureApart(const char *isa, const std::vector<Function> &functions,
+                               const MeasureSettings &settings) {
+    return Apart<Cost>(isa, [&] {
+        std::vector<Cost> costs;
+        Measure(functions, settings,
+                [&](const Function &, const Cost &cost) { costs.push_back(cost); });
+        return costs;
+    });
+}
+
+} // namespace hostkit
