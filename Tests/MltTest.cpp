@@ -16,10 +16,10 @@
 
 namespace {
 
+using hostkit::Frame;
 using hostkit::Moment;
 using hostkit::Motion;
-using hostkit::PackedFrame;
-using hostkit::PlanarFrame;
+using hostkit::Path;
 using hostkit::Transition;
 
 constexpr int kFrames = 5;
@@ -143,33 +143,25 @@ std::string Written(const Form &form, const std::string &picture) {
     return written;
 }
 
-template<class Frame, class Read, class Draw, class Write>
-std::string DrawnBy(const Form &form, const std::uint8_t *a, const std::uint8_t *b, Read read,
-                    Draw draw, Write write) {
-    Frame out(form.width, form.height), in1(form.width, form.height), in2(form.width, form.height);
-    read(a, in1);
-    read(b, in2);
-    draw(out, in1, in2);
-    std::string picture(form.FrameSize(), '\0');
-    write(out, reinterpret_cast<std::uint8_t *>(picture.data()));
-    return picture;
-}
-
 /// One frame of a mix by a direct call.
 std::string Drawn(const Form &form, const Transition &transition, const Motion &motion,
-                  const Moment &moment, const std::uint8_t *a, const std::uint8_t *b) {
-    const auto drawRGB = [&](auto &out, auto &in1, auto &in2) {
-        hostkit::DrawRGB(transition, motion, moment, out, in1, in2);
-        hostkit::RestoreOpacity(out, in1, in2);
+                  const Moment &moment, std::uint8_t *a, std::uint8_t *b) {
+    const int width = form.width, height = form.height;
+    std::string picture(form.FrameSize(), '\0');
+    auto *bytes = reinterpret_cast<std::uint8_t *>(picture.data());
+    if (form.IsRgba() && !form.IsPacked()) {
+        Frame out(Path::Yuv, width, height);
+        Draw(transition, motion, moment, out, mlt::ConvertRgba(width, height, a),
+             mlt::ConvertRgba(width, height, b));
+        mlt::ConvertToRgba(out, bytes);
+        return picture;
+    }
+    const auto view = [&](std::uint8_t *image) {
+        return mlt::View(form.IsPacked() ? Path::Rgb : Path::Yuv, width, height, image);
     };
-    const auto drawYUV = [&](auto &out, auto &in1, auto &in2) {
-        hostkit::DrawYUV(transition, motion, moment, out, in1, in2);
-    };
-    if (form.IsPacked())
-        return DrawnBy<PackedFrame>(form, a, b, mlt::ReadRgba, drawRGB, mlt::WriteRgba);
-    if (form.IsRgba())
-        return DrawnBy<PlanarFrame>(form, a, b, mlt::ConvertRgba, drawYUV, mlt::ConvertToRgba);
-    return DrawnBy<PlanarFrame>(form, a, b, mlt::ReadYuv420, drawYUV, mlt::WriteYuv420);
+    Frame out = view(bytes);
+    Draw(transition, motion, moment, out, view(a), view(b));
+    return picture;
 }
 
 struct Mix {
@@ -187,9 +179,9 @@ void ExpectDirectCalls(const Form &form, const std::vector<Mix> &mixes) {
         timeline += clips.Name(0) + " " + clips.Name(1) + " -mix " + std::to_string(kFrames) +
                     " -mixer " + mlt::ServiceName(*mix.transition) + " " + mix.properties + " ";
         for (int i = 0; i < kFrames; ++i)
-            expected +=
-                Written(form, Drawn(form, *mix.transition, mix.motion, {kFrames - 1, double(i), i},
-                                    clips.Frame(0, i), clips.Frame(1, i)));
+            expected += Written(form, Drawn(form, *mix.transition, mix.motion,
+                                            hostkit::MomentOf(i, kFrames), clips.Frame(0, i),
+                                            clips.Frame(1, i)));
     }
     const std::string mixed = clips.Render(timeline, "real_time=-1");
     ASSERT_EQ(mixed.size(), expected.size());
@@ -210,8 +202,8 @@ TEST_P(EveryService, DrawsWhatADirectCallDraws) {
     std::vector<Mix> mixes;
     for (const Transition &transition : TestedPlugin().Transitions())
         if (form.IsPacked() ? transition.rgb != nullptr : transition.yuv != nullptr) {
-            // Those exported by name only draw planar unless asked.
-            const bool mustAsk = form.IsPacked() && !transition.IsRegistered();
+            // Those whose packed form is squeezed draw planar unless asked.
+            const bool mustAsk = form.IsPacked() && transition.info.countsBytes;
             const std::string path = mustAsk ? "rgb" : form.path;
             mixes.push_back({&transition, path.empty() ? "" : "path=" + path});
         }
@@ -265,7 +257,7 @@ TEST(Mlt, GoesFromTheClipThatEnds) {
         const std::size_t luma = std::size_t(form.width) * form.height;
         for (int i = 0; i < 3; ++i)
             EXPECT_TRUE(mixed.compare((i + 2) * form.FrameSize(), luma,
-                                      Drawn(form, wipe, {}, {2, double(i), i},
+                                      Drawn(form, wipe, {}, hostkit::MomentOf(i, 3),
                                             clips.Frame(1, i + 2), clips.Frame(0, i)),
                                       0, luma) == 0)
                 << "reverse " << reverse << " frame " << i;

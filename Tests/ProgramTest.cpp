@@ -18,8 +18,8 @@
 namespace {
 
 namespace fs = std::filesystem;
-using hostkit::PackedFrame;
-using hostkit::PlanarFrame;
+using hostkit::Frame;
+using hostkit::Path;
 
 using Pictures = std::vector<std::string>; ///< the bytes of each frame
 
@@ -102,9 +102,9 @@ protected:
     const Pictures a = Noise(12, 100), b = Noise(10, 200);
 };
 
-PlanarFrame Planar(const std::string &bytes) {
-    PlanarFrame frame(kWidth, kHeight);
-    std::copy(bytes.begin(), bytes.end(), frame.Plane(0));
+Frame Planar(const std::string &bytes) {
+    Frame frame(Path::Yuv, kWidth, kHeight);
+    std::copy(bytes.begin(), bytes.end(), frame.Bytes().begin());
     return frame;
 }
 
@@ -114,11 +114,11 @@ Pictures Expected(const Pictures &a, const Pictures &b, int overlap, const std::
                   const hostkit::Motion &motion) {
     Pictures result(a.begin(), a.end() - overlap);
     for (int i = 0; i < overlap; ++i) {
-        PlanarFrame out(kWidth, kHeight);
+        Frame out(Path::Yuv, kWidth, kHeight);
         const double position = overlap > 1 ? double(i) / (overlap - 1) : 0.5;
-        hostkit::DrawYUV(*TestedPlugin().Find(name), motion, {1, position, i}, out,
-                         Planar(a[a.size() - overlap + i]), Planar(b[i]));
-        result.emplace_back(reinterpret_cast<char *>(out.Plane(0)), out.Size());
+        Draw(*TestedPlugin().Find(name), motion, {position, i}, out,
+             Planar(a[a.size() - overlap + i]), Planar(b[i]));
+        result.emplace_back(out.Bytes().begin(), out.Bytes().end());
     }
     result.insert(result.end(), b.begin() + overlap, b.end());
     return result;
@@ -177,9 +177,9 @@ TEST_F(Program, PackedPicturesEqualDirectCallsAndKeepTransparency) {
                   "");
     }
     const auto packed = [](const std::string &picture) {
-        PackedFrame frame(kWidth, kHeight);
+        Frame frame(Path::Rgb, kWidth, kHeight);
         for (int y = 0; y < kHeight; ++y)
-            std::copy_n(picture.data() + y * kWidth * 4, kWidth * 4, frame.Row(y));
+            std::copy_n(picture.data() + y * kWidth * 4, kWidth * 4, frame.Row(0, y));
         return frame;
     };
     for (const char *output : {"o-%04d.png", "o.mov --codec qtrle"}) {
@@ -195,13 +195,11 @@ TEST_F(Program, PackedPicturesEqualDirectCallsAndKeepTransparency) {
         const std::string drawn = Read(file("o.raw"));
         ASSERT_EQ(drawn.size(), std::size_t(kFrames * kWidth * kHeight * 4)) << output;
         for (int i = 0; i < kFrames; ++i) {
-            PackedFrame out(kWidth, kHeight);
-            const PackedFrame in1 = packed(inputs[0][i]), in2 = packed(inputs[1][i]);
-            hostkit::DrawRGB(*TestedPlugin().Find("Roll"), {}, {1, i / (kFrames - 1.0), i}, out,
-                             in1, in2);
-            hostkit::RestoreOpacity(out, in1, in2);
+            Frame out(Path::Rgb, kWidth, kHeight);
+            Draw(*TestedPlugin().Find("Roll"), {}, {i / (kFrames - 1.0), i}, out,
+                 packed(inputs[0][i]), packed(inputs[1][i]));
             for (int y = 0; y < kHeight; ++y)
-                ASSERT_EQ(std::memcmp(drawn.data() + (i * kHeight + y) * kWidth * 4, out.Row(y),
+                ASSERT_EQ(std::memcmp(drawn.data() + (i * kHeight + y) * kWidth * 4, out.Row(0, y),
                                       kWidth * 4),
                           0)
                     << output << ", frame " << i << ", row " << y;

@@ -49,7 +49,7 @@ TEST(Info, DescribesExactlyTheTransitionsOfThePlugin) {
 }
 
 PlanarCall CallFor(const Transition &transition, std::uint64_t seed) {
-    const bool full = hostkit::PlanarChroma(transition) == hostkit::Chroma::Full;
+    const bool full = transition.info.chroma == hostkit::Chroma::Full;
     return PlanarCall({320, 200, 320, full ? 320 : 160, full}, seed);
 }
 
@@ -101,10 +101,10 @@ bool SaysWhole(const std::string &ends, bool planar) {
 TEST(Info, SaysWhatTheFunctionsDo) {
     for (const Transition &t : TestedPlugin().Transitions()) {
         SCOPED_TRACE(t.name);
-        const hostkit::Info &info = *hostkit::FindInfo(t.name);
+        const hostkit::Info &info = t.info;
         EXPECT_EQ(info.yuv == Curve::Absent, t.yuv == nullptr);
         EXPECT_EQ(info.rgb == Curve::Absent, t.rgb == nullptr);
-        EXPECT_GT(std::strlen(info.motion), 20u);
+        EXPECT_GT(info.motion.size(), 20u);
         for (const bool planar : {true, false}) {
             if (planar ? !t.yuv : !t.rgb)
                 continue;

@@ -67,6 +67,10 @@ void Describe(AVFrame &frame, const Target &target) {
     frame.sample_aspect_ratio = target.aspect;
 }
 
+AVPixelFormat PixelsOf(const hostkit::Frame &frame) {
+    return frame.Layout() == hostkit::Path::Yuv ? AV_PIX_FMT_YUV420P : AV_PIX_FMT_BGRA;
+}
+
 /// Lets the media libraries free the owner of the frame's samples.
 template<class Owner>
 void Own(AVFrame &frame, Owner *owner, std::uint8_t *samples, std::size_t size) {
@@ -252,45 +256,30 @@ Frame Converter::ToFrame(const AVFrame &picture, AVPixelFormat pixels) {
     return frame;
 }
 
-void Converter::ToPlanar(const AVFrame &picture, hostkit::PlanarFrame &frame) {
-    Planes planes = {{frame.Plane(0), frame.Plane(1), frame.Plane(2)},
-                     {frame.Pitch(0), frame.Pitch(1), frame.Pitch(2)},
-                     AV_PIX_FMT_YUV420P};
-    if (IsSame(picture, AV_PIX_FMT_YUV420P))
+void Converter::ToDrawn(const AVFrame &picture, hostkit::Frame &frame) {
+    Planes planes = {{}, {}, PixelsOf(frame)};
+    for (int plane = 0; plane < frame.Planes(); ++plane) {
+        planes.data[plane] = frame.Row(plane, 0);
+        planes.pitch[plane] = frame.Pitch(plane);
+    }
+    if (IsSame(picture, planes.pixels))
         av_image_copy(planes.data, planes.pitch, const_cast<const std::uint8_t **>(picture.data),
-                      picture.linesize, AV_PIX_FMT_YUV420P, frame.Width(), frame.Height());
+                      picture.linesize, planes.pixels, frame.Width(), frame.Height());
     else
         Run(picture, planes);
 }
 
-void Converter::ToPacked(const AVFrame &picture, hostkit::PackedFrame &frame) {
-    Run(picture, {{frame.Row(0)}, {-frame.Pitch()}, AV_PIX_FMT_BGRA});
-}
-
-Frame Wrap(hostkit::PlanarFrame drawn, const Target &target) {
+Frame Wrap(hostkit::Frame drawn, const Target &target) {
     Frame frame = NewFrame();
-    auto *owner = new hostkit::PlanarFrame(std::move(drawn));
-    frame->format = AV_PIX_FMT_YUV420P;
+    auto *owner = new hostkit::Frame(std::move(drawn));
+    frame->format = PixelsOf(*owner);
     frame->width = owner->Width();
     frame->height = owner->Height();
-    for (int plane = 0; plane < 3; ++plane) {
-        frame->data[plane] = owner->Plane(plane);
+    for (int plane = 0; plane < owner->Planes(); ++plane) {
+        frame->data[plane] = owner->Row(plane, 0);
         frame->linesize[plane] = owner->Pitch(plane);
     }
-    Own(*frame, owner, owner->Plane(0), owner->Size());
-    Describe(*frame, target);
-    return frame;
-}
-
-Frame Wrap(hostkit::PackedFrame drawn, const Target &target) {
-    Frame frame = NewFrame();
-    auto *owner = new hostkit::PackedFrame(std::move(drawn));
-    frame->format = AV_PIX_FMT_BGRA;
-    frame->width = owner->Width();
-    frame->height = owner->Height();
-    frame->data[0] = owner->Row(0);
-    frame->linesize[0] = -owner->Pitch();
-    Own(*frame, owner, owner->Bits(), owner->Size());
+    Own(*frame, owner, owner->Bytes().data(), owner->Bytes().size());
     Describe(*frame, target);
     return frame;
 }

@@ -41,8 +41,8 @@ public:
     /// last result when the same picture comes again. Where the pixels hold no transparency, the
     /// picture lies on black.
     Frame ToFrame(const AVFrame &picture, AVPixelFormat pixels);
-    void ToPlanar(const AVFrame &picture, hostkit::PlanarFrame &frame);
-    void ToPacked(const AVFrame &picture, hostkit::PackedFrame &frame);
+    /// The picture in a frame of the target's size, in its layout.
+    void ToDrawn(const AVFrame &picture, hostkit::Frame &frame);
 
 private:
     struct Planes {
@@ -71,7 +71,6 @@ private:
 };
 
 /// The frame's samples as a picture of the media libraries, which then owns them.
-Frame Wrap(hostkit::PlanarFrame frame, const Target &target);
-Frame Wrap(hostkit::PackedFrame frame, const Target &target);
+Frame Wrap(hostkit::Frame frame, const Target &target);
 
 } // namespace host

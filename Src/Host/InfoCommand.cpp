@@ -13,14 +13,6 @@ namespace {
 using hostkit::Info;
 using hostkit::Transition;
 
-/// A transition of a plug-in that these texts do not know has its name and no more.
-Info TextFor(const Transition &transition) {
-    if (const Info *info = hostkit::FindInfo(transition.name))
-        return *info;
-    const char *name = transition.name.c_str();
-    return {name, name, "", {}, {}, "", false, ""};
-}
-
 void PrintWrapped(const char *label, const std::string &text) {
     constexpr std::size_t kIndent = 15, kWidth = 80;
     if (text.empty())
@@ -46,13 +38,14 @@ std::string CurveText(hostkit::Curve curve) {
 }
 
 void PrintText(const Transition &transition) {
-    const Info info = TextFor(transition);
+    const Info &info = transition.info;
     std::printf("%s\n", transition.name.c_str());
     PrintWrapped("Title", info.title);
     PrintWrapped("Known by", transition.IsRegistered()
                                  ? "registry index " + std::to_string(transition.index) +
                                        ", GUID " + transition.guid
                                  : "the name of its exported function");
+    PrintWrapped("Kind", hostkit::KindName(info.kind));
     PrintWrapped("What moves", info.motion);
     PrintWrapped("Planar path", CurveText(info.yuv));
     PrintWrapped("Packed path", CurveText(info.rgb));
@@ -62,32 +55,34 @@ void PrintText(const Transition &transition) {
 }
 
 void PrintJson(const Transition &transition) {
-    const Info info = TextFor(transition);
+    const Info &info = transition.info;
     const auto curve = [](hostkit::Curve c) {
         return c == hostkit::Curve::Absent ? "null" : Json(hostkit::CurveName(c));
     };
-    std::printf("{\"name\": %s, \"title\": %s, \"index\": %s, \"guid\": %s, \"motion\": %s, "
-                "\"curveYuv\": %s, \"curveRgb\": %s, \"ends\": %s, \"random\": %s, "
-                "\"remarks\": %s}",
-                Json(transition.name).c_str(), Json(info.title).c_str(),
-                transition.IsRegistered() ? std::to_string(transition.index).c_str() : "null",
-                transition.IsRegistered() ? Json(transition.guid).c_str() : "null",
-                Json(info.motion).c_str(), curve(info.yuv).c_str(), curve(info.rgb).c_str(),
-                Json(info.ends).c_str(), Json(info.random).c_str(), Json(info.remarks).c_str());
+    std::printf(
+        "{\"name\": %s, \"title\": %s, \"index\": %s, \"guid\": %s, \"kind\": %s, \"motion\": %s, "
+        "\"curveYuv\": %s, \"curveRgb\": %s, \"ends\": %s, \"random\": %s, "
+        "\"remarks\": %s}",
+        Json(transition.name).c_str(), Json(info.title).c_str(),
+        transition.IsRegistered() ? std::to_string(transition.index).c_str() : "null",
+        transition.IsRegistered() ? Json(transition.guid).c_str() : "null",
+        Json(hostkit::KindName(info.kind)).c_str(), Json(info.motion).c_str(),
+        curve(info.yuv).c_str(), curve(info.rgb).c_str(), Json(info.ends).c_str(),
+        Json(info.random).c_str(), Json(info.remarks).c_str());
 }
 
 void PrintMarkdown(const std::vector<const Transition *> &transitions) {
     std::printf("| Transition | What moves | Planar path | Packed path | Ends | Good to know |\n"
                 "|---|---|---|---|---|---|\n");
     for (const Transition *transition : transitions) {
-        const Info info = TextFor(*transition);
+        const Info &info = transition->info;
         std::string remarks = info.remarks;
         if (info.random)
             remarks += std::string(remarks.empty() ? "" : " ") +
                        "Draws random numbers: repeatable with `--seed`.";
         std::printf("| `%s`%s | %s | %s | %s | %s | %s |\n", transition->name.c_str(),
-                    transition->IsRegistered() ? "" : " \\*", info.motion,
-                    hostkit::CurveName(info.yuv), hostkit::CurveName(info.rgb), info.ends,
+                    transition->IsRegistered() ? "" : " \\*", info.motion.c_str(),
+                    hostkit::CurveName(info.yuv), hostkit::CurveName(info.rgb), info.ends.c_str(),
                     remarks.c_str());
     }
     std::printf("\nA is the outgoing picture, B the incoming one. \\* exported by name only, not "

@@ -74,10 +74,10 @@ std::vector<const hostkit::Transition *> ChooseTransitions(const hostkit::Plugin
 }
 
 void RequirePath(const hostkit::Transition &transition, Path path) {
-    if (path == Path::Yuv ? transition.yuv != nullptr : transition.rgb != nullptr)
+    if (HasPath(transition, path))
         return;
     const std::string lacking = path == Path::Yuv ? "yuv" : "rgb";
-    const bool other = path == Path::Yuv ? transition.rgb != nullptr : transition.yuv != nullptr;
+    const bool other = HasPath(transition, path == Path::Yuv ? Path::Rgb : Path::Yuv);
     throw Failure(
         "\"" + transition.name + "\" has no " + lacking + " path" +
         (other ? std::string("; use --path ") + (path == Path::Yuv ? "rgb" : "yuv") : ""));

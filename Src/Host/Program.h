@@ -36,8 +36,7 @@ const hostkit::Transition &RequireTransition(const hostkit::Plugin &plugin,
 std::vector<const hostkit::Transition *> ChooseTransitions(const hostkit::Plugin &plugin,
                                                            const std::vector<std::string> &names);
 
-/// Which of a transition's two functions draws.
-enum class Path { Yuv, Rgb };
+using hostkit::Path;
 /// Throws a Failure when the transition lacks the path.
 void RequirePath(const hostkit::Transition &transition, Path path);
 

@@ -62,68 +62,34 @@ public:
         : transition(drawnTransition), options(renderOptions), target(result), pixels(filePixels),
           overlap(overlapFrames), motion{hostkit::FindEasing(options.easing), options.reverse,
                                          options.seed},
-          passA(target), passB(target), passDrawn(target), inputA(target), inputB(target) {}
+          passA(target), passB(target), passDrawn(target), inputA(options.path, target),
+          inputB(options.path, target) {}
 
     Frame Paint(const Step &step) {
         if (!step.b)
             return passA.ToFrame(*step.a, pixels);
         if (!step.a)
             return passB.ToFrame(*step.b, pixels);
-        const Frame drawn = options.path == Path::Yuv ? PaintPlanar(step) : PaintPacked(step);
-        return passDrawn.ToFrame(*drawn, pixels);
+        hostkit::Frame out(options.path, target.width, target.height);
+        Draw(transition, motion, hostkit::MomentOf(step.inOverlap, overlap), out,
+             inputA.Load(*step.a), inputB.Load(*step.b));
+        return passDrawn.ToFrame(*Wrap(std::move(out), target), pixels);
     }
 
 private:
-    /// The first frame of the overlap is wholly clip A's and the last wholly clip B's. The length
-    /// is 1 because the plug-in's eased curve ends exactly at its length for some lengths only.
-    hostkit::Moment MomentOf(const Step &step) const {
-        const double position = overlap > 1 ? double(step.inOverlap) / double(overlap - 1) : 0.5;
-        return {1, position, step.inOverlap};
-    }
-
-    Frame PaintPlanar(const Step &step) {
-        hostkit::PlanarFrame out(target.width, target.height);
-        const auto load = [&](Input &input, const AVFrame &picture) -> hostkit::PlanarFrame & {
-            if (!input.planar.Width())
-                input.planar = hostkit::PlanarFrame(target.width, target.height);
-            if (input.IsNew(picture))
-                input.converter.ToPlanar(picture, input.planar);
-            return input.planar;
-        };
-        hostkit::DrawYUV(transition, motion, MomentOf(step), out, load(inputA, *step.a),
-                         load(inputB, *step.b));
-        return Wrap(std::move(out), target);
-    }
-
-    Frame PaintPacked(const Step &step) {
-        hostkit::PackedFrame out(target.width, target.height);
-        const auto load = [&](Input &input, const AVFrame &picture) -> hostkit::PackedFrame & {
-            if (!input.packed.Width())
-                input.packed = hostkit::PackedFrame(target.width, target.height);
-            if (input.IsNew(picture))
-                input.converter.ToPacked(picture, input.packed);
-            return input.packed;
-        };
-        const hostkit::PackedFrame &a = load(inputA, *step.a), &b = load(inputB, *step.b);
-        hostkit::DrawRGB(transition, motion, MomentOf(step), out, a, b);
-        if (av_pix_fmt_desc_get(pixels)->flags & AV_PIX_FMT_FLAG_ALPHA)
-            hostkit::RestoreOpacity(out, a, b);
-        return Wrap(std::move(out), target);
-    }
-
     /// A clip's frame as the plug-in is given it, kept while the clip stands still.
     struct Input {
-        explicit Input(const Target &target) : converter(target) {}
-        bool IsNew(const AVFrame &picture) {
-            if (loaded && loaded->data[0] == picture.data[0])
-                return false;
+        Input(Path path, const Target &target)
+            : converter(target), frame(path, target.width, target.height) {}
+        const hostkit::Frame &Load(const AVFrame &picture) {
+            if (!loaded || loaded->data[0] != picture.data[0])
+                converter.ToDrawn(picture, frame);
             loaded = Share(picture);
-            return true;
+            return frame;
         }
         Converter converter;
         Frame loaded;
-        hostkit::PlanarFrame planar;
-        hostkit::PackedFrame packed;
+        hostkit::Frame frame;
     };
 
     const hostkit::Transition &transition;

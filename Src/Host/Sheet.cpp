@@ -1,5 +1,4 @@
 #include "Convert.h"
-#include "Info.h"
 #include "Pictures.h"
 #include "Program.h"
 #include "Source.h"
@@ -36,8 +35,8 @@ struct Options {
 /// The two pictures that the transitions run between, in both layouts.
 struct Inputs {
     Target target;
-    hostkit::PlanarFrame planar[2];
-    hostkit::PackedFrame packed[2];
+    hostkit::Frame planar[2];
+    hostkit::Frame packed[2];
 };
 
 Frame ToFrame(const Surface &surface) {
@@ -96,10 +95,10 @@ Inputs LoadInputs(const Options &options) {
     }
     Inputs inputs = {{size.width, size.height, aspect, colours}, {}, {}};
     for (int i = 0; i < 2; ++i) {
-        inputs.planar[i] = hostkit::PlanarFrame(size.width, size.height);
-        inputs.packed[i] = hostkit::PackedFrame(size.width, size.height);
-        Converter(inputs.target).ToPlanar(*pictures[i], inputs.planar[i]);
-        Converter(inputs.target).ToPacked(*pictures[i], inputs.packed[i]);
+        inputs.planar[i] = hostkit::Frame(Path::Yuv, size.width, size.height);
+        inputs.packed[i] = hostkit::Frame(Path::Rgb, size.width, size.height);
+        Converter(inputs.target).ToDrawn(*pictures[i], inputs.planar[i]);
+        Converter(inputs.target).ToDrawn(*pictures[i], inputs.packed[i]);
     }
     return inputs;
 }
@@ -108,17 +107,10 @@ Inputs LoadInputs(const Options &options) {
 Frame DrawPicture(const Transition &transition, Path path, const hostkit::Motion &motion,
                   const hostkit::Moment &moment, const Inputs &inputs) {
     const Target &target = inputs.target;
-    Frame drawn;
-    if (path == Path::Yuv) {
-        hostkit::PlanarFrame out(target.width, target.height);
-        DrawYUV(transition, motion, moment, out, inputs.planar[0], inputs.planar[1]);
-        drawn = Wrap(std::move(out), target);
-    } else {
-        hostkit::PackedFrame out(target.width, target.height);
-        DrawRGB(transition, motion, moment, out, inputs.packed[0], inputs.packed[1]);
-        drawn = Wrap(std::move(out), target);
-    }
-    return Converter(target).ToFrame(*drawn, AV_PIX_FMT_BGR0);
+    const hostkit::Frame(&in)[2] = path == Path::Yuv ? inputs.planar : inputs.packed;
+    hostkit::Frame out(path, target.width, target.height);
+    Draw(transition, motion, moment, out, in[0], in[1]);
+    return Converter(target).ToFrame(*Wrap(std::move(out), target), AV_PIX_FMT_BGR0);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -179,7 +171,7 @@ std::vector<double> Positions(const Options &options) {
         positions.push_back(percent / 100);
     if (positions.empty())
         for (int i = 0; i < options.columns; ++i)
-            positions.push_back(options.columns == 1 ? 0.5 : double(i) / (options.columns - 1));
+            positions.push_back(hostkit::MomentOf(i, options.columns).position);
     return positions;
 }
 
@@ -202,12 +194,9 @@ void DrawLabel(cairo_t *cr, const Layout &layout, int row) {
     const double middle = layout.RowY(row) + layout.cellHeight / 2.0;
     const int x = layout.StripX(layout.Strip(row));
     Text(cr, transition.name, x, middle - 2, 15, kInk, true);
-    const hostkit::Info *info = hostkit::FindInfo(transition.name);
     std::string speed;
     for (const Path path : layout.blocks) {
-        const hostkit::Curve curve = !info               ? hostkit::Curve::Absent
-                                     : path == Path::Yuv ? info->yuv
-                                                         : info->rgb;
+        const hostkit::Curve curve = path == Path::Yuv ? transition.info.yuv : transition.info.rgb;
         if (curve != hostkit::Curve::Absent && speed != CurveName(curve))
             speed += (speed.empty() ? "" : ", ") + std::string(CurveName(curve));
     }
@@ -242,14 +231,14 @@ void DrawRow(cairo_t *cr, const Layout &layout, int row, const hostkit::Motion &
     DrawLabel(cr, layout, row);
     for (int block = 0; block < int(layout.blocks.size()); ++block) {
         const Path path = layout.blocks[block];
-        if (path == Path::Yuv ? !transition.yuv : !transition.rgb) {
+        if (!HasPath(transition, path)) {
             Text(cr, path == Path::Yuv ? "no planar path" : "no packed path",
                  layout.BlockX(strip, block) + layout.BlockWidth() / 2.0,
                  layout.RowY(row) + layout.cellHeight / 2.0 + 4, 12, kFaint, false, Align::Centre);
             continue;
         }
         for (int column = 0; column < layout.Columns(); ++column) {
-            const hostkit::Moment moment{1, layout.positions[column], column};
+            const hostkit::Moment moment{layout.positions[column], column};
             DrawCell(cr, layout, layout.CellX(strip, block, column), layout.RowY(row),
                      *DrawPicture(transition, path, motion, moment, inputs));
         }

@@ -1,9 +1,10 @@
 /// \file Info.h
-/// What a user wants to know about each transition before choosing it, in plain words. A is the
-/// outgoing picture, B the incoming one.
+/// What there is to know of each transition beside its functions: the one place for such facts. A
+/// is the outgoing picture, B the incoming one.
 #pragma once
 
 #include <span>
+#include <string>
 #include <string_view>
 
 namespace hostkit {
@@ -16,21 +17,43 @@ const char *CurveName(Curve curve);
 /// The curve in a few words; empty for Absent.
 const char *CurveDescription(Curve curve);
 
-/// One transition in words.
-struct Info {
-    const char *name;    ///< the plug-in's name
-    const char *title;   ///< for menus and headings
-    const char *motion;  ///< what moves, one sentence
-    Curve yuv;           ///< the planar path's curve
-    Curve rgb;           ///< the packed path's curve
-    const char *ends;    ///< the pictures at both ends
-    bool random;         ///< draws random numbers: repeatable with a seed only
-    const char *remarks; ///< what else there is to know, sentences; may be empty
+/// What sort of transition it is, for users who look for one.
+enum class Kind { Other, Wipe, Push, PageTurn, Shapes, Light, Depth };
+
+/// The kind in a word or two for users, "page turn" for PageTurn.
+const char *KindName(Kind kind);
+/// The names of all kinds, in the order of Kind.
+std::span<const char *const> KindNames();
+
+/// Resolution of the chroma planes that a planar function works on.
+enum class Chroma {
+    Half, ///< 4:2:0, both directions rounded up
+    Full, ///< as many samples as luma
 };
 
-/// The texts in the registry's order, then those of the transitions exported by name only.
+/// One transition. A path that is absent has no curve.
+struct Info {
+    std::string name;                 ///< the plug-in's name for it
+    std::string function;             ///< the exported planar function
+    std::string packedSuffix = "RGB"; ///< what makes it the exported packed function
+    std::string title;                ///< for menus and headings
+    Kind kind = Kind::Other;
+    std::string motion = {};      ///< what moves, one sentence
+    Curve yuv = Curve::Absent;    ///< the planar path's curve
+    Curve rgb = Curve::Absent;    ///< the packed path's curve
+    Chroma chroma = Chroma::Half; ///< what the planar path works on
+    bool countsBytes = false; ///< the packed path takes columns for byte offsets: its picture is
+                              ///< squeezed into a part of the frame, and nobody wants it unasked
+    bool random = false;      ///< draws random numbers: repeatable with a seed only
+    std::string ends = {};    ///< the pictures at both ends
+    std::string remarks = {}; ///< what else there is to know, sentences; may be empty
+
+    std::string PackedFunction() const;
+};
+
+/// Every transition: in the registry's order, then those exported by name only.
 std::span<const Info> Infos();
-/// The text for a name of the plug-in, or null.
-const Info *FindInfo(std::string_view name);
+/// The record for a name of the plug-in; for an unknown one, a record of the name and no more.
+Info InfoFor(std::string_view name);
 
 } // namespace hostkit

@@ -29,48 +29,32 @@ constexpr std::size_t kFewestRounds = 3;
 // Frames of one layout
 // ---------------------------------------------------------------------------------------------
 
-/// A frame of either layout as its bytes and as what the plug-in is given.
-struct Frame {
-    PlanarFrame planar;
-    PackedFrame packed;
-    std::uint8_t *bytes = nullptr;
-    std::size_t size = 0;
-};
-
 struct FrameSet {
     Frame out, in1, in2;
 };
 
 struct Layout {
-    bool planar;
+    Path path;
     Chroma chroma; ///< of planar frames
     int width;
     int height;
     bool operator<(const Layout &other) const {
-        return std::pair(planar, chroma) < std::pair(other.planar, other.chroma);
+        return std::pair(path, chroma) < std::pair(other.path, other.chroma);
     }
 };
 
 Layout LayoutOf(const Function &function, int width, int height) {
-    return {function.planar, function.planar ? PlanarChroma(*function.transition) : Chroma::Half,
-            width, height};
+    if (function.planar)
+        return {Path::Yuv, function.transition->info.chroma, width, height};
+    return {Path::Rgb, Chroma::Half, width, height};
 }
 
 /// Noise: no transition may gain from what a picture shows.
 Frame MakeFrame(const Layout &layout, std::uint64_t seed) {
-    Frame frame;
-    if (layout.planar) {
-        frame.planar = PlanarFrame(layout.width, layout.height, layout.chroma);
-        frame.bytes = frame.planar.Plane(0);
-        frame.size = frame.planar.Size();
-    } else {
-        frame.packed = PackedFrame(layout.width, layout.height);
-        frame.bytes = frame.packed.Bits();
-        frame.size = frame.packed.Size();
-    }
-    for (std::size_t i = 0; i < frame.size; ++i) {
+    Frame frame(layout.path, layout.width, layout.height, layout.chroma);
+    for (std::uint8_t &byte : frame.Bytes()) {
         seed = seed * 6364136223846793005U + 1442695040888963407U;
-        frame.bytes[i] = std::uint8_t(seed >> 56);
+        byte = std::uint8_t(seed >> 56);
     }
     return frame;
 }
@@ -89,7 +73,7 @@ struct Frames {
 Frames MakeFrames(const Layout &layout, std::size_t workingSet) {
     Frames frames;
     frames.drawn.push_back(MakeSet(layout));
-    const std::size_t size = frames.drawn.front().out.size;
+    const std::size_t size = frames.drawn.front().out.Bytes().size();
     const auto count = [&](std::size_t members) {
         return std::clamp<std::size_t>(workingSet / (members * size) + 1, 2, kMostSets);
     };
@@ -108,31 +92,28 @@ void Draw(const Function &function, FrameSet &set, double position) {
     TransParam param = {};
     param.dTotal = 1;
     param.dCurrent = position;
-    if (function.planar)
-        function.transition->yuv(set.out.planar.Image(), set.in1.planar.Image(),
-                                 set.in2.planar.Image(), &param);
-    else
-        function.transition->rgb(set.out.packed.Handle(), set.in1.packed.Handle(),
-                                 set.in2.packed.Handle(), &param);
+    CallPlugin(*function.transition, set.out, set.in1, set.in2, param);
 }
 
 /// Reads every byte: a sum of eight-byte words, which compilers vectorise.
 void Read(const Frame &frame) {
+    const std::span<const std::uint8_t> bytes = frame.Bytes();
     std::uint64_t sum = 0;
     std::size_t i = 0;
-    for (; i + sizeof sum <= frame.size; i += sizeof sum) {
+    for (; i + sizeof sum <= bytes.size(); i += sizeof sum) {
         std::uint64_t word;
-        std::memcpy(&word, frame.bytes + i, sizeof word);
+        std::memcpy(&word, &bytes[i], sizeof word);
         sum += word;
     }
-    for (; i < frame.size; ++i)
-        sum += frame.bytes[i];
+    for (; i < bytes.size(); ++i)
+        sum += bytes[i];
     asm volatile("" : : "r"(sum) : "memory"); // keeps the sum
 }
 
 void Copy(FrameSet &set) {
-    std::memcpy(set.out.bytes, set.in1.bytes, set.out.size);
-    asm volatile("" : : "r"(set.out.bytes) : "memory"); // keeps the copy
+    std::uint8_t *copy = set.out.Bytes().data();
+    std::memcpy(copy, set.in1.Bytes().data(), set.out.Bytes().size());
+    asm volatile("" : : "r"(copy) : "memory"); // keeps the copy
 }
 
 void DrawNumbers(std::int64_t count) {
@@ -166,15 +147,15 @@ std::int64_t CountRandomNumbers(const Function &function, FrameSet &set, const L
 
 std::uint64_t Hash(const Frame &frame) {
     std::uint64_t hash = 0xcbf29ce484222325U;
-    for (std::size_t i = 0; i < frame.size; ++i)
-        hash = (hash ^ frame.bytes[i]) * 0x100000001b3U;
+    for (const std::uint8_t byte : frame.Bytes())
+        hash = (hash ^ byte) * 0x100000001b3U;
     return hash;
 }
 
 /// The frame that a function draws over noise, the same in every process.
 std::uint64_t DrawnHash(const Function &function, FrameSet &set, const Frame &noise,
                         double position) {
-    std::memcpy(set.out.bytes, noise.bytes, noise.size);
+    CopyPicture(noise, set.out);
     std::srand(1);
     Draw(function, set, position);
     return Hash(set.out);

@@ -17,6 +17,19 @@ std::string Narrow(const wchar_t *text, std::size_t size) {
     return result;
 }
 
+/// Whether a text ends inside its field and is one that users can read.
+bool IsText(const wchar_t *text, std::size_t size) {
+    const wchar_t *end = std::find(text, text + size, L'\0');
+    return end != text + size && std::all_of(text, end, [](wchar_t c) { return c >= 32; });
+}
+
+/// Whether a record holds what this interface has at its offsets.
+bool HasThisLayout(const TransInfo &row) {
+    constexpr std::uint32_t kTransition = 2;
+    return row.nType == kTransition && row.szName[0] && IsText(row.szName, std::size(row.szName)) &&
+           IsText(row.szGUID, std::size(row.szGUID));
+}
+
 bool EqualIgnoringCase(std::string_view a, std::string_view b) {
     return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](unsigned char x, unsigned char y) {
         return std::tolower(x) == std::tolower(y);
@@ -78,19 +91,24 @@ void Plugin::ReadRegistry() {
         if (!row)
             throw std::runtime_error(file.string() + " has no record for transition " +
                                      std::to_string(i));
-        transitions.push_back({i, Narrow(row->szName, std::size(row->szName)),
-                               Narrow(row->szGUID, std::size(row->szGUID)), row->pfnTransYUV,
-                               row->pfnTransRGB});
+        if (!HasThisLayout(*row))
+            throw std::runtime_error(file.string() + ": its record of transition " +
+                                     std::to_string(i) + " is not laid out as this program reads " +
+                                     "them; use a plug-in of the same version");
+        const std::string name = Narrow(row->szName, std::size(row->szName));
+        transitions.push_back({i, name, Narrow(row->szGUID, std::size(row->szGUID)),
+                               row->pfnTransYUV, row->pfnTransRGB, InfoFor(name)});
     }
 }
 
 void Plugin::ReadNamed() {
     for (const NamedTrans &named : g_arNamedTrans) {
-        const std::string name = named.szName;
-        const auto yuv = reinterpret_cast<TransFuncYUV>(Symbol(MangledYUV(name).c_str()));
-        const auto rgb = reinterpret_cast<TransFuncRGB>(Symbol(MangledRGB(name + "RGB").c_str()));
+        const Info info = InfoFor(named.szName);
+        const auto yuv = reinterpret_cast<TransFuncYUV>(Symbol(MangledYUV(info.function).c_str()));
+        const auto rgb =
+            reinterpret_cast<TransFuncRGB>(Symbol(MangledRGB(info.PackedFunction()).c_str()));
         if (yuv || rgb)
-            transitions.push_back({-1, name, "", yuv, rgb});
+            transitions.push_back({-1, named.szName, "", yuv, rgb, info});
     }
 }
 

@@ -2,6 +2,7 @@
 /// The plug-in library as a host sees it: loaded at run time, listed, called.
 #pragma once
 
+#include "Info.h"
 #include "tp_Erase.h"
 
 #include <filesystem>
@@ -18,6 +19,7 @@ struct Transition {
     std::string guid; ///< empty for one exported by name only
     TransFuncYUV yuv; ///< null when the plug-in has no planar path
     TransFuncRGB rgb; ///< null when the plug-in has no packed path
+    Info info;        ///< what else is known of it
     bool IsRegistered() const { return index >= 0; }
 };
 

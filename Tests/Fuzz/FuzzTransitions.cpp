@@ -40,7 +40,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *bytes, std::size_t cou
     geometry.height = 1 + reader.Take<std::uint8_t>();
     geometry.pitch = geometry.width + reader.Take<std::uint8_t>() % 40;
     geometry.pitchUV = (geometry.pitch + 1) / 2 + reader.Take<std::uint8_t>() % 20;
-    geometry.fullChroma = transition.name == "Roll_right_top";
+    geometry.fullChroma = transition.info.chroma == hostkit::Chroma::Full;
     const auto total = reader.Take<double>();
     // Half of the positions lie within the transition, where the pictures are.
     const double current =

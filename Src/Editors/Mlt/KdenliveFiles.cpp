@@ -1,7 +1,6 @@
 // Writes the files by which Kdenlive shows the transitions in its lists, one for each.
 // Arguments: the plug-in library and the folder to write to.
 
-#include "Info.h"
 #include "Services.h"
 
 #include <exception>
@@ -44,9 +43,8 @@ std::string Joined(const std::vector<std::string> &words, char separator) {
 /// in this transition.
 bool IsOffered(const mlt::Parameter &parameter, const Transition &transition) {
     const std::string_view name = parameter.name;
-    const hostkit::Info *info = hostkit::FindInfo(transition.name);
     return name != mlt::kReverse && (name != mlt::kPath || (transition.yuv && transition.rgb)) &&
-           (name != mlt::kSeed || (info && info->random));
+           (name != mlt::kSeed || transition.info.random);
 }
 
 void WriteParameter(std::ostream &out, const mlt::Parameter &parameter) {

@@ -6,17 +6,15 @@
 #include "Services.h"
 
 #include <algorithm>
-#include <mutex>
 #include <string>
 #include <string_view>
-#include <type_traits>
 
 namespace mlt {
 
+using hostkit::Frame;
 using hostkit::Moment;
 using hostkit::Motion;
-using hostkit::PackedFrame;
-using hostkit::PlanarFrame;
+using hostkit::Path;
 using hostkit::Transition;
 
 namespace {
@@ -41,17 +39,14 @@ struct Overlap {
     mlt_frame Incoming() const { return swapped ? a : b; }
 };
 
-/// The first frame of the overlap shows position 0, the last one the full length. An overlap of
-/// one frame shows the middle, and a service without limits follows the engine's own progress.
+/// A service without limits follows the engine's own progress.
 Moment MomentOf(const Overlap &overlap) {
     const mlt_position in = mlt_transition_get_in(overlap.service);
     const mlt_position out = mlt_transition_get_out(overlap.service);
     const mlt_position frame = mlt_frame_get_position(overlap.a) - in;
     if (out <= 0)
-        return {1, mlt_transition_get_progress(overlap.service, overlap.a), frame};
-    if (out <= in)
-        return {1, 0.5, 0};
-    return {double(out - in), double(frame), frame};
+        return {mlt_transition_get_progress(overlap.service, overlap.a), frame};
+    return hostkit::MomentOf(frame, out - in + 1);
 }
 
 Motion MotionOf(const Overlap &overlap, const Moment &moment) {
@@ -96,63 +91,55 @@ bool IsTransparent(mlt_frame frame) {
     return alpha && std::any_of(alpha, alpha + size, [](std::uint8_t a) { return a != 255; });
 }
 
-/// One way of drawing a picture: what it fetches and returns, and how.
-template<class Frame>
+/// One form of the transition: what it fetches and returns, and how it is drawn.
 struct Form {
     mlt_image_format format;
-    void (*read)(const std::uint8_t *, Frame &);
-    void (*draw)(const Transition &, const Motion &, const Moment &, Frame &, const Frame &,
-                 const Frame &);
-    void (*write)(const Frame &, std::uint8_t *);
+    Path path;
 };
-constexpr Form<PackedFrame> kPacked = {mlt_image_rgba, ReadRgba, hostkit::DrawRGB, WriteRgba};
-constexpr Form<PlanarFrame> kPlanar = {mlt_image_yuv420p, ReadYuv420, hostkit::DrawYUV,
-                                       WriteYuv420};
-constexpr Form<PlanarFrame> kPlanarFromRgba = {mlt_image_rgba, ConvertRgba, hostkit::DrawYUV,
-                                               ConvertToRgba};
+constexpr Form kPacked = {mlt_image_rgba, Path::Rgb};
+constexpr Form kPlanar = {mlt_image_yuv420p, Path::Yuv};
+constexpr Form kPlanarFromRgba = {mlt_image_rgba, Path::Yuv};
 
-/// The plug-in draws one picture at a time, and its random numbers are the process's.
-std::mutex &DrawingLock() {
-    static std::mutex lock;
-    return lock;
+bool IsConverted(const Form &form) {
+    return form.format == mlt_image_rgba && form.path == Path::Yuv;
 }
 
 /// The picture, which frame a owns from then on; null when the inputs cannot be had.
-template<class Frame>
-std::uint8_t *Draw(const Overlap &overlap, const Form<Frame> &form) {
+std::uint8_t *Paint(const Overlap &overlap, const Form &form) {
     const int width = overlap.width, height = overlap.height;
-    const std::uint8_t *from = Fetch(overlap.Outgoing(), form.format, width, height);
-    const std::uint8_t *to = Fetch(overlap.Incoming(), form.format, width, height);
+    std::uint8_t *from = Fetch(overlap.Outgoing(), form.format, width, height);
+    std::uint8_t *to = Fetch(overlap.Incoming(), form.format, width, height);
     if (!from || !to)
         return nullptr;
-    Frame out(width, height), in1(width, height), in2(width, height);
-    form.read(from, in1);
-    form.read(to, in2);
-    const Moment moment = MomentOf(overlap);
-    const Motion motion = MotionOf(overlap, moment);
-    {
-        const std::lock_guard guard(DrawingLock());
-        form.draw(overlap.Painter(), motion, moment, out, in1, in2);
-    }
-    if constexpr (std::is_same_v<Frame, PackedFrame>)
-        hostkit::RestoreOpacity(out, in1, in2);
     const int size = mlt_image_format_size(form.format, width, height, nullptr);
     auto *picture = static_cast<std::uint8_t *>(mlt_pool_alloc(size));
-    form.write(out, picture);
+    const Moment moment = MomentOf(overlap);
+    const Motion motion = MotionOf(overlap, moment);
+    const Transition &transition = overlap.Painter();
+    if (IsConverted(form)) {
+        Frame out(form.path, width, height);
+        Draw(transition, motion, moment, out, ConvertRgba(width, height, from),
+             ConvertRgba(width, height, to));
+        ConvertToRgba(out, picture);
+    } else {
+        Frame out = View(form.path, width, height, picture);
+        Draw(transition, motion, moment, out, View(form.path, width, height, from),
+             View(form.path, width, height, to));
+    }
     mlt_frame_set_image(overlap.a, picture, size, mlt_pool_release);
     mlt_frame_set_alpha(overlap.a, nullptr, 0, nullptr);
     return picture;
 }
 
 /// Whether the packed form draws: as the user wishes, else for an engine that works in RGB and for
-/// pictures that the planar form would lose something of. The packed forms of the transitions
-/// exported by name only count columns as bytes; nobody gets those without asking.
+/// pictures that the planar form would lose something of. Nobody gets a packed form that is
+/// squeezed into a corner without asking.
 bool IsPacked(const Overlap &overlap, mlt_image_format wanted) {
     const Transition &painter = overlap.Painter();
     const std::string_view path = Text(overlap.Properties(), kPath);
     if (!painter.yuv || !painter.rgb || path == kYuv || path == kRgb)
         return painter.rgb && (path == kRgb || !painter.yuv);
-    if (!painter.IsRegistered())
+    if (painter.info.countsBytes)
         return false;
     if (wanted == mlt_image_rgb || wanted == mlt_image_rgba ||
         !HasPlanarSize(overlap.width, overlap.height))
@@ -171,10 +158,12 @@ int GetImage(mlt_frame a, std::uint8_t **image, mlt_image_format *format, int *w
     const Overlap overlap = {service, a, b, swapped, *width, *height};
     if (*width > 0 && *height > 0) {
         const bool isPacked = IsPacked(overlap, *format);
-        const auto &planar = HasPlanarSize(*width, *height) ? kPlanar : kPlanarFromRgba;
-        if (std::uint8_t *picture = isPacked ? Draw(overlap, kPacked) : Draw(overlap, planar)) {
+        const Form &form = isPacked                         ? kPacked
+                           : HasPlanarSize(*width, *height) ? kPlanar
+                                                            : kPlanarFromRgba;
+        if (std::uint8_t *picture = Paint(overlap, form)) {
             *image = picture;
-            *format = isPacked ? kPacked.format : planar.format;
+            *format = form.format;
             return 0;
         }
         mlt_log_error(MLT_TRANSITION_SERVICE(service),

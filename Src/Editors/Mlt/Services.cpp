@@ -1,7 +1,6 @@
 #include "Services.h"
 
-#include "Draw.h"
-#include "Info.h"
+#include "Motion.h"
 
 namespace mlt {
 
@@ -17,21 +16,19 @@ std::string ServiceName(const hostkit::Transition &transition) {
 }
 
 std::string Title(const hostkit::Transition &transition) {
-    const hostkit::Info *info = hostkit::FindInfo(transition.name);
-    return info ? info->title : transition.name;
+    return transition.info.title;
 }
 
 std::string Description(const hostkit::Transition &transition) {
-    const hostkit::Info *info = hostkit::FindInfo(transition.name);
-    if (!info)
-        return transition.name;
-    return std::string(info->motion) +
-           " A is the outgoing clip, B the incoming one. At the ends: " + info->ends + ".";
+    const hostkit::Info &info = transition.info;
+    if (info.motion.empty())
+        return info.title;
+    return info.motion + " A is the outgoing clip, B the incoming one. At the ends: " + info.ends +
+           ".";
 }
 
 std::string Notes(const hostkit::Transition &transition) {
-    const hostkit::Info *info = hostkit::FindInfo(transition.name);
-    return info ? info->remarks : "";
+    return transition.info.remarks;
 }
 
 const std::vector<Parameter> &Parameters() {
