@@ -57,9 +57,9 @@ set(CPACK_PACKAGE_VENDOR "tp_Erase")
 set(CPACK_PACKAGE_CONTACT "tp_Erase maintainers <tp-erase@example.org>")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "Video transitions as a plug-in library and a program")
 set(CPACK_PACKAGE_DESCRIPTION
-    "Twenty-eight transitions between two video frames, planar and packed, in a
-plug-in library for video editors, and a program that renders them between
-clips and still pictures.")
+    "Transitions between two video frames, planar and packed, in a plug-in
+library for video editors, and a program that renders them between clips and
+still pictures.")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)

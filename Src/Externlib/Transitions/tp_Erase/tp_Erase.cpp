@@ -3,9 +3,11 @@
 #include "tp_Erase.h"
 #include "Registry.h"
 
+#include <iterator>
+
 const wchar_t tp::kRegistrySource[] = L"" __FILE__;
 
-TransInfo g_arTransInfo[16] = {
+TransInfo g_arTransInfo[] = {
     {2, L"Erase", TrErase, TrEraseRGB, L"667A322D-7351-44fd-AACC-17B0F766DA5F", {}},
     {2, L"Erase_slide", TrEraseSlide, TrEraseSlideRGB, L"4CA4EF88-5997-41a6-AAE6-0C2226D5A96E", {}},
     {2, L"Bar", TrBar, TrBarRGB, L"B41CF7F3-E39A-40e9-AE28-F21292EDDD03", {}},
@@ -29,9 +31,9 @@ const char *GetTransType() {
 }
 
 std::int32_t GetTransCount() {
-    return 16;
+    return std::size(g_arTransInfo);
 }
 
 const TransInfo *GetTransInfo(std::int32_t index) {
-    return static_cast<std::uint32_t>(index) < 16U ? &g_arTransInfo[index] : nullptr;
+    return index >= 0 && index < GetTransCount() ? &g_arTransInfo[index] : nullptr;
 }

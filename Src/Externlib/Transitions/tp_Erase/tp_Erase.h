@@ -1,7 +1,7 @@
 /// \file tp_Erase.h
-/// The public interface of libtp_Erase: sixteen registered video transitions, nine more and three
-/// eased variants exported by name, each for planar 8-bit YUV 4:2:0 frames and (but for the eased
-/// variants) for packed 4-byte RGB frames.
+/// The public interface of libtp_Erase: video transitions, most of them registered, some exported
+/// by name only, each for planar 8-bit YUV 4:2:0 frames and (but for the eased variants) for packed
+/// 4-byte RGB frames.
 ///
 /// A host loads the library, asks GetTransType, GetTransCount and GetTransInfo once, and then calls
 /// a record's functions once per output frame. There is no initialisation and no shutdown call.
@@ -128,8 +128,9 @@ TP_ERASE_API std::int32_t GetTransCount();
 TP_ERASE_API const TransInfo *GetTransInfo(std::int32_t index);
 }
 
-/// The registered transitions; what GetTransInfo points into. Writable, never written here.
-extern TP_ERASE_API TransInfo g_arTransInfo[16];
+/// The registered transitions, GetTransCount() of them; what GetTransInfo points into. Writable,
+/// never written here.
+extern TP_ERASE_API TransInfo g_arTransInfo[];
 
 /// A transition exported by its function name alone.
 struct NamedTrans {
