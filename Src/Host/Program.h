@@ -3,21 +3,16 @@
 #pragma once
 
 #include "Draw.h"
+#include "Failure.h"
 #include "Plugin.h"
 
 #include <CLI/CLI.hpp>
 
 #include <filesystem>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 namespace host {
-
-/// Anything that the user is told in one line, after which the program ends with status 1.
-struct Failure : std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
 
 /// Options in front of the sub-command.
 struct Program {
