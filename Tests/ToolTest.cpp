@@ -137,6 +137,7 @@ TEST(Tool, AnswersWithTheRightWordsAndStatus) {
         {"bench -t Erase -t TrEraseShift --size 33x17 --seconds 0", 0, "\nErase "},
         {"", 2, "subcommand"},
         {"info Wint", 1, "transitions: there is no transition \"Wint\"; the nearest are \"Wind\","},
+        {"info wipeleft", 1, "\"wipeleft\"; the nearest is \"Erase\" with --reverse\n"},
         {"info --json --markdown", 2, "excludes"},
         {"bench --path sideways", 2, "sideways"},
         {"bench --size 10", 1, "--size 10: give the size as WIDTHxHEIGHT"},

@@ -1,5 +1,7 @@
 #include "Program.h"
 
+#include "Joints.h"
+
 #include <algorithm>
 #include <cctype>
 #include <charconv>
@@ -54,8 +56,28 @@ const hostkit::Transition &RequireTransition(const hostkit::Plugin &plugin,
                                              const std::string &name) {
     if (const hostkit::Transition *found = plugin.Find(name))
         return *found;
-    throw Failure("there is no transition \"" + name + "\"; the nearest are " +
-                  NearestNames(plugin, name));
+    const hostkit::Likeness like = hostkit::FindLikeness(name);
+    throw Failure("there is no transition \"" + name + "\"; " +
+                  (like.name ? std::string("the nearest is \"") + like.name + '"' +
+                                   (like.reverse ? " with --reverse" : "")
+                             : "the nearest are " + NearestNames(plugin, name)));
+}
+
+const hostkit::Transition &RequireJoint(const hostkit::Plugin &plugin, const std::string &name) {
+    if (const hostkit::PlainJoint *joint = hostkit::FindPlainJoint(name))
+        return joint->transition;
+    return RequireTransition(plugin, name);
+}
+
+FindJoint JointFinder(const hostkit::Plugin &plugin) {
+    return [&plugin](const std::string &name) {
+        if (const hostkit::PlainJoint *joint = hostkit::FindPlainJoint(name))
+            return KnownJoint{joint->transition.name};
+        if (const hostkit::Transition *transition = plugin.Find(name))
+            return KnownJoint{transition->name};
+        const hostkit::Likeness like = hostkit::FindLikeness(name);
+        return KnownJoint{like.name ? like.name : "", like.reverse};
+    };
 }
 
 std::vector<const hostkit::Transition *> ChooseTransitions(const hostkit::Plugin &plugin,

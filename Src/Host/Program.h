@@ -3,6 +3,7 @@
 #pragma once
 
 #include "Draw.h"
+#include "EditList.h"
 #include "Failure.h"
 #include "Plugin.h"
 
@@ -23,9 +24,15 @@ struct Program {
 /// of the installation that the program belongs to.
 std::filesystem::path DefaultPlugin();
 
-/// The transition of this name; throws a Failure that offers the nearest names.
+/// The transition of this name; throws a Failure that offers the nearest names, by their
+/// letters or by what other programs call so.
 const hostkit::Transition &RequireTransition(const hostkit::Plugin &plugin,
                                              const std::string &name);
+
+/// The plain joint or else the transition of this name, as RequireTransition finds one.
+const hostkit::Transition &RequireJoint(const hostkit::Plugin &plugin, const std::string &name);
+/// What names in edit lists mean, those of other programs too; the plug-in outlives the answer.
+FindJoint JointFinder(const hostkit::Plugin &plugin);
 
 /// The transitions of these names, or without names all that have a function.
 std::vector<const hostkit::Transition *> ChooseTransitions(const hostkit::Plugin &plugin,
