@@ -1,4 +1,4 @@
-// The program's list, info, sheet and bench, the words about the transitions, and the installation.
+// The program's list, info and sheet, the words about the transitions, and the installation.
 
 #include "Draw.h"
 #include "Info.h"
@@ -134,13 +134,10 @@ TEST(Tool, AnswersWithTheRightWordsAndStatus) {
         {"info wind", 0, "yes: the same --seed gives the same pictures"},
         {"info TrRect6", 0, "the name of its exported function"},
         {"info --markdown Push", 0, "| `Push` | B comes in from the left"},
-        {"bench -t Erase -t TrEraseShift --size 33x17 --seconds 0", 0, "\nErase "},
         {"", 2, "subcommand"},
         {"info Wint", 1, "transitions: there is no transition \"Wint\"; the nearest are \"Wind\","},
         {"info wipeleft", 1, "\"wipeleft\"; the nearest is \"Erase\" with --reverse\n"},
         {"info --json --markdown", 2, "excludes"},
-        {"bench --path sideways", 2, "sideways"},
-        {"bench --size 10", 1, "--size 10: give the size as WIDTHxHEIGHT"},
         {"sheet a.png", 2, "A B"},
         {"sheet no.mp4 no.mp4", 1, "no.mp4: No such file or directory"},
         {"sheet -t TrDropShift --path rgb", 1, "\"TrDropShift\" has no rgb path"},

@@ -7,7 +7,6 @@
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
-#include <map>
 #include <sstream>
 #include <stdexcept>
 #include <sys/wait.h>
@@ -23,7 +22,7 @@ constexpr double kPositions[] = {0.15, 0.35, 0.5, 0.65, 0.85};
 constexpr std::size_t kMostSets = 64;
 /// Between two readings of the clock, which cost some 50 nanoseconds.
 constexpr double kBatchNanoseconds = 20000;
-constexpr std::size_t kFewestRounds = 3;
+constexpr std::size_t kFewestRounds = 5;
 
 // ---------------------------------------------------------------------------------------------
 // Frames of one layout
@@ -33,34 +32,34 @@ struct FrameSet {
     Frame out, in1, in2;
 };
 
-struct Layout {
-    Path path;
-    Chroma chroma; ///< of planar frames
-    int width;
-    int height;
-    bool operator<(const Layout &other) const {
-        return std::pair(path, chroma) < std::pair(other.path, other.chroma);
-    }
-};
-
-Layout LayoutOf(const Function &function, int width, int height) {
-    if (function.planar)
-        return {Path::Yuv, function.transition->info.chroma, width, height};
-    return {Path::Rgb, Chroma::Half, width, height};
+/// One step of a sequence of well-mixed words.
+std::uint64_t Mix(std::uint64_t state) {
+    state = (state ^ (state >> 32)) * 0xd6e8feb86659fd93U;
+    return state ^ (state >> 29);
 }
 
-/// Noise: no transition may gain from what a picture shows.
-Frame MakeFrame(const Layout &layout, std::uint64_t seed) {
-    Frame frame(layout.path, layout.width, layout.height, layout.chroma);
-    for (std::uint8_t &byte : frame.Bytes()) {
-        seed = seed * 6364136223846793005U + 1442695040888963407U;
-        byte = std::uint8_t(seed >> 56);
+/// No transition may gain from what a picture shows.
+void FillWithNoise(Frame &frame, std::uint64_t seed) {
+    const std::span<std::uint8_t> bytes = frame.Bytes();
+    for (std::size_t i = 0; i < bytes.size(); i += sizeof seed) {
+        const std::uint64_t word = Mix(++seed * 0x9e3779b97f4a7c15U);
+        std::memcpy(&bytes[i], &word, std::min(sizeof word, bytes.size() - i));
     }
+}
+
+Chroma ChromaOf(const Function &function) {
+    return function.path == Path::Yuv ? function.transition->info.chroma : Chroma::Half;
+}
+
+Frame MakeFrame(const Function &function, const MeasureSettings &settings, std::uint64_t seed) {
+    Frame frame(function.path, settings.width, settings.height, ChromaOf(function));
+    FillWithNoise(frame, seed << 32);
     return frame;
 }
 
-FrameSet MakeSet(const Layout &layout) {
-    return {MakeFrame(layout, 1), MakeFrame(layout, 2), MakeFrame(layout, 3)};
+FrameSet MakeSet(const Function &function, const MeasureSettings &settings) {
+    return {MakeFrame(function, settings, 1), MakeFrame(function, settings, 2),
+            MakeFrame(function, settings, 3)};
 }
 
 /// Draws and copies have frames of their own, so that neither leaves the other's in another state
@@ -70,18 +69,26 @@ struct Frames {
     std::vector<FrameSet> copied; ///< without second inputs
 };
 
-Frames MakeFrames(const Layout &layout, std::size_t workingSet) {
+Frames MakeFrames(const Function &function, const MeasureSettings &settings) {
     Frames frames;
-    frames.drawn.push_back(MakeSet(layout));
+    frames.drawn.push_back(MakeSet(function, settings));
     const std::size_t size = frames.drawn.front().out.Bytes().size();
     const auto count = [&](std::size_t members) {
-        return std::clamp<std::size_t>(workingSet / (members * size) + 1, 2, kMostSets);
+        return std::clamp<std::size_t>(settings.workingSet / (members * size) + 1, 2, kMostSets);
     };
     while (frames.drawn.size() < count(3))
-        frames.drawn.push_back(MakeSet(layout));
+        frames.drawn.push_back(MakeSet(function, settings));
     while (frames.copied.size() < count(2))
-        frames.copied.push_back({MakeFrame(layout, 1), MakeFrame(layout, 2), {}});
+        frames.copied.push_back(
+            {MakeFrame(function, settings, 1), MakeFrame(function, settings, 2), {}});
     return frames;
+}
+
+bool HaveLayout(const Frames &frames, const Function &function) {
+    if (frames.drawn.empty())
+        return false;
+    const Frame &frame = frames.drawn.front().out;
+    return frame.Layout() == function.path && frame.Resolution() == ChromaOf(function);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -95,18 +102,24 @@ void Draw(const Function &function, FrameSet &set, double position) {
     CallPlugin(*function.transition, set.out, set.in1, set.in2, param);
 }
 
-/// Reads every byte: a sum of eight-byte words, which compilers vectorise.
-void Read(const Frame &frame) {
-    const std::span<const std::uint8_t> bytes = frame.Bytes();
-    std::uint64_t sum = 0;
+/// A frame's words one by one, the last one filled up with zeros.
+template<class Use>
+void ForEachWord(std::span<const std::uint8_t> bytes, const Use &use) {
+    std::uint64_t word;
     std::size_t i = 0;
-    for (; i + sizeof sum <= bytes.size(); i += sizeof sum) {
-        std::uint64_t word;
-        std::memcpy(&word, &bytes[i], sizeof word);
-        sum += word;
+    for (; i + sizeof word <= bytes.size(); i += sizeof word) {
+        std::memcpy(&word, bytes.data() + i, sizeof word);
+        use(word);
     }
-    for (; i < bytes.size(); ++i)
-        sum += bytes[i];
+    word = 0;
+    std::memcpy(&word, bytes.data() + i, bytes.size() - i);
+    use(word);
+}
+
+/// Reads every byte; compilers vectorise the sum.
+void Read(const Frame &frame) {
+    std::uint64_t sum = 0;
+    ForEachWord(frame.Bytes(), [&](std::uint64_t word) { sum += word; });
     asm volatile("" : : "r"(sum) : "memory"); // keeps the sum
 }
 
@@ -125,8 +138,8 @@ void DrawNumbers(std::int64_t count) {
 
 /// How often a draw calls rand(): the place in the sequence at which it leaves the generator. What
 /// takes fewer numbers than pixels is not bound by them and counts as 0.
-std::int64_t CountRandomNumbers(const Function &function, FrameSet &set, const Layout &layout) {
-    const std::int64_t pixels = std::int64_t(layout.width) * layout.height;
+std::int64_t CountRandomNumbers(const Function &function, FrameSet &set) {
+    const std::int64_t pixels = std::int64_t(set.out.Width()) * set.out.Height();
     const auto next = [] { return std::array<int, 3>{std::rand(), std::rand(), std::rand()}; };
     std::srand(1);
     Draw(function, set, 0.5);
@@ -145,43 +158,33 @@ std::int64_t CountRandomNumbers(const Function &function, FrameSet &set, const L
 // The check
 // ---------------------------------------------------------------------------------------------
 
-std::uint64_t Hash(const Frame &frame) {
-    std::uint64_t hash = 0xcbf29ce484222325U;
-    for (const std::uint8_t byte : frame.Bytes())
-        hash = (hash ^ byte) * 0x100000001b3U;
+/// The hash of the frame that a function draws over noise, the same in every process.
+std::uint64_t DrawnHash(const Function &function, FrameSet &set, double position) {
+    FillWithNoise(set.out, 0);
+    std::srand(1);
+    Draw(function, set, position);
+    std::uint64_t hash = 0;
+    ForEachWord(set.out.Bytes(), [&](std::uint64_t word) { hash = Mix(hash ^ word); });
     return hash;
 }
 
-/// The frame that a function draws over noise, the same in every process.
-std::uint64_t DrawnHash(const Function &function, FrameSet &set, const Frame &noise,
-                        double position) {
-    CopyPicture(noise, set.out);
-    std::srand(1);
-    Draw(function, set, position);
-    return Hash(set.out);
-}
-
-std::vector<std::uint64_t> DrawnHashes(const std::vector<Function> &functions, int width,
-                                       int height) {
+std::vector<std::uint64_t> DrawnHashes(const std::vector<Function> &functions,
+                                       const MeasureSettings &settings) {
     std::vector<std::uint64_t> hashes;
     for (const Function &function : functions) {
-        const Layout layout = LayoutOf(function, width, height);
-        FrameSet set = MakeSet(layout);
-        const Frame noise = MakeFrame(layout, 1);
+        FrameSet set = MakeSet(function, settings);
         for (const double position : kPositions)
-            hashes.push_back(DrawnHash(function, set, noise, position));
+            hashes.push_back(DrawnHash(function, set, position));
     }
     return hashes;
 }
 
-void Check(const Function &function, FrameSet &set, const Layout &layout,
-           const std::uint64_t *expected) {
-    const Frame noise = MakeFrame(layout, 1);
+void Check(const Function &function, FrameSet &set, const std::uint64_t *expected) {
     for (const double position : kPositions)
-        if (DrawnHash(function, set, noise, position) != *expected++) {
+        if (DrawnHash(function, set, position) != *expected++) {
             std::ostringstream text;
-            text << function.transition->name << (function.planar ? " YUV" : " RGB") << " at "
-                 << position << " of " << layout.width << "x" << layout.height
+            text << function.Name() << " at " << position << " of " << set.out.Width() << "x"
+                 << set.out.Height()
                  << ": the frame differs from the one that the baseline kernels draw";
             throw std::runtime_error(text.str());
         }
@@ -270,9 +273,12 @@ int BatchFor(double nanoseconds) {
     return int(std::clamp(kBatchNanoseconds / nanoseconds, 1.0, 1000.0));
 }
 
-double Median(std::vector<double> times) {
-    std::nth_element(times.begin(), times.begin() + times.size() / 2, times.end());
-    return times[times.size() / 2];
+/// The lower quartile: other work on the machine only ever adds time, and seldom to three quarters
+/// of the rounds.
+double Usual(std::vector<double> times) {
+    const auto at = times.begin() + std::ptrdiff_t(times.size() / 4);
+    std::nth_element(times.begin(), at, times.end());
+    return *at;
 }
 
 Cost MeasureOne(const Function &function, Frames &frames, std::int64_t randomNumbers,
@@ -303,25 +309,30 @@ Cost MeasureOne(const Function &function, Frames &frames, std::int64_t randomNum
     }
     double drawn = 0;
     for (const std::vector<double> &times : drawTimes)
-        drawn += Median(times) / std::size(kPositions);
-    return {drawn, Median(copyTimes), randomNumbers, Median(randomTimes)};
+        drawn += Usual(times) / double(std::size(kPositions));
+    return {drawn, Usual(copyTimes), randomNumbers, Usual(randomTimes)};
 }
 
 } // namespace
 
+std::string Function::Name() const {
+    return transition->name + (path == Path::Yuv ? " YUV" : " RGB");
+}
+
 void Measure(const std::vector<Function> &functions, const MeasureSettings &settings,
              const std::function<void(const Function &, const Cost &)> &done) {
-    const std::vector<std::uint64_t> expected = Apart<std::uint64_t>(
-        "baseline", [&] { return DrawnHashes(functions, settings.width, settings.height); });
-    std::map<Layout, Frames> frames;
+    const std::vector<std::uint64_t> expected =
+        Apart<std::uint64_t>("baseline", [&] { return DrawnHashes(functions, settings); });
+    Frames frames;
     for (std::size_t i = 0; i < functions.size(); ++i) {
-        const Layout layout = LayoutOf(functions[i], settings.width, settings.height);
-        if (!frames.contains(layout))
-            frames[layout] = MakeFrames(layout, settings.workingSet);
-        FrameSet &first = frames[layout].drawn.front();
-        Check(functions[i], first, layout, &expected[i * std::size(kPositions)]);
-        const std::int64_t numbers = CountRandomNumbers(functions[i], first, layout);
-        done(functions[i], MeasureOne(functions[i], frames[layout], numbers, settings.seconds));
+        if (!HaveLayout(frames, functions[i])) {
+            frames = {}; // before the next ones take their memory
+            frames = MakeFrames(functions[i], settings);
+        }
+        FrameSet &first = frames.drawn.front();
+        Check(functions[i], first, &expected[i * std::size(kPositions)]);
+        const std::int64_t numbers = CountRandomNumbers(functions[i], first);
+        done(functions[i], MeasureOne(functions[i], frames, numbers, settings.seconds));
     }
 }
 

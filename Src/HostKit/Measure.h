@@ -3,6 +3,7 @@
 /// copying a frame of the same layout and reading the copy costs.
 #pragma once
 
+#include "Frame.h"
 #include "Plugin.h"
 
 #include <cstdint>
@@ -15,7 +16,9 @@ namespace hostkit {
 /// One of a transition's two functions. The transition must have it.
 struct Function {
     const Transition *transition;
-    bool planar; ///< the planar function, else the packed one
+    Path path;
+    /// The transition's name and the path, as in "Erase YUV".
+    std::string Name() const;
 };
 
 /// Nanoseconds of one frame.

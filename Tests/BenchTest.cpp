@@ -1,0 +1,125 @@
+// The program's bench: what it measures, and what it refuses.
+
+#include "Shell.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <map>
+#include <regex>
+#include <sstream>
+#include <vector>
+
+namespace {
+
+Outcome Bench(const std::string &arguments) {
+    return Shell(TP_PROGRAM " bench --memory 1 --seconds 0 " + arguments);
+}
+
+Outcome BenchOfTestPlugin(const std::string &arguments) {
+    return Shell(TP_PROGRAM " --plugin " TP_BENCH_PLUGIN " bench --memory 1 --seconds 0 " +
+                 arguments);
+}
+
+TEST(Bench, ComparesEachFrameWithTheBaselineKernels) {
+    const Outcome outcome = BenchOfTestPlugin("-t Copy -t WrongLate --size 33x17");
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_NE(outcome.output.find("\nCopy "), std::string::npos) << outcome.output;
+    EXPECT_NE(outcome.output.find("transitions: WrongLate YUV at 0.85 of 33x17: "),
+              std::string::npos)
+        << outcome.output;
+    EXPECT_EQ(outcome.output.find("\nWrongLate "), std::string::npos) << outcome.output;
+}
+
+TEST(Bench, TellsOfCrashes) {
+    const Outcome outcome = BenchOfTestPlugin("-t Crash --size 8x8");
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_NE(outcome.output.find("\ntransitions: "), std::string::npos) << outcome.output;
+}
+
+/// Nanoseconds of "12.3 us".
+double Nanoseconds(const std::string &value, const std::string &unit) {
+    static const std::map<std::string, double> units = {
+        {"ns", 1}, {"us", 1e3}, {"ms", 1e6}, {"s", 1e9}};
+    return std::stod(value) * units.at(unit);
+}
+
+TEST(Bench, PrintsTimesThatShowAndTheirRatio) {
+    for (const std::string size : {"1x1", "64x36", "640x360"}) {
+        const Outcome outcome = Bench("-t Erase -t TrEraseShift --size " + size);
+        EXPECT_EQ(outcome.status, 0) << outcome.output;
+        static const std::regex kRow(
+            R"((\S+) +(yuv|rgb) +([0-9.]+) +([0-9.]+) ([num]?s) +([0-9.]+) ([num]?s))");
+        std::istringstream lines(outcome.output.substr(outcome.output.find("Copied")));
+        std::string line, rows;
+        std::getline(lines, line);
+        for (std::smatch m; std::getline(lines, line);) {
+            ASSERT_TRUE(std::regex_match(line, m, kRow)) << line;
+            rows += m.str(1) + " " + m.str(2) + ", ";
+            const double drawn = Nanoseconds(m[4], m[5]), copied = Nanoseconds(m[6], m[7]);
+            EXPECT_GT(copied, 0) << line;
+            EXPECT_NEAR(std::stod(m[3]), drawn / copied, 0.005 + 0.011 * drawn / copied) << line;
+        }
+        EXPECT_EQ(rows, "Erase yuv, TrEraseShift yuv, Erase rgb, ");
+    }
+}
+
+TEST(Bench, CountsRandomNumbersWhereThereAreMany) {
+    const std::string random = BenchOfTestPlugin("-t Random --size 40x30").output;
+    EXPECT_NE(random.find(" times its 2400 calls of rand()\n"), std::string::npos) << random;
+    EXPECT_EQ(BenchOfTestPlugin("-t Copy --size 40x30").output.find("rand()"), std::string::npos);
+}
+
+std::vector<double> Numbers(const std::string &table, const std::string &heading) {
+    const std::size_t start = table.find("| " + heading + " |");
+    if (start == std::string::npos)
+        return {};
+    std::istringstream row(table.substr(start + heading.size() + 4));
+    std::vector<double> numbers;
+    for (double number; row >> number; row.ignore(2))
+        numbers.push_back(number);
+    return numbers;
+}
+
+TEST(Bench, MarkdownMeasuresEachColumnWithItsKernels) {
+    const Outcome outcome = BenchOfTestPlugin("--markdown -t SlowBaseline");
+    const std::vector<double> slow = Numbers(outcome.output, "SlowBaseline YUV");
+    ASSERT_EQ(slow.size(), 7U) << outcome.output;
+    const auto slowest = std::max_element(slow.begin(), slow.end());
+    EXPECT_NE(outcome.output.find("| 1920 x 1080, AVX2 | 1920 x 1080, baseline |"),
+              std::string::npos);
+    EXPECT_EQ(slowest - slow.begin(), 5) << outcome.output;
+    for (auto other = slow.begin(); other != slow.end(); ++other)
+        EXPECT_TRUE(other == slowest || *other < *slowest / 3) << outcome.output;
+}
+
+TEST(Bench, RefusesWhatItCannotMeasure) {
+    struct Case {
+        const char *arguments;
+        int status;
+        const char *expected;
+    };
+    const Case kCases[] = {
+        {"--size 64x36junk", 1, "--size 64x36junk: give the size as WIDTHxHEIGHT"},
+        {"--size 64x36x8", 1, "--size 64x36x8: "},
+        {"--size 64", 1, "--size 64: "},
+        {"--size 64x", 1, "--size 64x: "},
+        {"--size 0x36", 1, "--size 0x36: "},
+        {"--size 64x-36", 1, "--size 64x-36: "},
+        {"--size 99999999999x36", 1, "--size 99999999999x36: "},
+        {"-t TrDropShift --path rgb", 1, "\"TrDropShift\" has no rgb path; use --path yuv"},
+        {"--path sideways", 2, "sideways"},
+        {"--memory 0", 2, "--memory"},
+        {"--markdown --size 64x36", 2, "excludes"},
+    };
+    for (const auto &[arguments, status, expected] : kCases) {
+        const Outcome outcome = Shell(std::string(TP_PROGRAM " bench -t Push ") + arguments);
+        EXPECT_EQ(outcome.status, status) << arguments << "\n" << outcome.output;
+        EXPECT_NE(outcome.output.find(expected), std::string::npos) << outcome.output;
+        EXPECT_EQ(std::count(outcome.output.begin(), outcome.output.end(), '\n'), 1)
+            << outcome.output;
+    }
+}
+
+} // namespace
