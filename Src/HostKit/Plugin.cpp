@@ -17,10 +17,11 @@ std::string Narrow(const wchar_t *text, std::size_t size) {
     return result;
 }
 
-/// Whether a text ends inside its field and is one that users can read.
+/// Whether a text ends inside its field and is made of characters.
 bool IsText(const wchar_t *text, std::size_t size) {
     const wchar_t *end = std::find(text, text + size, L'\0');
-    return end != text + size && std::all_of(text, end, [](wchar_t c) { return c >= 32; });
+    return end != text + size &&
+           std::all_of(text, end, [](wchar_t c) { return c >= 32 && c <= 0x10ffff; });
 }
 
 /// Whether a record holds what this interface has at its offsets.
