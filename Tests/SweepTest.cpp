@@ -131,6 +131,7 @@ struct Function {
     std::string name;
     TransFuncYUV yuv;
     TransFuncRGB rgb;
+    bool fullChroma;
 };
 
 void PrintTo(const Function &function, std::ostream *out) {
@@ -138,18 +139,13 @@ void PrintTo(const Function &function, std::ostream *out) {
 }
 
 std::vector<Function> Functions() {
-    // The registry names its transitions, not its functions: those follow from the addresses.
-    constexpr const char *registered[] = {"TrErase", "TrEraseSlide", "TrBar",     "TrDrop",
-                                          "TrBlind", "TrTurn",       "TrRoll",    "roll_RT",
-                                          "TrWind",  "TrRect",       "TrRect3",   "TrLinearWipe",
-                                          "TrPush",  "TrFlash",      "TrDoorWay", "TrCrossZoom"};
     std::vector<Function> functions;
     for (const hostkit::Transition &t : TestedPlugin().Transitions()) {
-        const std::string name = t.IsRegistered() ? registered[t.index] : t.name;
         if (t.yuv)
-            functions.push_back({name, t.yuv, nullptr});
+            functions.push_back(
+                {t.info.function, t.yuv, nullptr, t.info.chroma == hostkit::Chroma::Full});
         if (t.rgb)
-            functions.push_back({name == "roll_RT" ? "roll_RT_RGB" : name + "RGB", nullptr, t.rgb});
+            functions.push_back({t.info.PackedFunction(), nullptr, t.rgb, false});
     }
     return functions;
 }
@@ -189,7 +185,7 @@ public:
         pitchUV = (pitch + 1) / 2 + padding / 2;
         chromaWidth = (size.width + 1) / 2;
         chromaHeight = (size.height + 1) / 2;
-        if (function.name == "roll_RT") {
+        if (function.fullChroma) {
             pitchUV = pitch;
             chromaWidth = size.width;
             chromaHeight = size.height;
