@@ -1,9 +1,11 @@
 #include "Media.h"
 
-#include "Program.h"
+#include "Failure.h"
 
+#include <cstdlib>
 #include <mutex>
 #include <new>
+#include <utility>
 
 extern "C" {
 #include <libavutil/error.h>
@@ -63,12 +65,8 @@ std::int64_t Duration(const AVFrame &frame) {
 #endif
 }
 
-void SetDuration(AVFrame &frame, std::int64_t duration) {
-#if LIBAVUTIL_VERSION_MAJOR >= 58
-    frame.duration = duration;
-#else
-    frame.pkt_duration = duration;
-#endif
+bool IsKnown(AVRational ratio) {
+    return ratio.num > 0 && ratio.den > 0;
 }
 
 int Check(int answer, const std::string &what) {
@@ -87,6 +85,7 @@ std::string TakeComplaint() {
 
 void SilenceLibraries() {
     av_log_set_callback(KeepComplaint);
+    setenv("SVT_LOG", "1", 0); // SVT-AV1 obeys nothing else
 }
 
 } // namespace host

@@ -1,11 +1,10 @@
 /// \file Media.h
-/// Pictures as they pass from the reader of a clip to the writer of the result.
+/// FFmpeg's objects with owners, and its errors as Failures.
 #pragma once
 
 #include <cstdint>
 #include <memory>
 #include <string>
-#include <vector>
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -32,45 +31,29 @@ using Packet = std::unique_ptr<AVPacket, Release<av_packet_free>>;
 using Codec = std::unique_ptr<AVCodecContext, Release<avcodec_free_context>>;
 using Demuxer = std::unique_ptr<AVFormatContext, Release<avformat_close_input>>;
 
-/// A new frame without pixels.
+/// A new frame without samples.
 Frame NewFrame();
-/// Another reference to the same pixels.
+/// Another reference to the same samples.
 Frame Share(const AVFrame &frame);
-/// A frame with pixels of its own.
+/// A picture with pixels of its own.
 Frame NewPicture(AVPixelFormat pixels, int width, int height);
 
 /// How long a picture shows, in the unit of its pts; 0 is unknown.
 std::int64_t Duration(const AVFrame &frame);
-void SetDuration(AVFrame &frame, std::int64_t duration);
 
-/// How the numbers of a picture stand for colours.
-struct Colours {
-    AVColorRange range = AVCOL_RANGE_UNSPECIFIED;
-    AVColorSpace matrix = AVCOL_SPC_UNSPECIFIED;
-    AVColorPrimaries primaries = AVCOL_PRI_UNSPECIFIED;
-    AVColorTransferCharacteristic transfer = AVCOL_TRC_UNSPECIFIED;
-    AVChromaLocation location = AVCHROMA_LOC_UNSPECIFIED;
-};
+/// A ratio that is known, and above 0.
+bool IsKnown(AVRational ratio);
 
-/// What is known of a clip or still picture before its first frame is used, and of the result.
-struct VideoFormat {
-    int width = 0;
-    int height = 0;
-    AVRational rate = {25, 1};     ///< frames per second
-    AVRational aspect = {0, 1};    ///< width of a pixel by its height; 0 is unknown
-    AVRational timeBase = {1, 25}; ///< unit of the frames' pts and duration, in seconds
-    Colours colours;
-    bool isYuv = true;
-    bool hasAlpha = false;
-    bool isStill = false;       ///< one picture without a length of its own
-    std::string y4mInterlacing; ///< value of the I tag of YUV4MPEG2, where the clip had one
-    std::string y4mChroma;      ///< value of its C tag
-    std::vector<std::string> y4mComments; ///< values of its X tags but for the colour range
+/// What a sound's samples are.
+struct SoundFormat {
+    int rate = 0;     ///< samples per second; 0 is no sound
+    int channels = 0; ///< in the usual layout of that many
 };
 
 /// Throws a Failure "what: why" when an FFmpeg call answered with an error; returns the answer.
 int Check(int answer, const std::string &what);
-/// Keeps FFmpeg's libraries from writing to the terminal; Check tells their last complaint.
+/// Keeps FFmpeg's libraries, and the encoders that write by themselves, from writing to the
+/// terminal; Check tells their last complaint.
 void SilenceLibraries();
 /// The last complaint that nobody has taken yet.
 std::string TakeComplaint();

@@ -1,6 +1,6 @@
 #include "OutputFile.h"
 
-#include "Program.h"
+#include "Failure.h"
 
 #include <atomic>
 #include <climits>
@@ -42,12 +42,19 @@ OutputFile::OutputFile(const fs::path &name) : final(name) {
         final = fs::weakly_canonical(final, missing); // replace the file, not the link to it
     if (fs::is_directory(final, missing))
         throw Failure(final.string() + ": is a folder");
+    const fs::path folder = fs::absolute(final).parent_path();
+    if (!fs::is_directory(folder, missing))
+        throw Failure(final.string() + ": there is no folder " + final.parent_path().string());
+    if (fs::exists(final, missing) && access(final.c_str(), W_OK) != 0)
+        throw Failure(final.string() + ": is write-protected");
     isDirect = fs::exists(final, missing) && !fs::is_regular_file(final, missing);
     part = final;
     if (isDirect)
         return;
-    part.replace_filename("." + final.filename().string() + "." + std::to_string(getpid()) +
-                          ".part");
+    if (access(folder.c_str(), W_OK) != 0)
+        throw Failure(final.string() + ": nothing can be written in its folder");
+    part.replace_filename(std::string(".").append(final.filename()) + "." +
+                          std::to_string(getpid()) + ".part");
     if (part.native().size() >= sizeof unfinished)
         throw Failure(final.string() + ": the name is too long");
     std::strcpy(unfinished, part.c_str());

@@ -1,7 +1,7 @@
 #include "Pictures.h"
 
 #include "OutputFile.h"
-#include "Program.h"
+#include "Failure.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -1,5 +1,7 @@
 #include "Progress.h"
 
+#include "Messages.h"
+
 #include <algorithm>
 #include <cinttypes>
 #include <cstdio>
@@ -7,8 +9,8 @@
 
 namespace host {
 
-Progress::Progress(std::int64_t frames, bool isQuiet)
-    : total(frames), isShown(!isQuiet && isatty(STDERR_FILENO)) {}
+Progress::Progress(std::int64_t frames)
+    : total(frames), isShown(!IsQuiet() && isatty(STDERR_FILENO)) {}
 
 void Progress::Count() {
     constexpr std::chrono::milliseconds kPause(200);

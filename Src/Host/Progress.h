@@ -7,11 +7,12 @@
 
 namespace host {
 
-/// Frames done, speed and time left, on standard error when that is a terminal.
+/// Frames done, speed and time left, on standard error when that is a terminal and the user does
+/// not want quiet.
 class Progress {
 public:
     /// total is 0 when it is not known.
-    Progress(std::int64_t total, bool isQuiet);
+    explicit Progress(std::int64_t total);
     ~Progress() { Finish(); }
     /// One more frame is done.
     void Count();

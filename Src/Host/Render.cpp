@@ -1,26 +1,29 @@
-/// `transitions render`: clip A, a transition over the overlap, clip B.
+#include "Render.h"
 
-#include "Audio.h"
 #include "Channel.h"
-#include "Convert.h"
+#include "Clip.h"
+#include "EditList.h"
+#include "Failure.h"
+#include "Joints.h"
+#include "Messages.h"
 #include "OutputFile.h"
-#include "Program.h"
+#include "Painter.h"
 #include "Progress.h"
+#include "Shelf.h"
 #include "Sink.h"
-#include "Source.h"
+#include "Sound.h"
 #include "Timeline.h"
 
 #include <algorithm>
-#include <cinttypes>
-#include <cmath>
-#include <cstdio>
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
-#include <map>
+#include <fstream>
+#include <set>
 #include <thread>
 
 extern "C" {
 #include <libavutil/parseutils.h>
-#include <libavutil/pixdesc.h>
 }
 
 namespace host {
@@ -29,175 +32,295 @@ namespace {
 
 namespace fs = std::filesystem;
 
-struct RenderOptions {
-    std::string transition;
-    std::string a, b;
-    OutputOptions output;
-    double seconds = 1;
-    double stillSeconds = 3;
-    Path path = Path::Yuv;
-    std::string size;
-    std::string rate;
-    Fit fit = Fit::Contain;
-    std::string easing = "linear";
-    bool reverse = false;
-    std::uint64_t seed = 0;
-    bool only = false;
-    std::string frames;
-    bool noAudio = false;
-    bool quiet = false;
+/// A frame of the result on its way: first the clips' pictures, then what is written.
+struct Picture {
+    Step step;
+    Frame a, b;
 };
 
-/// A frame of the result on its way to the file.
-struct Drawn {
-    Step step; ///< without its pictures
-    Frame picture;
+/// The work of a render, decided before it begins.
+struct Work {
+    std::vector<Clip> clips;
+    std::vector<Joint> joints;
+    Canvas canvas;
+    Timeline timeline;
+    Range range; ///< of the frames that are written
+    bool only;
 };
 
-/// Draws the frames of the result, or passes them on in the file's pixels.
-class Painter {
-public:
-    Painter(const hostkit::Transition &drawnTransition, const RenderOptions &renderOptions,
-            const Target &result, AVPixelFormat filePixels, std::int64_t overlapFrames)
-        : transition(drawnTransition), options(renderOptions), target(result), pixels(filePixels),
-          overlap(overlapFrames), motion{hostkit::FindEasing(options.easing), options.reverse,
-                                         options.seed},
-          passA(target), passB(target), passDrawn(target), inputA(options.path, target),
-          inputB(options.path, target) {}
+// -------------------------------------------------------------------------------------------------
+// What the result is
+// -------------------------------------------------------------------------------------------------
 
-    Frame Paint(const Step &step) {
-        if (!step.b)
-            return passA.ToFrame(*step.a, pixels);
-        if (!step.a)
-            return passB.ToFrame(*step.b, pixels);
-        hostkit::Frame out(options.path, target.width, target.height);
-        Draw(transition, motion, hostkit::MomentOf(step.inOverlap, overlap), out,
-             inputA.Load(*step.a), inputB.Load(*step.b));
-        return passDrawn.ToFrame(*Wrap(std::move(out), target), pixels);
-    }
+/// The result takes after its first clip that moves.
+const Clip &Lead(const std::vector<Clip> &clips) {
+    const auto moving =
+        std::find_if(clips.begin(), clips.end(), [](const Clip &clip) { return !clip.isStill; });
+    return moving == clips.end() ? clips.front() : *moving;
+}
 
-private:
-    /// A clip's frame as the plug-in is given it, kept while the clip stands still.
-    struct Input {
-        Input(Path path, const Target &target)
-            : converter(target), frame(path, target.width, target.height) {}
-        const hostkit::Frame &Load(const AVFrame &picture) {
-            if (!loaded || loaded->data[0] != picture.data[0])
-                converter.ToDrawn(picture, frame);
-            loaded = Share(picture);
-            return frame;
-        }
-        Converter converter;
-        Frame loaded;
-        hostkit::Frame frame;
-    };
-
-    const hostkit::Transition &transition;
-    const RenderOptions &options;
-    Target target;
-    AVPixelFormat pixels;
-    std::int64_t overlap;
-    hostkit::Motion motion;
-    Converter passA, passB, passDrawn;
-    Input inputA, inputB;
-};
-
-/// The result takes after the first clip, and what a still picture cannot tell after the second.
-VideoFormat ResultFormat(const RenderOptions &options, const VideoFormat &a, const VideoFormat &b) {
-    VideoFormat result = a;
-    result.isStill = false;
-    const VideoFormat &moving = a.isStill ? b : a;
-    result.rate = moving.rate;
-    if (!options.rate.empty() && av_parse_video_rate(&result.rate, options.rate.c_str()) < 0)
-        throw Failure("--rate " + options.rate + ": give frames per second, as 25 or 30000/1001");
-    if (!options.size.empty()) {
-        const Size size = ParseSize(options.size);
-        result.width = size.width;
-        result.height = size.height;
-        result.aspect = {1, 1};
-    }
-    if (!moving.isStill && moving.isYuv)
-        result.colours = moving.colours;
-    else // pictures have colours of their own kind, which players of video do not expect
-        result.colours = Assumed({}, result.height);
-    return result;
+/// Videos are in video range whatever the clips are; players expect it, and the planar paths draw
+/// so. High dynamic range needs more than 8 bits.
+Colours ResultColours(const Clip &lead, AVPixelFormat pixels, int depth, int height) {
+    Colours colours;
+    if (!lead.isStill && !IsRgb(lead.pixels) && !IsGrey(lead.pixels))
+        colours = lead.colours;
+    if ((IsHdr(colours) || IsWide(colours)) && depth == 8)
+        colours = {AVCOL_RANGE_MPEG, AVCOL_SPC_BT709, AVCOL_PRI_BT709, AVCOL_TRC_BT709,
+                   AVCHROMA_LOC_LEFT};
+    colours.range = AVCOL_RANGE_MPEG;
+    return Assumed(colours, pixels, height);
 }
 
 /// Codecs that keep chroma at half resolution take even sizes only.
-void MakeSizeEven(const RenderOptions &options, VideoFormat &result) {
-    const int width = std::max(2, result.width / 2 * 2);
-    const int height = std::max(2, result.height / 2 * 2);
-    if (width == result.width && height == result.height)
+void MakeSizeEven(const RenderOptions &options, Canvas &canvas) {
+    const int width = std::max(2, canvas.width / 2 * 2),
+              height = std::max(2, canvas.height / 2 * 2);
+    if (width == canvas.width && height == canvas.height)
         return;
     const std::string even = std::to_string(width) + "x" + std::to_string(height);
     if (!options.size.empty())
         throw Failure(options.output.file +
                       ": its codec needs an even width and height; give --size " + even);
-    if (!options.quiet)
-        std::fprintf(stderr, "The codec needs an even width and height: %dx%d becomes %s.\n",
-                     result.width, result.height, even.c_str());
-    result.width = width;
-    result.height = height;
+    Tell("The codec needs an even width and height: " + std::to_string(canvas.width) + "x" +
+         std::to_string(canvas.height) + " becomes " + even + ".");
+    canvas.width = width;
+    canvas.height = height;
 }
 
-std::int64_t FramesIn(double seconds, AVRational rate) {
-    return std::max<std::int64_t>(1, std::llround(seconds * av_q2d(rate)));
+/// Photographs are larger than films.
+void LimitSize(Canvas &canvas) {
+    constexpr double kWidth = 1920, kHeight = 1080;
+    const double factor = std::min(kWidth / canvas.width, kHeight / canvas.height);
+    if (factor >= 1)
+        return;
+    canvas.width = 2 * int(canvas.width * factor / 2 + 0.5);
+    canvas.height = 2 * int(canvas.height * factor / 2 + 0.5);
+    Tell("The pictures become " + std::to_string(canvas.width) + "x" +
+         std::to_string(canvas.height) + "; --size gives another size.");
 }
 
-void CheckOptions(const RenderOptions &options) {
-    constexpr double kLongest = 3600;
-    for (const auto &[name, seconds] :
-         {std::pair("--duration", options.seconds), std::pair("--still", options.stillSeconds)})
-        if (!(seconds > 0 && seconds <= kLongest))
-            throw Failure(std::string(name) + ": give seconds above 0, at most 3600");
-    if (!hostkit::FindEasing(options.easing)) {
-        std::string names;
-        for (const hostkit::Easing &easing : hostkit::Easings())
-            names += (names.empty() ? "" : ", ") + std::string(easing.name);
-        throw Failure("--ease " + options.easing + ": there are " + names);
+Canvas MakeCanvas(const RenderOptions &options, const OutputPlan &plan, const Clip &lead) {
+    Canvas canvas;
+    canvas.width = lead.width;
+    canvas.height = lead.height;
+    canvas.aspect = lead.aspect;
+    canvas.rate = lead.rate;
+    canvas.fit = options.fit;
+    canvas.pixels = plan.pixels;
+    if (!options.rate.empty() && av_parse_video_rate(&canvas.rate, options.rate.c_str()) < 0)
+        throw Failure("--rate " + options.rate + ": give frames per second, as 25 or 30000/1001");
+    if (!options.size.empty()) {
+        const Size size = ParseSize(options.size);
+        canvas.width = size.width;
+        canvas.height = size.height;
+        canvas.aspect = {1, 1};
+    } else if (lead.isStill && plan.kind == OutputPlan::Kind::Container && !plan.IsY4m()) {
+        LimitSize(canvas);
     }
-    if (options.a == "-" && options.b == "-")
+    if (plan.needsEvenSize)
+        MakeSizeEven(options, canvas);
+    canvas.colours = ResultColours(lead, plan.pixels, options.output.depth, canvas.height);
+    canvas.keepsInterlacing = options.keepInterlacing;
+    if (options.keepInterlacing)
+        canvas.fields = lead.fields;
+    return canvas;
+}
+
+/// What becomes of the clips that is not plain to see.
+void TellChanges(const RenderOptions &options, const Work &work, const OutputPlan &plan) {
+    const Canvas &canvas = work.canvas;
+    bool hasSound = false;
+    std::set<std::string> told;
+    for (const Clip &clip : work.clips) {
+        if (!told.insert(clip.name).second)
+            continue;
+        hasSound = hasSound || clip.sound.rate;
+        if (IsHdr(clip.colours) && !IsHdr(canvas.colours))
+            Tell(clip.name +
+                 ": its high dynamic range is tone-mapped to the result's standard one");
+        else if (BitsOf(clip.pixels) == 10 && BitsOf(canvas.pixels) == 8)
+            Tell(clip.name +
+                 ": its 10 bits become 8; --depth 10 keeps them outside the transitions");
+        if (!clip.leftOut.empty())
+            Tell(clip.name + ": left out: " + clip.leftOut);
+        if (clip.isPipe && clip.sound.rate && !options.sound.noClips)
+            Tell(clip.name + ": its sound is left out, for a pipe can be read only once");
+    }
+    if (options.output.depth == 10)
+        Tell("The transitions are drawn in 8 bits, the clips stay in 10.");
+    if (!plan.sound && (hasSound || !options.sound.music.empty()) && !options.sound.noClips)
+        Tell((options.output.file == "-" ? "standard output" : options.output.file) +
+             ": files of this kind hold no sound, so it is left out");
+}
+
+// -------------------------------------------------------------------------------------------------
+// What it is made of
+// -------------------------------------------------------------------------------------------------
+
+std::vector<Clip> ProbeClips(const RenderOptions &options) {
+    std::vector<Clip> clips;
+    if (std::count_if(options.clips.begin(), options.clips.end(),
+                      [](const Wish &wish) { return wish.file == kStandardInput; }) > 1)
         throw Failure("only one of the clips can come from standard input");
-    std::error_code missing;
-    for (const std::string &clip : {options.a, options.b})
-        if (fs::is_regular_file(options.output.file, missing) &&
-            fs::equivalent(clip, options.output.file, missing))
-            throw Failure(options.output.file + ": is one of the clips");
+    for (const Wish &wish : options.clips)
+        clips.push_back(ProbeClip(wish.file));
+    return clips;
 }
 
-/// Tells how the length of the result comes about.
-std::string Arithmetic(const Cut &cut, const Lengths &lengths) {
-    char text[256];
-    const std::int64_t joined = lengths.a + lengths.b - cut.overlap;
-    std::snprintf(text, sizeof text,
-                  cut.onlyOverlap
-                      ? "A %" PRId64 ", B %" PRId64 ": only the overlap, %" PRId64 " frames"
-                      : "A %" PRId64 " + B %" PRId64 " - overlap %" PRId64 " = %" PRId64 " frames",
-                  lengths.a, lengths.b, cut.overlap, joined);
-    return text;
+Path PathOf(const JointWish &wish, const hostkit::Transition &transition) {
+    RequirePath(transition, wish.path);
+    return wish.path;
 }
 
-/// How many frames will be written.
-std::int64_t Wanted(const Cut &cut, const Lengths &lengths) {
-    const std::int64_t all = cut.onlyOverlap ? cut.overlap : lengths.a + lengths.b - cut.overlap;
-    return std::min(all, cut.range.end) - cut.range.begin;
+std::vector<Joint> ChooseJoints(const RenderOptions &options, const hostkit::Plugin &plugin,
+                                AVRational rate) {
+    std::vector<const hostkit::Transition *> row, candidates;
+    for (const JointWish &wish : options.joints)
+        row.push_back(wish.name == hostkit::kAnyJoint ? nullptr : &RequireJoint(plugin, wish.name));
+    for (const hostkit::Transition &transition : plugin.Transitions())
+        if (transition.IsRegistered() && transition.yuv && transition.rgb)
+            candidates.push_back(&transition);
+    hostkit::ChooseAny(row, candidates, options.seed);
+    std::vector<Joint> joints;
+    for (std::size_t i = 0; i < row.size(); ++i) {
+        const JointWish &wish = options.joints[i];
+        const std::int64_t overlap = std::max<std::int64_t>(1, FramesIn(wish.length, rate));
+        joints.push_back({row[i],
+                          PathOf(wish, *row[i]),
+                          {hostkit::FindEasing(wish.easing), wish.reverse, wish.seed},
+                          hostkit::Overlaps(*row[i]) ? overlap : 0});
+    }
+    return joints;
 }
 
-std::optional<AudioFormat> AudioOf(const RenderOptions &options, const OutputPlan &plan) {
-    if (options.noAudio || !plan.audio)
+/// The frames of a clip between its in and out points; a still picture's are as many as its
+/// transitions need.
+std::optional<std::int64_t> CountFrames(const RenderOptions &options, std::size_t index,
+                                        const std::vector<Joint> &joints, AVRational rate,
+                                        Clip &clip) {
+    const Wish &wish = options.clips[index];
+    const std::int64_t in = wish.in ? FramesIn(*wish.in, rate) : 0;
+    const std::int64_t out = wish.out ? FramesIn(*wish.out, rate) : INT64_MAX;
+    if (wish.out && out <= in)
+        throw Failure(clip.name + ": its out point is not behind its in point");
+    if (clip.isStill) {
+        const std::int64_t needed = (index ? joints[index - 1].overlap : 0) +
+                                    (index < joints.size() ? joints[index].overlap : 0);
+        return wish.out ? out - in
+                        : std::max({FramesIn(options.still, rate), needed, std::int64_t(1)});
+    }
+    clip.in = in;
+    const std::optional<std::int64_t> all = FramesOf(clip, rate);
+    if (!all)
+        return wish.out ? std::optional(out - in) : std::nullopt;
+    if (in >= *all)
+        throw Failure(clip.name + ": ends before its in point, after " + std::to_string(*all) +
+                      " frames");
+    if (wish.out && out > *all)
+        throw Failure(clip.name + ": ends before its out point, after " + std::to_string(*all) +
+                      " frames");
+    return std::min(out, *all) - in;
+}
+
+Work Prepare(const RenderOptions &options, const hostkit::Plugin &plugin, const OutputPlan &plan,
+             std::vector<Clip> clips) {
+    const Canvas canvas = MakeCanvas(options, plan, Lead(clips));
+    std::vector<Joint> joints = ChooseJoints(options, plugin, canvas.rate);
+    std::vector<Part> parts;
+    for (std::size_t i = 0; i < clips.size(); ++i) {
+        Part part;
+        part.name = clips[i].name;
+        part.frames = CountFrames(options, i, joints, canvas.rate, clips[i]);
+        if (i < joints.size()) {
+            part.overlap = joints[i].overlap;
+            part.joint = joints[i].transition->name;
+        }
+        parts.push_back(part);
+    }
+    const Range range = options.frames.empty() ? Range() : ParseRange(options.frames);
+    return {
+        std::move(clips), std::move(joints), canvas, Timeline(std::move(parts), canvas.rate), range,
+        options.only};
+}
+
+// -------------------------------------------------------------------------------------------------
+// The making
+// -------------------------------------------------------------------------------------------------
+
+void RequireRange(const Work &work, std::int64_t frames) {
+    if (frames <= work.range.begin)
+        throw Failure("--frames: the result ends before frame " + std::to_string(work.range.begin) +
+                      ", it has " + std::to_string(frames));
+}
+
+/// How many frames will be written, as far as that is known.
+std::optional<std::int64_t> CountWanted(const Work &work) {
+    if (!work.timeline.Length())
         return {};
-    std::optional<AudioFormat> format = ProbeAudio(options.a);
-    if (!format)
-        format = ProbeAudio(options.b);
-    return format ? std::optional(ResultAudio(*format, *plan.audio)) : std::nullopt;
+    std::int64_t frames = 0;
+    for (const Range &range : work.timeline.Ranges(work.only))
+        frames += range.end - range.begin;
+    RequireRange(work, frames);
+    return std::min(frames, work.range.end) - work.range.begin;
+}
+
+/// Where a pipe ends, and with it what is seen, is known only when it has ended: as many of its
+/// frames as its overlap is long are held back.
+bool LooksAhead(Work &work, Shelf &shelf, std::int64_t time) {
+    Step step = work.timeline.At(time);
+    const Part &part = work.timeline.Parts()[step.a.clip];
+    if (part.frames)
+        return time < work.timeline.Length().value_or(INT64_MAX);
+    if (const auto frames = shelf.EndBefore(step.a.clip, step.a.frame + part.overlap))
+        work.timeline.SetFrames(step.a.clip, *frames);
+    return time < work.timeline.Length().value_or(INT64_MAX);
+}
+
+/// Reads the pipes whose ends decide where the overlaps are.
+void FindOverlaps(Work &work, Shelf &shelf) {
+    const std::vector<Part> &parts = work.timeline.Parts();
+    for (int clip = 0; clip + 1 < int(parts.size()); ++clip)
+        for (std::int64_t frame = 0; !parts[clip].frames; ++frame) {
+            const auto frames = shelf.EndBefore(clip, frame + parts[clip].overlap);
+            if (frames)
+                work.timeline.SetFrames(clip, *frames);
+            else
+                shelf.Get(clip, frame);
+        }
+}
+
+/// Sends the clips' pictures for every wanted frame of the result, in order.
+void ReadPictures(Work &work, Channel<Picture> &pictures) {
+    Shelf shelf(work.clips, work.canvas);
+    std::int64_t number = 0;
+    if (work.only)
+        FindOverlaps(work, shelf);
+    for (const Range &range : work.timeline.Ranges(work.only))
+        for (std::int64_t time = range.begin; time < range.end && LooksAhead(work, shelf, time);
+             ++time, ++number) {
+            if (number >= work.range.end)
+                return;
+            if (number < work.range.begin)
+                continue;
+            Picture picture = {work.timeline.At(time), {}, {}};
+            picture.step.number = number;
+            shelf.Leave(picture.step.a.clip);
+            picture.a = shelf.Get(picture.step.a.clip, picture.step.a.frame);
+            if (picture.step.b)
+                picture.b = shelf.Get(picture.step.b->clip, picture.step.b->frame);
+            if (!pictures.Send(std::move(picture)))
+                return;
+        }
+    RequireRange(work, number);
 }
 
 /// Runs the work in a thread of its own; what it throws arrives at the receiver of its channel.
-template<class Item, class Work>
-std::jthread Stage(Channel<Item> &output, Work work) {
-    return std::jthread([&output, work] {
+template<class Item, class Job>
+std::jthread Stage(Channel<Item> &output, Job job) {
+    return std::jthread([&output, job] {
         try {
-            work();
+            job();
             output.Finish();
         } catch (...) {
             output.Fail(std::current_exception());
@@ -206,173 +329,126 @@ std::jthread Stage(Channel<Item> &output, Work work) {
 }
 
 /// Reads, draws and writes at the same time, each a few frames ahead of the next.
-Lengths Produce(SteadySource &a, SteadySource &b, const Cut &cut, Painter &painter, Sink &sink,
-                AudioMix *audio, Progress &progress) {
+void Produce(Work &work, Sink &sink, SoundTrack *sound, Progress &progress) {
     constexpr std::size_t kAhead = 4;
-    Channel<Step> steps(kAhead);
-    Channel<Drawn> drawn(kAhead);
-    Lengths lengths;
-    const std::jthread reader = Stage(steps, [&] { lengths = Join(a, b, cut, steps); });
+    Channel<Picture> read(kAhead), drawn(kAhead);
+    const std::optional<std::int64_t> length = work.timeline.Length();
+    const std::jthread reader = Stage(read, [&] { ReadPictures(work, read); });
     const std::jthread drawer = Stage(drawn, [&] {
-        while (std::optional<Step> step = steps.Receive()) {
-            Frame picture = painter.Paint(*step);
-            step->a.reset();
-            step->b.reset();
-            if (!drawn.Send({std::move(*step), std::move(picture)}))
+        Painter painter(work.canvas);
+        while (std::optional<Picture> picture = read.Receive()) {
+            if (picture->b) {
+                const Joint &joint = work.joints[picture->step.a.clip];
+                picture->a =
+                    painter.Paint(joint, picture->step.inOverlap, *picture->a, *picture->b);
+                picture->b.reset();
+            }
+            if (!drawn.Send(std::move(*picture)))
                 return;
         }
     });
     struct Release { // before the threads are waited for, however this function ends
-        Channel<Step> &steps;
-        Channel<Drawn> &drawn;
+        Channel<Picture> &read, &drawn;
         ~Release() {
-            steps.Abandon();
+            read.Abandon();
             drawn.Abandon();
         }
-    } const release{steps, drawn};
-    while (const std::optional<Drawn> frame = drawn.Receive()) {
-        sink.Write(*frame->picture, frame->step.number);
-        if (audio)
-            sink.WriteAudio(*audio->Read(frame->step.time, frame->step.overlapStart, cut.overlap));
+    } const release{read, drawn};
+    while (const std::optional<Picture> picture = drawn.Receive()) {
+        sink.Write(*picture->a, picture->step.number);
+        if (sound)
+            sink.WriteSound(*sound->Read(picture->step, length));
         progress.Count();
     }
     sink.Finish();
-    return lengths; // written before the channels were finished
 }
 
-void Render(const RenderOptions &options, const Program &program) {
-    CheckOptions(options);
-    const hostkit::Plugin plugin(program.pluginFile);
-    const hostkit::Transition &transition = RequireTransition(plugin, options.transition);
-    RequirePath(transition, options.path);
-    const Range range = options.frames.empty() ? Range() : ParseRange(options.frames);
-
-    SilenceLibraries();
-    HandleSignals();
-    std::unique_ptr<Source> sourceA = OpenSource(options.a), sourceB = OpenSource(options.b);
-    const bool hasAlpha =
-        options.path == Path::Rgb && (sourceA->Format().hasAlpha || sourceB->Format().hasAlpha);
-    const OutputPlan plan = PlanOutput(options.output, hasAlpha);
-    VideoFormat result = ResultFormat(options, sourceA->Format(), sourceB->Format());
-    if (plan.needsEvenSize)
-        MakeSizeEven(options, result);
-    const Target target = {result.width, result.height, result.aspect, result.colours, options.fit};
-    const std::int64_t overlap = FramesIn(options.seconds, result.rate);
-    const std::int64_t still = std::max(FramesIn(options.stillSeconds, result.rate), overlap);
-    const Cut cut = {sourceA->Name(), sourceB->Name(), overlap, options.only, range};
-    SteadySource a(std::move(sourceA), result.rate, still);
-    SteadySource b(std::move(sourceB), result.rate, still);
-
-    Lengths expected;
-    const std::optional<std::int64_t> scannedA = a.ScanFrames(), scannedB = b.ScanFrames();
-    if (scannedA && scannedB) {
-        expected = {*scannedA, *scannedB, true};
-        RequireLengths(cut, expected);
-        if (!options.quiet)
-            std::fprintf(stderr, "%s\n", Arithmetic(cut, expected).c_str());
+/// Writes the command as an edit list, with the joints that were chosen.
+void SaveEdit(const RenderOptions &options, const Work &work) {
+    Edit edit;
+    for (std::size_t i = 0; i < work.clips.size(); ++i) {
+        const Clip &clip = work.clips[i];
+        const AVRational rate = work.canvas.rate;
+        if (clip.isPipe)
+            throw Failure("--save-edit: an edit list cannot name standard input");
+        EditClip part = {options.clips[i].file, "", {}, {}};
+        if (clip.length)
+            part.available =
+                Span{{0, av_inv_q(clip.timeBase)}, {*clip.length, av_inv_q(clip.timeBase)}};
+        if (clip.isStill || options.clips[i].in || options.clips[i].out)
+            part.source = Span{{clip.in, rate}, {*work.timeline.Parts()[i].frames, rate}};
+        edit.clips.push_back(part);
     }
-    const std::optional<AudioFormat> audioFormat = AudioOf(options, plan);
-    std::optional<AudioMix> audio;
-    if (audioFormat)
-        audio.emplace(options.a, options.b, *audioFormat, result.rate);
-    const std::unique_ptr<Sink> sink =
-        OpenSink(options.output, plan, result, audioFormat ? &*audioFormat : nullptr);
-    Painter painter(transition, options, target, plan.pixels, overlap);
-    Progress progress(expected.areWhole ? Wanted(cut, expected) : 0, options.quiet);
-    const Lengths lengths = Produce(a, b, cut, painter, *sink, audio ? &*audio : nullptr, progress);
-    progress.Finish();
-    if (!options.quiet && lengths.areWhole && (lengths.a != expected.a || lengths.b != expected.b))
-        std::fprintf(stderr, "%s\n", Arithmetic(cut, lengths).c_str());
+    for (std::size_t i = 0; i < work.joints.size(); ++i) {
+        const JointWish &wish = options.joints[i];
+        const Joint &joint = work.joints[i];
+        edit.joints.push_back({joint.transition->name,
+                               {joint.overlap, work.canvas.rate},
+                               wish.easing,
+                               wish.path == Path::Rgb ? "rgb" : "yuv",
+                               wish.reverse,
+                               wish.seed});
+    }
+    edit.music = options.sound.music;
+    edit.settings = options.settings;
+    OutputFile file(options.saveEdit);
+    std::ofstream stream(file.Part());
+    stream << FormatEdit(edit, options.saveEdit, work.canvas.rate);
+    stream.close();
+    if (!stream)
+        throw Failure(options.saveEdit + ": " + std::strerror(errno));
+    file.Keep();
 }
 
-std::string Footer() {
-    std::string text =
-        "A and B are clips or still pictures in anything FFmpeg decodes; - is YUV4MPEG2 on "
-        "standard\ninput. B is fitted to the size and frame rate of A unless told otherwise.\n"
-        "The overlap's first frame is wholly A's and its last wholly B's: frame i of n is drawn "
-        "at\nposition i / (n - 1). Frames are counted from 0, in file names of pictures too.\n"
-        "The result gets its name when it is whole: what was there before stays until then.\n\n"
-        "Easings:";
-    for (const hostkit::Easing &easing : hostkit::Easings())
-        text += std::string("\n  ") + easing.name + ": " + easing.description;
-    return text;
-}
-
-/// Names that stand for values, shown by the option's own words.
-template<class Value>
-CLI::Validator Choice(std::map<std::string, Value> names) {
-    return CLI::CheckedTransformer(std::move(names)).description("");
-}
-
-/// One option that takes a value.
-template<class Value>
-CLI::Option *Add(CLI::App &app, const char *name, Value &value, const char *type,
-                 const char *description) {
-    return app.add_option(name, value, description)->type_name(type);
-}
-
-void AddTiming(CLI::App &app, RenderOptions &options) {
-    Add(app, "A", options.a, "FILE", "The outgoing clip")->required();
-    Add(app, "B", options.b, "FILE", "The incoming clip")->required();
-    Add(app, "-t,--transition", options.transition, "NAME", "Its name, see: transitions list")
-        ->required();
-    Add(app, "-d,--duration", options.seconds, "SECONDS", "Length of the transition")
-        ->capture_default_str();
-    Add(app, "--still", options.stillSeconds, "SECONDS", "How long a still picture shows")
-        ->capture_default_str();
-    app.add_flag("--only", options.only, "Only the overlap");
-    Add(app, "--frames", options.frames, "FIRST:END",
-        "Only these frames of the result, equal to those of the whole: the first, and the one "
-        "after the last");
-}
-
-void AddDrawing(CLI::App &app, RenderOptions &options) {
-    Add(app, "--path", options.path, "yuv|rgb",
-        "How frames are drawn: planar, or packed, which keeps transparency where the output can "
-        "hold it")
-        ->transform(Choice<Path>({{"yuv", Path::Yuv}, {"rgb", Path::Rgb}}))
-        ->type_name("yuv|rgb")
-        ->default_str("yuv");
-    Add(app, "--ease", options.easing, "NAME", "How the position moves, see below")
-        ->capture_default_str();
-    app.add_flag("--reverse", options.reverse, "Draw the transition backwards: what opens closes");
-    Add(app, "--seed", options.seed, "N", "For transitions that draw random numbers")
-        ->capture_default_str();
-    Add(app, "--size", options.size, "WxH", "Size of the result, else that of A");
-    Add(app, "--rate", options.rate, "RATE", "Frames per second of the result, else those of A");
-    Add(app, "--fit", options.fit, "contain|cover|stretch",
-        "How a clip of another shape fills the result: with bars, cut off or distorted")
-        ->transform(Choice<Fit>(
-            {{"contain", Fit::Contain}, {"cover", Fit::Cover}, {"stretch", Fit::Stretch}}))
-        ->type_name("contain|cover|stretch")
-        ->default_str("contain");
-}
-
-void AddOutput(CLI::App &app, RenderOptions &options) {
-    Add(app, "-o,--output", options.output.file, "FILE",
-        ".mp4 .mkv .mov (H.264), .webm, .y4m, .gif, out-%04d.png, or - for YUV4MPEG2 on standard "
-        "output")
-        ->required();
-    Add(app, "--codec", options.output.codec, "NAME",
-        "h264, h265, vp9, prores, qtrle, ffv1 or the name of an encoder of FFmpeg");
-    Add(app, "--quality", options.output.quality, "N",
-        "In the codec's own terms: constant rate factor, else quantiser scale");
-    Add(app, "--preset", options.output.preset, "NAME", "Of the codec, such as medium or veryfast");
-    app.add_flag("--no-audio", options.noAudio, "Leave out the clips' sound");
-    app.add_flag("-q,--quiet", options.quiet, "Say nothing but errors");
+void RefuseOverwriting(const RenderOptions &options) {
+    std::error_code missing;
+    for (const Wish &wish : options.clips)
+        if (fs::is_regular_file(options.output.file, missing) &&
+            fs::equivalent(wish.file, options.output.file, missing))
+            throw Failure(options.output.file + ": is one of the clips");
 }
 
 } // namespace
 
-void AddRender(CLI::App &app, Program &program) {
-    auto options = std::make_shared<RenderOptions>();
-    CLI::App *render = app.add_subcommand(
-        "render", "Play clip A, a transition into clip B over the overlap of the two, then clip B");
-    AddTiming(*render, *options);
-    AddDrawing(*render, *options);
-    AddOutput(*render, *options);
-    render->footer(Footer());
-    render->callback([options, &program] { Render(*options, program); });
+void Render(const RenderOptions &options, const hostkit::Plugin &plugin) {
+    RefuseOverwriting(options);
+    SilenceLibraries();
+    HandleSignals();
+    for (const JointWish &wish : options.joints)
+        if (wish.name != hostkit::kAnyJoint)
+            PathOf(wish, RequireJoint(plugin, wish.name));
+    std::vector<Clip> clips = ProbeClips(options);
+    const bool keepsAlpha =
+        std::any_of(options.joints.begin(), options.joints.end(),
+                    [](const JointWish &wish) { return wish.path == Path::Rgb; }) &&
+        std::any_of(clips.begin(), clips.end(), [](const Clip &c) { return HasAlpha(c.pixels); });
+    const bool isWritten = !options.output.file.empty();
+    const OutputPlan plan = isWritten ? PlanOutput(options.output, keepsAlpha) : OutputPlan();
+    Work work = Prepare(options, plugin, plan, std::move(clips));
+    const std::optional<std::int64_t> wanted = CountWanted(work);
+    if (!options.saveEdit.empty())
+        SaveEdit(options, work);
+    if (!isWritten)
+        return;
+    TellChanges(options, work, plan);
+    if (wanted)
+        Tell(work.timeline.Arithmetic());
+    SoundFormat format;
+    if (plan.sound)
+        format = RichestSound(work.clips, options.sound);
+    if (format.rate)
+        format = PlanSound(plan, format);
+    std::optional<SoundTrack> sound;
+    if (format.rate)
+        sound.emplace(work.clips, options.sound, format, work.canvas.rate);
+    const Clip &first = work.clips.front();
+    const auto sink =
+        OpenSink(options.output, plan, work.canvas, format, {first.title, first.date});
+    Progress progress(wanted.value_or(0));
+    Produce(work, *sink, sound ? &*sound : nullptr, progress);
+    progress.Finish();
+    if (!wanted && work.timeline.Length())
+        Tell(work.timeline.Arithmetic());
 }
 
 } // namespace host

@@ -1,7 +1,8 @@
-#include "Convert.h"
+#include "Clip.h"
+#include "Failure.h"
+#include "Painter.h"
 #include "Pictures.h"
 #include "Program.h"
-#include "Source.h"
 
 #include <algorithm>
 #include <cmath>
@@ -32,11 +33,11 @@ struct Options {
     std::uint64_t seed = 0;
 };
 
-/// The two pictures that the transitions run between, in both layouts.
+/// The two pictures that the transitions run between, as each path takes them.
 struct Inputs {
-    Target target;
-    hostkit::Frame planar[2];
-    hostkit::Frame packed[2];
+    Canvas canvas;
+    Frame planar[2];
+    Frame packed[2];
 };
 
 Frame ToFrame(const Surface &surface) {
@@ -52,53 +53,42 @@ Frame ToFrame(const Surface &surface) {
     return frame;
 }
 
-/// The picture that a clip or still shows after so many seconds, its last one at most.
-Frame PictureAt(Source &source, double seconds) {
-    Frame shown;
-    std::int64_t first = 0;
-    for (Frame next; (next = source.Read());) {
-        if (!shown)
-            first = next->pts;
-        else if (double(next->pts - first) * av_q2d(source.Format().timeBase) > seconds)
-            break;
-        shown = std::move(next);
-    }
-    if (!shown)
-        throw Failure(source.Name() + ": there is no picture in it");
-    return shown;
+/// A canvas of such pixels for a sheet's pictures.
+Canvas SheetCanvas(const Canvas &like, AVPixelFormat pixels) {
+    Canvas canvas = like;
+    canvas.pixels = pixels;
+    canvas.colours = Assumed({.matrix = AVCOL_SPC_BT709}, pixels, canvas.height);
+    return canvas;
 }
 
 Inputs LoadInputs(const Options &options) {
-    Size size = {640, 360};
-    Colours colours = {.range = AVCOL_RANGE_MPEG, .matrix = AVCOL_SPC_BT709};
-    AVRational aspect = {1, 1};
-    Frame pictures[2];
-    if (!options.clips.empty()) {
-        for (int i = 0; i < 2; ++i) {
-            const std::unique_ptr<Source> source = OpenSource(options.clips[i]);
-            pictures[i] = PictureAt(*source, options.at);
-            if (i == 0) {
-                const VideoFormat &format = source->Format();
-                size = {format.width, format.height};
-                colours = Assumed(format.colours, format.height);
-                aspect = format.aspect;
-            }
-        }
+    Inputs inputs;
+    Canvas &canvas = inputs.canvas;
+    canvas.width = 640;
+    canvas.height = 360;
+    std::vector<Clip> clips;
+    for (const std::string &name : options.clips)
+        clips.push_back(ProbeClip(name));
+    if (!clips.empty()) {
+        canvas.width = clips[0].width;
+        canvas.height = clips[0].height;
+        canvas.aspect = clips[0].aspect;
+        canvas.rate = clips[0].rate;
     }
     if (!options.size.empty()) {
-        size = ParseSize(options.size);
-        aspect = {1, 1};
+        const Size size = ParseSize(options.size);
+        canvas.width = size.width;
+        canvas.height = size.height;
+        canvas.aspect = {1, 1};
     }
-    if (options.clips.empty()) {
-        pictures[0] = ToFrame(DayPicture(size.width, size.height));
-        pictures[1] = ToFrame(DuskPicture(size.width, size.height));
-    }
-    Inputs inputs = {{size.width, size.height, aspect, colours}, {}, {}};
+    // Pictures in between keep what both paths show of them.
+    canvas = SheetCanvas(canvas, AV_PIX_FMT_BGRA);
     for (int i = 0; i < 2; ++i) {
-        inputs.planar[i] = hostkit::Frame(Path::Yuv, size.width, size.height);
-        inputs.packed[i] = hostkit::Frame(Path::Rgb, size.width, size.height);
-        Converter(inputs.target).ToDrawn(*pictures[i], inputs.planar[i]);
-        Converter(inputs.target).ToDrawn(*pictures[i], inputs.packed[i]);
+        const Frame picture =
+            clips.empty() ? ToFrame((i ? DuskPicture : DayPicture)(canvas.width, canvas.height))
+                          : PictureAt(clips[i], canvas, options.at);
+        inputs.planar[i] = Converter(DrawingCanvas(canvas, Path::Yuv)).Convert(*picture);
+        inputs.packed[i] = Converter(DrawingCanvas(canvas, Path::Rgb)).Convert(*picture);
     }
     return inputs;
 }
@@ -106,11 +96,13 @@ Inputs LoadInputs(const Options &options) {
 /// One picture of a transition in the pixels of a Cairo surface.
 Frame DrawPicture(const Transition &transition, Path path, const hostkit::Motion &motion,
                   const hostkit::Moment &moment, const Inputs &inputs) {
-    const Target &target = inputs.target;
-    const hostkit::Frame(&in)[2] = path == Path::Yuv ? inputs.planar : inputs.packed;
-    hostkit::Frame out(path, target.width, target.height);
-    Draw(transition, motion, moment, out, in[0], in[1]);
-    return Converter(target).ToFrame(*Wrap(std::move(out), target), AV_PIX_FMT_BGR0);
+    const Canvas canvas = DrawingCanvas(inputs.canvas, path);
+    const Frame(&in)[2] = path == Path::Yuv ? inputs.planar : inputs.packed;
+    const Frame drawn = NewPicture(canvas.pixels, canvas.width, canvas.height);
+    Label(*drawn, canvas.colours);
+    hostkit::Frame out = View(*drawn, path);
+    Draw(transition, motion, moment, out, View(*in[0], path), View(*in[1], path));
+    return Converter(SheetCanvas(inputs.canvas, AV_PIX_FMT_BGR0)).Convert(*drawn);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -260,10 +252,10 @@ void Run(const Program &program, const Options &options) {
     Inputs inputs = LoadInputs(options);
     layout.positions = Positions(options);
     layout.cellWidth = options.cellWidth;
-    const AVRational aspect = inputs.target.aspect;
-    const double shape = (aspect.num > 0 ? av_q2d(aspect) : 1) * inputs.target.width;
+    const AVRational aspect = inputs.canvas.aspect;
+    const double shape = (aspect.num > 0 ? av_q2d(aspect) : 1) * inputs.canvas.width;
     layout.cellHeight =
-        std::max(1, int(std::lround(options.cellWidth * inputs.target.height / shape)));
+        std::max(1, int(std::lround(options.cellWidth * inputs.canvas.height / shape)));
     layout.across = options.across;
     layout.across = layout.Strip(int(layout.rows.size()) - 1) + 1; // no strip without rows
     const Surface sheet = NewSurface(layout.Width(), layout.Height());
@@ -289,7 +281,8 @@ void AddSheet(CLI::App &app, Program &program) {
                      "Two clips or still pictures; two built-in pictures when left out")
         ->expected(2);
     command->add_option("-t,--transition", options->names, "The transitions; all when left out")
-        ->type_name("NAME");
+        ->type_name("NAME")
+        ->allow_extra_args(false);
     command->add_option("-o,--output", options->output, "The sheet, a PNG picture")
         ->type_name("FILE")
         ->capture_default_str();

@@ -1,33 +1,13 @@
 #include "Timeline.h"
 
-#include "Program.h"
+#include "Failure.h"
 
+#include <algorithm>
 #include <charconv>
+#include <cinttypes>
+#include <cstdio>
 
 namespace host {
-
-namespace {
-
-/// Numbers the steps of the result and lets through those that are wanted.
-class Numbering {
-public:
-    Numbering(const Range &wanted, Channel<Step> &channel) : range(wanted), steps(channel) {}
-
-    /// False when no more are wanted.
-    bool Send(Step step) {
-        step.number = number++;
-        if (step.number >= range.end)
-            return false;
-        return step.number < range.begin || steps.Send(std::move(step));
-    }
-
-private:
-    Range range;
-    Channel<Step> &steps;
-    std::int64_t number = 0;
-};
-
-} // namespace
 
 Range ParseRange(const std::string &text) {
     Range range;
@@ -43,52 +23,104 @@ Range ParseRange(const std::string &text) {
     return range;
 }
 
-void RequireLengths(const Cut &cut, const Lengths &lengths) {
-    const auto require = [&](const std::string &name, std::int64_t frames) {
-        if (frames < cut.overlap)
-            throw Failure(name + ": its " + std::to_string(frames) +
-                          " frames are fewer than the transition's " + std::to_string(cut.overlap) +
-                          "; give a shorter --duration");
-    };
-    require(cut.nameA, lengths.a);
-    require(cut.nameB, lengths.b);
-    const std::int64_t frames = cut.onlyOverlap ? cut.overlap : lengths.a + lengths.b - cut.overlap;
-    if (frames <= cut.range.begin)
-        throw Failure("--frames: the result ends before frame " + std::to_string(cut.range.begin) +
-                      ", it has " + std::to_string(frames));
+Timeline::Timeline(std::vector<Part> clips, AVRational framesPerSecond)
+    : parts(std::move(clips)), rate(framesPerSecond) {
+    Arrange();
 }
 
-Lengths Join(SteadySource &a, SteadySource &b, const Cut &cut, Channel<Step> &steps) {
-    Numbering numbering(cut.range, steps);
-    Lengths lengths;
-    std::deque<Frame> held;
-    while (Frame frame = a.Read()) {
-        ++lengths.a;
-        held.push_back(std::move(frame));
-        if (std::int64_t(held.size()) <= cut.overlap)
-            continue;
-        Step step = {0, lengths.a - cut.overlap - 1, -1, -1, std::move(held.front()), {}};
-        held.pop_front();
-        if (!cut.onlyOverlap && !numbering.Send(std::move(step)))
-            return lengths;
+void Timeline::SetFrames(int clip, std::int64_t frames) {
+    parts[clip].frames = frames;
+    Arrange();
+}
+
+void Timeline::Arrange() {
+    for (std::size_t i = 0; i < parts.size(); ++i) {
+        RequireFits(i);
+        if (i + 1 == parts.size() || !parts[i].frames)
+            break;
+        parts[i + 1].start = parts[i].start + *parts[i].frames - parts[i].overlap;
     }
-    if (lengths.a < cut.overlap)
-        RequireLengths(cut, lengths);
-    const std::int64_t start = lengths.a - cut.overlap;
-    while (Frame frame = b.Read()) {
-        const std::int64_t at = lengths.b++;
-        const bool isBoth = at < cut.overlap;
-        if (cut.onlyOverlap && !isBoth)
-            return lengths;
-        Step step = {0, start + at, start, isBoth ? at : -1, {}, std::move(frame)};
-        if (isBoth)
-            step.a = std::move(held[at]);
-        if (!numbering.Send(std::move(step)))
-            return lengths;
+}
+
+std::string Timeline::Seconds(std::int64_t frames) const {
+    char text[32];
+    // Rounded down, so that it fits when it is given as a duration.
+    std::snprintf(text, sizeof text, "%.4g", double(frames * 1000 * rate.den / rate.num) / 1000);
+    return text;
+}
+
+void Timeline::RequireFits(std::size_t clip) const {
+    const Part &part = parts[clip];
+    const std::int64_t before = clip ? parts[clip - 1].overlap : 0;
+    if (!part.frames || *part.frames >= before + part.overlap)
+        return;
+    const std::string frames =
+        part.name + ": its " + std::to_string(*part.frames) + " frames are fewer than ";
+    if (before == 0 || part.overlap == 0)
+        throw Failure(frames + "the transition's " + std::to_string(before + part.overlap) +
+                      "; the longest --duration that fits is " + Seconds(*part.frames));
+    const std::int64_t first = *part.frames * before / (before + part.overlap);
+    throw Failure(frames + "its two transitions' " + std::to_string(before) + " + " +
+                  std::to_string(part.overlap) + "; the longest durations that fit are " +
+                  Seconds(first) + " and " + Seconds(*part.frames - first));
+}
+
+std::optional<std::int64_t> Timeline::Length() const {
+    std::int64_t length = 0;
+    for (const Part &part : parts) {
+        if (!part.frames)
+            return {};
+        length = part.start + *part.frames;
     }
-    RequireLengths(cut, lengths);
-    lengths.areWhole = true;
-    return lengths;
+    return length;
+}
+
+Step Timeline::At(std::int64_t time) const {
+    const auto shown = [&](std::size_t clip) {
+        return Shown{int(clip), parts[clip].start, time - parts[clip].start};
+    };
+    std::size_t clip = 0;
+    while (clip + 1 < parts.size() && parts[clip].frames &&
+           time >= parts[clip].start + *parts[clip].frames)
+        ++clip;
+    Step step = {time, time, shown(clip), {}};
+    const bool hasNext = clip + 1 < parts.size() && parts[clip].frames;
+    if (hasNext && time >= parts[clip + 1].start) {
+        step.b = shown(clip + 1);
+        step.inOverlap = step.b->frame;
+        step.overlap = parts[clip].overlap;
+    }
+    return step;
+}
+
+std::vector<Range> Timeline::Ranges(bool onlyOverlaps) const {
+    if (!onlyOverlaps)
+        return {{0, Length().value_or(INT64_MAX)}};
+    std::vector<Range> ranges;
+    for (std::size_t i = 0; i + 1 < parts.size(); ++i)
+        if (parts[i].overlap > 0)
+            ranges.push_back({parts[i + 1].start, parts[i + 1].start + parts[i].overlap});
+    return ranges;
+}
+
+std::string Timeline::Arithmetic() const {
+    const std::string sum = std::to_string(*Length()) + " frames";
+    if (parts.size() == 2)
+        return "A " + std::to_string(*parts[0].frames) + " + B " +
+               std::to_string(*parts[1].frames) + " - overlap " + std::to_string(parts[0].overlap) +
+               " = " + sum;
+    std::string text;
+    char line[64];
+    for (const Part &part : parts) {
+        std::snprintf(line, sizeof line, "%8" PRId64 "  ", *part.frames);
+        text += line + part.name + "\n";
+        if (&part == &parts.back())
+            break;
+        std::snprintf(line, sizeof line, "%8" PRId64 "  ", -part.overlap);
+        text += line + part.joint + "\n";
+    }
+    std::snprintf(line, sizeof line, "%8" PRId64, *Length());
+    return text + line + "  frames, " + Seconds(*Length()) + " s";
 }
 
 } // namespace host

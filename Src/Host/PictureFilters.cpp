@@ -1,0 +1,249 @@
+#include "PictureFilters.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <utility>
+#include <vector>
+
+extern "C" {
+#include <libavutil/display.h>
+#include <libavutil/pixdesc.h>
+}
+
+namespace host {
+
+namespace {
+
+struct Box {
+    int x, y, width, height;
+};
+
+/// A picture's extent on its way through the filters.
+struct Extent {
+    int width, height;
+    AVRational aspect;
+    double Shape() const { return width * (IsKnown(aspect) ? av_q2d(aspect) : 1) / height; }
+};
+
+/// The part of the result that the whole picture fills, or (cut) the part of the picture that fills
+/// the whole result. Both start and end on even pixels so that chroma stays in step.
+Box Inner(const Extent &picture, const Extent &canvas, bool cut) {
+    const int width = cut ? picture.width : canvas.width;
+    const int height = cut ? picture.height : canvas.height;
+    const double ratio = cut ? canvas.Shape() / picture.Shape() : picture.Shape() / canvas.Shape();
+    // Sizes that differ by no more than their own rounding do not get a bar of one pixel.
+    if (std::abs(ratio - 1) * std::max(width, height) < 2)
+        return {0, 0, width, height};
+    const auto even = [](double size) { return std::max(2, 2 * int(std::lround(size / 2))); };
+    const int innerWidth = ratio < 1 ? std::min(width, even(width * ratio)) : width;
+    const int innerHeight = ratio > 1 ? std::min(height, even(height / ratio)) : height;
+    return {(width - innerWidth) / 4 * 2, (height - innerHeight) / 4 * 2, innerWidth, innerHeight};
+}
+
+std::string Text(const Box &box) {
+    return std::to_string(box.width) + ":" + std::to_string(box.height) + ":" +
+           std::to_string(box.x) + ":" + std::to_string(box.y);
+}
+
+std::string PixelsFilter(AVPixelFormat pixels) {
+    return std::string("format=") + av_get_pix_fmt_name(pixels);
+}
+
+const char *RangeName(const Colours &colours) {
+    return colours.range == AVCOL_RANGE_JPEG ? "full" : "limited";
+}
+
+/// The scaler's name of a matrix; those it does not know are rare and near to BT.709.
+const char *MatrixName(AVColorSpace matrix) {
+    switch (matrix) {
+    case AVCOL_SPC_SMPTE170M:
+        return "smpte170m";
+    case AVCOL_SPC_SMPTE240M:
+        return "smpte240m";
+    case AVCOL_SPC_FCC:
+        return "fcc";
+    case AVCOL_SPC_BT2020_NCL:
+    case AVCOL_SPC_BT2020_CL:
+        return "bt2020";
+    default:
+        return "bt709";
+    }
+}
+
+std::string Scale(int width, int height, const Colours &from, const Colours &to) {
+    std::string text =
+        "scale=" + std::to_string(width) + ":" + std::to_string(height) +
+        ":flags=bicubic+accurate_rnd+full_chroma_int+full_chroma_inp:in_range=" + RangeName(from) +
+        ":out_range=" + RangeName(to);
+    if (from.matrix != AVCOL_SPC_RGB)
+        text += std::string(":in_color_matrix=") + MatrixName(from.matrix);
+    if (to.matrix != AVCOL_SPC_RGB)
+        text += std::string(":out_color_matrix=") + MatrixName(to.matrix);
+    return text;
+}
+
+/// Curves and primaries as zscale is told them, the usual ones for what is not known.
+AVColorTransferCharacteristic KnownTransfer(const Colours &colours) {
+    if (colours.transfer != AVCOL_TRC_UNSPECIFIED && colours.transfer != AVCOL_TRC_RESERVED0)
+        return colours.transfer;
+    return colours.matrix == AVCOL_SPC_RGB ? AVCOL_TRC_IEC61966_2_1 : AVCOL_TRC_BT709;
+}
+AVColorPrimaries KnownPrimaries(const Colours &colours) {
+    return colours.primaries != AVCOL_PRI_UNSPECIFIED && colours.primaries != AVCOL_PRI_RESERVED0
+               ? colours.primaries
+               : AVCOL_PRI_BT709;
+}
+
+bool NeedsLight(const Colours &from, const Colours &to) {
+    return IsWide(from) != IsWide(to) ||
+           ((IsHdr(from) || IsHdr(to)) && from.transfer != to.transfer);
+}
+
+/// Through light itself: what no matrix converts, such as PQ to BT.709. White of 203 nits stands
+/// for the white of a picture without high dynamic range.
+std::string ThroughLight(const Colours &from, const Colours &to) {
+    const bool isMapped = IsHdr(from) && !IsHdr(to);
+    const std::string white = isMapped ? "100" : "203";
+    const auto name = [](const auto &colours) {
+        return std::string("t=") + av_color_transfer_name(KnownTransfer(colours)) +
+               ":p=" + av_color_primaries_name(KnownPrimaries(colours)) + ":m=" +
+               (colours.matrix == AVCOL_SPC_RGB ? "gbr" : av_color_space_name(colours.matrix)) +
+               ":r=" + RangeName(colours);
+    };
+    return std::string("format=") + (from.matrix == AVCOL_SPC_RGB ? "gbrp16" : "yuv444p16") +
+           ",zscale=tin=" + av_color_transfer_name(KnownTransfer(from)) +
+           ":pin=" + av_color_primaries_name(KnownPrimaries(from)) +
+           ":min=" + (from.matrix == AVCOL_SPC_RGB ? "gbr" : av_color_space_name(from.matrix)) +
+           ":rin=" + RangeName(from) + ":t=linear:npl=" + white +
+           ",format=gbrpf32,zscale=p=" + av_color_primaries_name(KnownPrimaries(to)) +
+           (isMapped ? ",tonemap=hable:desat=0" : "") + ",zscale=" + name(to) + ":npl=" + white +
+           ",format=" + (to.matrix == AVCOL_SPC_RGB ? "gbrp16" : "yuv444p16");
+}
+
+/// The blurred picture that fills the canvas behind the whole one. It is blurred small: that is
+/// fast, and nothing sharp is left.
+std::string OverBlurred(const Extent &picture, const Extent &canvas, const Box &inner,
+                        const std::string &fitted) {
+    const int width = std::max(2, canvas.width / 16 * 2),
+              height = std::max(2, canvas.height / 16 * 2);
+    return "split[front][back];[back]crop=" + Text(Inner(picture, canvas, true)) +
+           ",scale=" + std::to_string(width) + ":" + std::to_string(height) +
+           ":flags=area,gblur=sigma=" + std::to_string(std::max(1, height / 16)) +
+           ",scale=" + std::to_string(canvas.width) + ":" + std::to_string(canvas.height) +
+           ":flags=bicubic[ground];[front]" + fitted +
+           "[whole];[ground][whole]overlay=" + std::to_string(inner.x) + ":" +
+           std::to_string(inner.y) + ":format=auto";
+}
+
+std::string Joined(const std::vector<std::string> &filters) {
+    std::string text;
+    for (const std::string &filter : filters)
+        if (!filter.empty())
+            text += (text.empty() ? "" : ",") + filter;
+    return text;
+}
+
+/// From the signs of the matrix; other angles than quarter turns count as the nearest.
+Orientation FromMatrix(const std::int32_t *m) {
+    Orientation result;
+    result.isTransposed = std::abs(double(m[1])) + std::abs(double(m[3])) >
+                          std::abs(double(m[0])) + std::abs(double(m[4]));
+    result.isMirrored = (result.isTransposed ? m[3] : m[0]) < 0;
+    result.isFlipped = (result.isTransposed ? m[1] : m[4]) < 0;
+    return result;
+}
+
+} // namespace
+
+Orientation OrientationOf(const AVFrame &picture, const AVStream &stream) {
+    if (const AVFrameSideData *data = av_frame_get_side_data(&picture, AV_FRAME_DATA_DISPLAYMATRIX))
+        return FromMatrix(reinterpret_cast<const std::int32_t *>(data->data));
+#if LIBAVFORMAT_VERSION_MAJOR < 61 // later decoders hand it on with each picture
+    if (const std::uint8_t *data =
+            av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, nullptr))
+        return FromMatrix(reinterpret_cast<const std::int32_t *>(data));
+#endif
+    constexpr Orientation kExif[] = {
+        {false, false, false}, {false, true, false}, {false, true, true}, {false, false, true},
+        {true, false, false},  {true, true, false},  {true, true, true},  {true, false, true}};
+    const AVDictionaryEntry *note = av_dict_get(picture.metadata, "Orientation", nullptr, 0);
+    const int number = note ? std::atoi(note->value) : 1;
+    return kExif[number >= 1 && number <= 8 ? number - 1 : 0];
+}
+
+void MakePlain(AVFrame &picture) {
+    const Colours colours = ColoursOf(picture);
+    AVColorRange range = colours.range;
+    picture.format = PlainPixels(AVPixelFormat(picture.format), range);
+    Label(picture, colours);
+}
+
+std::string PictureFilters(const AVFrame &picture, const Orientation &orientation,
+                           const Canvas &canvas) {
+    const Colours from = ColoursOf(picture);
+    Colours to = canvas.colours;
+    AVColorRange ignored = AVCOL_RANGE_UNSPECIFIED;
+    const AVPixelFormat pixels = PlainPixels(canvas.pixels, ignored);
+    const auto own = AVPixelFormat(picture.format);
+    Extent extent = {picture.width, picture.height, picture.sample_aspect_ratio};
+    std::vector<std::string> filters;
+    if (orientation.isTransposed) {
+        filters.push_back("transpose=cclock_flip");
+        std::swap(extent.width, extent.height);
+        extent.aspect = av_inv_q(extent.aspect);
+    }
+    if (orientation.isMirrored)
+        filters.emplace_back("hflip");
+    if (orientation.isFlipped)
+        filters.emplace_back("vflip");
+    const Extent exact = {canvas.width, canvas.height, canvas.aspect};
+    const bool isCut = canvas.fit == Fit::Cover;
+    const Box source = isCut ? Inner(extent, exact, true) : Box{0, 0, extent.width, extent.height};
+    Box inner = {0, 0, exact.width, exact.height};
+    if (canvas.fit == Fit::Contain || canvas.fit == Fit::Blur)
+        inner = Inner(extent, exact, false);
+    const bool isWhole = inner.width == exact.width && inner.height == exact.height;
+    Extent whole = exact;
+    if (!isWhole) { // bars end on whole samples of chroma, so odd sizes get a pixel too much at
+                    // first
+        whole.width += whole.width & 1;
+        whole.height += whole.height & 1;
+        inner = Inner(extent, whole, false);
+    }
+    const bool isSame = source.width == inner.width && source.height == inner.height && isWhole &&
+                        own == pixels && from.range == to.range && from.matrix == to.matrix &&
+                        !NeedsLight(from, to);
+    if (isSame)
+        return Joined(filters);
+    if (HasAlpha(own) && !HasAlpha(pixels))
+        filters.push_back(std::string("format=") +
+                          (IsRgb(own) || IsGrey(own) ? "gbrap" : "yuva444p") +
+                          ",premultiply=inplace=1");
+    if (source.width != extent.width || source.height != extent.height)
+        filters.push_back("crop=" + Text(source) + ":exact=1");
+    // Bars are black in limited range, so a full-range canvas gets its range last.
+    const bool isLate = !isWhole && to.range == AVCOL_RANGE_JPEG && to.matrix != AVCOL_SPC_RGB;
+    if (isLate)
+        to.range = AVCOL_RANGE_MPEG;
+    std::string fitted = Scale(inner.width, inner.height, from, to) + "," + PixelsFilter(pixels);
+    if (NeedsLight(from, to))
+        fitted = Scale(inner.width, inner.height, from, from) + "," + ThroughLight(from, to) + "," +
+                 Scale(inner.width, inner.height, to, to) + "," + PixelsFilter(pixels);
+    if (isWhole)
+        filters.push_back(fitted);
+    else if (canvas.fit == Fit::Blur)
+        filters.push_back(OverBlurred(extent, whole, inner, fitted) + "," + PixelsFilter(pixels));
+    else
+        filters.push_back(fitted + ",pad=" + std::to_string(whole.width) + ":" +
+                          std::to_string(whole.height) + ":" + std::to_string(inner.x) + ":" +
+                          std::to_string(inner.y));
+    if (whole.width != exact.width || whole.height != exact.height)
+        filters.push_back("crop=" + Text({0, 0, exact.width, exact.height}) + ":exact=1");
+    if (isLate)
+        filters.push_back(Scale(exact.width, exact.height, to, canvas.colours) + "," +
+                          PixelsFilter(pixels));
+    return Joined(filters);
+}
+
+} // namespace host
