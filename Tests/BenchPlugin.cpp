@@ -37,7 +37,7 @@ void SlowBaseline(YUVImage *out, const YUVImage *in1, const YUVImage *in2,
                   const TransParam *param) {
     Copy(out, in1, in2, param);
     if (HasBaselineKernels())
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        std::this_thread::sleep_for(std::chrono::milliseconds(60));
 }
 
 /// One level off in the last byte of the frame, towards the end, with wide kernels.
