@@ -9,8 +9,11 @@
 
 #include <framework/mlt.h>
 #include <gtest/gtest.h>
+#include <libxml/parser.h>
 
+#include <array>
 #include <fstream>
+#include <memory>
 #include <sstream>
 #include <vector>
 
@@ -75,27 +78,33 @@ std::ostream &operator<<(std::ostream &out, const Form &form) {
     return out << form.format << ' ' << form.path << ' ' << form.width << " x " << form.height;
 }
 
-/// Two clips of noise, and melt's profile of their size.
+/// Two clips, and melt's profile of their size.
 class Clips {
 public:
-    explicit Clips(const Form &f) : form(f) {
+    /// Of noise; or each of a still picture in red, green, blue and alpha.
+    explicit Clips(const Form &f, const std::array<std::string, 2> &stills = {}) : form(f) {
         std::ofstream(folder / "profile")
             << "description=test\nframe_rate_num=25\nframe_rate_den=1\nprogressive=1\n"
             << "sample_aspect_num=1\nsample_aspect_den=1\ncolorspace=601\nwidth=" << form.width
             << "\nheight=" << form.height << "\ndisplay_aspect_num=" << form.width
             << "\ndisplay_aspect_den=" << form.height << '\n';
         for (int clip = 0; clip < 2; ++clip) {
-            std::string &noise = frames[clip];
-            noise.resize(form.FrameSize() * kFrames);
-            FillRandom({reinterpret_cast<std::uint8_t *>(noise.data()), noise.size()}, clip);
-            for (std::size_t i = 3; form.IsRgba() && i < noise.size(); i += 4)
-                noise[i] = '\xff';
-            std::ofstream(folder / "noise", std::ios::binary) << noise;
+            const bool isStill = !stills[clip].empty();
+            const std::string format = isStill ? "rgba" : form.format;
+            std::string &pictures = frames[clip];
+            for (int i = 0; isStill && i < kFrames; ++i)
+                pictures += stills[clip];
+            if (!isStill)
+                pictures = Noise(clip);
+            std::ofstream(folder / "raw", std::ios::binary) << pictures;
             const std::string size = std::to_string(form.width) + "x" + std::to_string(form.height);
             const Outcome made =
-                Shell("ffmpeg -v error -f rawvideo -pix_fmt " + form.format + " -s " + size +
-                      " -r 25 -i " + (folder / "noise") + " -c:v ffv1 -pix_fmt " +
-                      (form.IsRgba() ? "bgr0" : "yuv420p") + " " + File(clip));
+                Shell("ffmpeg -v error -f rawvideo -pix_fmt " + format + " -s " + size +
+                      " -r 25 -i " + (folder / "raw") + " -c:v ffv1 -pix_fmt " +
+                      (isStill         ? "bgra"
+                       : form.IsRgba() ? "bgr0"
+                                       : "yuv420p") +
+                      " " + File(clip));
             EXPECT_EQ(made.output, "");
         }
     }
@@ -124,6 +133,14 @@ public:
     const Folder folder;
 
 private:
+    std::string Noise(int clip) const {
+        std::string noise(form.FrameSize() * kFrames, '\xff');
+        FillRandom({reinterpret_cast<std::uint8_t *>(noise.data()), noise.size()}, clip);
+        for (std::size_t i = 3; form.IsRgba() && i < noise.size(); i += 4)
+            noise[i] = '\xff';
+        return noise;
+    }
+
     std::string frames[2];
 };
 
@@ -279,11 +296,193 @@ TEST(Mlt, AnswersQueries) {
             lines.push_back(std::string("  - identifier: ") + parameter);
         for (const std::string &line : lines)
             EXPECT_NE(query.output.find("\n" + line + "\n"), std::string::npos) << line;
-        const std::string kdenlive = Read(TP_KDENLIVE_FOLDER "/" + name + ".xml");
-        EXPECT_NE(kdenlive.find("<transition tag=\"" + name + "\" id=\"" + name + "\""),
-                  std::string::npos)
-            << name;
     }
+}
+
+// ---------------------------------------------------------------------------------------------
+// Transparency
+// ---------------------------------------------------------------------------------------------
+
+/// Erase_slide half-way, from grey to a picture that is bright on the left and dark on the right:
+/// the packed form uncovers it where it stands, the planar form slides it in, its right half first.
+struct Still {
+    static constexpr Form kRgba = {"rgba", "", 64, 48}, kYuv = {"yuv420p", "", 64, 48};
+
+    static std::string Picture(int left, int right, int alpha) {
+        std::string picture;
+        for (int i = 0; i < 64 * 48; ++i)
+            for (const int channel : {0, 0, 0, 1}) {
+                const int colour = i % 64 < 32 ? left : right;
+                picture += static_cast<char>(channel ? alpha : colour);
+            }
+        return picture;
+    }
+    /// The bytes of the middle frame.
+    static std::string Half(const Form &form, int alphaOfA, int alphaOfB) {
+        const Clips clips(form, {Picture(100, 100, alphaOfA), Picture(220, 20, alphaOfB)});
+        const std::string all = clips.Render(clips.Name(0) + " " + clips.Name(1) +
+                                                 " -mix 5 -mixer tp_erase.erase_slide",
+                                             "real_time=-1");
+        return all.size() == 5 * form.FrameSize() ? all.substr(2 * form.FrameSize()) : "";
+    }
+    static std::array<int, 4> Pixel(const std::string &rgba, int x) {
+        std::array<int, 4> pixel;
+        for (int i = 0; i < 4; ++i)
+            pixel[i] = static_cast<unsigned char>(rgba.at((24 * 64 + x) * 4 + i));
+        return pixel;
+    }
+};
+
+TEST(Mlt, KeepsTransparency) {
+    const std::string half = Still::Half(Still::kRgba, 255, 128);
+    EXPECT_EQ(Still::Pixel(half, 8), (std::array{220, 220, 220, 128}));
+    EXPECT_EQ(Still::Pixel(half, 56), (std::array{100, 100, 100, 255}));
+}
+
+// Luma of limited range: 16 + 219 v / 255.
+TEST(Mlt, DrawsTransparentClipsPackedWhateverTheEngineWants) {
+    const struct {
+        int alphaOfA, alphaOfB;
+        int luma; ///< at the left
+    } kCases[] = {{255, 255, 33}, {255, 254, 205}, {0, 255, 205}};
+    for (const auto &[alphaOfA, alphaOfB, luma] : kCases) {
+        const std::string half = Still::Half(Still::kYuv, alphaOfA, alphaOfB);
+        ASSERT_FALSE(half.empty());
+        EXPECT_NEAR(static_cast<unsigned char>(half[24 * 64 + 8]), luma, 2)
+            << alphaOfA << ' ' << alphaOfB;
+    }
+}
+
+// ---------------------------------------------------------------------------------------------
+// Kdenlive
+// ---------------------------------------------------------------------------------------------
+
+/// An element of an XML file that stays in memory.
+struct Element {
+    xmlNode *node;
+    std::string Attribute(const char *name) const {
+        xmlChar *value = xmlGetProp(node, reinterpret_cast<const xmlChar *>(name));
+        const std::string text = value ? reinterpret_cast<const char *>(value) : "(none)";
+        xmlFree(value);
+        return text;
+    }
+    std::string Text() const {
+        xmlChar *content = xmlNodeGetContent(node);
+        const std::string text = reinterpret_cast<const char *>(content);
+        xmlFree(content);
+        return text;
+    }
+    std::vector<Element> Children(const std::string &name) const {
+        std::vector<Element> children;
+        for (xmlNode *child = node->children; child; child = child->next)
+            if (child->type == XML_ELEMENT_NODE &&
+                name == reinterpret_cast<const char *>(child->name))
+                children.push_back({child});
+        return children;
+    }
+};
+
+std::vector<std::string> Split(const std::string &text, char separator) {
+    std::vector<std::string> words(1);
+    for (const char c : text)
+        c == separator ? void(words.emplace_back()) : void(words.back() += c);
+    return words;
+}
+
+std::vector<std::string> EasingNames() {
+    std::vector<std::string> names;
+    for (const hostkit::Easing &easing : hostkit::Easings())
+        names.emplace_back(easing.name);
+    return names;
+}
+
+/// Checks one parameter and returns the last value that it offers.
+std::string CheckParameter(const Element &parameter) {
+    const std::string name = parameter.Attribute("name"), type = parameter.Attribute("type");
+    EXPECT_EQ(parameter.Children("name").size(), 1u);
+    EXPECT_EQ(parameter.Children("comment").size(), 1u);
+    if (type != "list") {
+        EXPECT_EQ(type, name == "seed" ? "constant" : "bool");
+        EXPECT_EQ(parameter.Attribute("default"), "0");
+        EXPECT_EQ(parameter.Attribute("min"), "0");
+        EXPECT_EQ(parameter.Attribute("max"), name == "seed" ? "99999" : "1");
+        return parameter.Attribute("max");
+    }
+    const auto values = Split(parameter.Attribute("paramlist"), ';');
+    EXPECT_EQ(values, name == "ease" ? EasingNames() : Split("auto;yuv;rgb", ';'));
+    EXPECT_EQ(parameter.Attribute("default"), values.front());
+    EXPECT_EQ(parameter.Children("paramlistdisplay").size(), 1u);
+    EXPECT_EQ(Split(parameter.Children("paramlistdisplay").at(0).Text(), ',').size(),
+              values.size());
+    return values.back();
+}
+
+/// Checks one file and returns the properties of a service whose every parameter is set.
+std::string CheckKdenliveFile(const Transition &transition, const Element &root) {
+    const std::string service = mlt::ServiceName(transition);
+    EXPECT_STREQ(reinterpret_cast<const char *>(root.node->name), "transition");
+    EXPECT_EQ(root.Attribute("tag"), service);
+    EXPECT_EQ(root.Attribute("id"), service);
+    EXPECT_EQ(root.Attribute("type"), "short");
+    EXPECT_EQ(root.Children("name").at(0).Text(), transition.info.title);
+    const std::string description = root.Children("description").at(0).Text();
+    for (const std::string &part : {transition.info.motion, transition.info.ends})
+        EXPECT_NE(description.find(part), std::string::npos) << description;
+    std::vector<std::string> offered, expected = {"backwards", "ease"};
+    if (transition.yuv && transition.rgb)
+        expected.emplace_back("path");
+    if (transition.info.random)
+        expected.emplace_back("seed");
+    std::string properties;
+    for (const Element &parameter : root.Children("parameter")) {
+        offered.push_back(parameter.Attribute("name"));
+        properties +=
+            "<property name='" + offered.back() + "'>" + CheckParameter(parameter) + "</property>";
+    }
+    EXPECT_EQ(offered, expected);
+    return properties;
+}
+
+// As in Kdenlive, whose project names the service and sets what the file offers: melt knows all of
+// it and has nothing to say.
+TEST(Mlt, KdenliveFilesAreXmlAndLoad) {
+    const Folder folder;
+    std::string tracks, services;
+    int start = 0;
+    for (const Transition &transition : TestedPlugin().Transitions()) {
+        SCOPED_TRACE(transition.name);
+        const std::string service = mlt::ServiceName(transition);
+        const std::string file = TP_KDENLIVE_FOLDER "/" + service + ".xml";
+        const std::unique_ptr<xmlDoc, decltype(&xmlFreeDoc)> document(
+            xmlReadFile(file.c_str(), nullptr, XML_PARSE_NONET), xmlFreeDoc);
+        ASSERT_TRUE(document) << file;
+        services += "<transition in='" + std::to_string(start) + "' out='" +
+                    std::to_string(start + 1) + "'><property name='a_track'>0</property>" +
+                    "<property name='b_track'>1</property><property name='mlt_service'>" + service +
+                    "</property>" +
+                    CheckKdenliveFile(transition, {xmlDocGetRootElement(document.get())}) +
+                    "</transition>";
+        start += 2;
+    }
+    for (const char *colour : {"red", "blue"})
+        tracks += "<producer id='" + std::string(colour) + "' out='" + std::to_string(start - 1) +
+                  "'><property name='mlt_service'>color</property><property name='resource'>" +
+                  colour + "</property></producer>";
+    std::ofstream(folder / "project.mlt")
+        << "<mlt><profile width='64' height='48' frame_rate_num='25' frame_rate_den='1' "
+        << "progressive='1' sample_aspect_num='1' sample_aspect_den='1' display_aspect_num='4' "
+        << "display_aspect_den='3' colorspace='601'/>" << tracks
+        << "<tractor><track producer='red'/><track producer='blue'/>" << services
+        << "</tractor></mlt>";
+    const std::string raw = folder / "out.raw";
+    const Outcome outcome =
+        Melt((folder / "project.mlt") + " -consumer avformat:" + raw +
+                 " f=rawvideo vcodec=rawvideo pix_fmt=rgba mlt_image_format=rgba an=1 "
+                 "real_time=-1",
+             raw);
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.output, "");
+    EXPECT_EQ(Read(raw).size(), std::size_t(start) * 64 * 48 * 4);
 }
 
 TEST(Mlt, GoesOnWithoutThePlugIn) {
