@@ -76,7 +76,7 @@ std::string Missing(const Symbols &from, const Symbols &wanted) {
     std::string names;
     for (const auto &[symbol, text] : wanted)
         if (!from.contains(symbol))
-            names += "\n  " + text + "  (" + symbol + ")";
+            names += "\n" + symbol + " " + text;
     return names;
 }
 
