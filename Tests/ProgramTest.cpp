@@ -207,21 +207,76 @@ TEST_F(Program, PackedPicturesEqualDirectCallsAndKeepTransparency) {
     }
 }
 
+/// Each clip, each transition, each length its own; in and out points in frames and in seconds.
+TEST_F(Program, ChainsEqualDirectCalls) {
+    const Outcome run = Render(Text("-t Erase -t cut -t Turn -d 5f -d 80ms -d 0:00.12 ",
+                                    file("a.y4m"), " ", file("b.y4m"), "#t=1f,0.36 ", file("a.y4m"),
+                                    " ", file("b.y4m"), "#t=160ms -o ", file("o.y4m")));
+    EXPECT_EQ(run.output,
+              Text("      12  ", file("a.y4m"), "\n      -5  Erase\n       8  ", file("b.y4m"),
+                   "\n       0  cut\n      12  ", file("a.y4m"), "\n      -3  Turn\n       6  ",
+                   file("b.y4m"), "\n      30  frames, 1.2 s\n"));
+    Pictures expected =
+        Expected(a, Pictures(b.begin() + 1, b.begin() + 9), 5, "Erase", hostkit::Motion());
+    const Pictures second =
+        Expected(a, Pictures(b.begin() + 4, b.end()), 3, "Turn", hostkit::Motion());
+    expected.insert(expected.end(), second.begin(), second.end());
+    EXPECT_EQ(Difference(FramesOf(Read(file("o.y4m"))), expected), "");
+}
+
+/// Pictures are sought where the file allows it: between key frames, with frames that are decoded
+/// in another order than shown, and with fields that look at the pictures around them.
 TEST_F(Program, PartsOfARenderEqualTheWhole) {
-    const std::string command = "-q -t Wind -d 0.2 --seed 3 " + clips() + "-o ";
-    ASSERT_EQ(Render(command + file("whole.y4m")).output, "");
-    const Pictures whole = FramesOf(Read(file("whole.y4m")));
-    Pictures joined;
-    for (const char *range : {":9", "9:10", "10:12", "12:"}) {
-        EXPECT_EQ(Render(command + file("part.y4m") + " --frames " + range).output, "");
-        const Pictures part = FramesOf(Read(file("part.y4m")));
-        joined.insert(joined.end(), part.begin(), part.end());
+    const std::string source = "ffmpeg -v error -f lavfi -i testsrc2=s=96x64:d=4:r=";
+    ASSERT_EQ(Shell(source + "25 -c:v libx264 -bf 3 -g 40 " + file("c.mp4") + " && " + source +
+                    "50 -vf interlace -flags +ildct+ilme -c:v mpeg2video -q:v 3 -bf 2 " +
+                    file("i.ts"))
+                  .output,
+              "");
+    for (const auto &[inputs, seconds, cuts] :
+         {std::tuple(clips(), "0.2", std::vector{0, 9, 10, 12, 17}),
+          std::tuple(file("c.mp4") + " " + file("i.ts") + " ", "0.4",
+                     std::vector{0, 33, 60, 91, 95, 96, 117, 190})}) {
+        const std::string command = Text("-q -t Wind --seed 3 -d ", seconds, " ", inputs, "-o ");
+        ASSERT_EQ(Render(command + file("whole.y4m")).output, "");
+        const std::size_t size = inputs == clips() ? FrameSize(kWidth, kHeight) : 96 * 64 * 3 / 2;
+        const Pictures whole = FramesOf(Read(file("whole.y4m")), size);
+        ASSERT_EQ(int(whole.size()), cuts.back());
+        Pictures joined;
+        for (std::size_t i = 1; i < cuts.size(); ++i) {
+            EXPECT_EQ(
+                Render(Text(command, file("part.y4m"), " --frames ", cuts[i - 1], ":", cuts[i]))
+                    .output,
+                "");
+            const Pictures part = FramesOf(Read(file("part.y4m")), size);
+            joined.insert(joined.end(), part.begin(), part.end());
+        }
+        EXPECT_EQ(Difference(joined, whole), "") << inputs;
     }
-    EXPECT_EQ(Difference(joined, whole), "");
-    EXPECT_EQ(Render(command + file("only.y4m") + " --only --frames 1:4").output, "");
+    EXPECT_EQ(Render("-q -t Wind -d 0.2 --seed 3 " + clips() + "-o " + file("whole.y4m")).output,
+              "");
+    EXPECT_EQ(Render("-q -t Wind -d 0.2 --seed 3 " + clips() + "-o " + file("only.y4m") +
+                     " --only --frames 1:4")
+                  .output,
+              "");
+    const Pictures whole = FramesOf(Read(file("whole.y4m")));
     EXPECT_EQ(Difference(FramesOf(Read(file("only.y4m"))),
                          Pictures(whole.begin() + 8, whole.begin() + 11)),
               "");
+}
+
+TEST_F(Program, EditListsMakeTheSameFilm) {
+    const std::string command =
+        clips() + file("a.y4m") + "#t=2f,11f -t any --seed 5 -d 3f --ease out --fit cover ";
+    ASSERT_EQ(
+        Render("-q " + command + "--save-edit " + file("e.otio") + " -o " + file("o.y4m")).output,
+        "");
+    const std::string film = Read(file("o.y4m"));
+    EXPECT_EQ(Render("-q " + file("e.otio") + " -o " + file("again.y4m")).output, "");
+    EXPECT_TRUE(Read(file("again.y4m")) == film);
+    const std::string list = Read(file("e.otio"));
+    EXPECT_EQ(Render("-q " + command + "--save-edit " + file("e.otio")).output, "");
+    EXPECT_TRUE(Read(file("e.otio")) == list);
 }
 
 TEST_F(Program, SameSeedSameBytes) {
@@ -296,6 +351,15 @@ TEST_F(Program, PipesInBothDirections) {
             all += frame;
         EXPECT_TRUE(Read(file("o.raw")) == all) << command;
     }
+    // A pipe between two clips: where it ends is seen when it has ended.
+    EXPECT_EQ(Shell(Text("ffmpeg -v error -i ", clipA,
+                         " -c:v ffv1 -f matroska - | " TP_PROGRAM " render -q -t Erase -d 0.2 ",
+                         clipB, " - ", clipB, " -o ", file("middle.y4m")))
+                  .output,
+              "");
+    Pictures middle = Expected(b, a, 5, "Erase", hostkit::Motion());
+    middle = Expected(middle, b, 5, "Erase", hostkit::Motion());
+    EXPECT_EQ(Difference(FramesOf(Read(file("middle.y4m"))), middle), "");
     // A reader that goes away is an error like any other.
     const Outcome closed = Shell("(" TP_PROGRAM " render -q -t Erase -d 0.2 " + clips() +
                                  "-o - ; echo status $? >&2) | head -c 99 >/dev/null");
@@ -340,7 +404,6 @@ TEST_F(Program, ContainersAndCodecs) {
           Case{"o.mkv --codec ffv1", "ffv1 96 yuv420p 17 "}, Case{"o.webm", "vp9 96 yuv420p 17 "},
           Case{"o.mov --codec qtrle", "qtrle 97 rgb24 17 "},
           Case{"o.mov --codec prores", "prores 96 yuv422p10le 17 "},
-          Case{"o.mkv --quality 40 --preset ultrafast", "h264 96 yuv420p 17 "},
           Case{"o.gif", "gif 97 bgra 17 "}}) {
         const std::string target = file(c.output);
         const Outcome run = Render("-t Erase -d 0.2 " + clips() + "-o " + target);
@@ -349,6 +412,65 @@ TEST_F(Program, ContainersAndCodecs) {
             Probe(target.substr(0, target.find(' ')), "codec_name,width,pix_fmt,nb_read_frames"),
             c.expected)
             << c.output;
+    }
+}
+
+/// The encoder writes its settings into the stream.
+TEST_F(Program, QualityAndPresetReachTheStream) {
+    const std::string target = file("o.mkv");
+    for (const auto &[options, crf, search] :
+         {std::tuple("", "crf=18.0", "me=hex"), std::tuple("--quality 41", "crf=41.0", "me=hex"),
+          std::tuple("--quality 30 --preset ultrafast", "crf=30.0", "me=dia")}) {
+        EXPECT_EQ(Render(Text("-q -t Erase -d 0.2 ", clips(), "-o ", target, " ", options)).output,
+                  "");
+        const std::string bytes = Read(target);
+        EXPECT_NE(bytes.find(crf), std::string::npos) << options;
+        EXPECT_NE(bytes.find(search), std::string::npos) << options;
+    }
+}
+
+/// Mean distance of two files' first pictures in levels, as ffmpeg decodes them.
+double Distance(const std::string &one, const std::string &other, const std::string &raw) {
+    Pictures pictures;
+    for (const std::string &name : {one, other}) {
+        Shell("ffmpeg -v error -y -i " + name + " -frames:v 1 -f rawvideo -pix_fmt rgb24 " + raw);
+        pictures.push_back(Read(raw));
+    }
+    double sum = 0;
+    for (std::size_t i = 0; i < pictures[0].size() && i < pictures[1].size(); ++i)
+        sum += std::abs(int(std::uint8_t(pictures[0][i])) - int(std::uint8_t(pictures[1][i])));
+    return pictures[0].size() == pictures[1].size() ? sum / double(pictures[0].size()) : 255;
+}
+
+/// 256 colours for each picture leave a smooth one of many colours within a few levels.
+TEST_F(Program, GifIsNearItsSource) {
+    ASSERT_EQ(Shell("ffmpeg -v error -f lavfi -i "
+                    "gradients=s=160x120:r=25:d=0.4:n=4:c0=red:c1=yellow:c2=blue:c3=green:seed=3 "
+                    "-c:v ffv1 -pix_fmt bgr0 " +
+                    file("g.mkv"))
+                  .output,
+              "");
+    EXPECT_EQ(Render("-q -t Push -d 0.2 --path rgb " + file("g.mkv") + " " + file("g.mkv") +
+                     " -o " + file("o.gif"))
+                  .output,
+              "");
+    EXPECT_LT(Distance(file("g.mkv"), file("o.gif"), file("raw")), 6);
+}
+
+/// White of alpha 128 on black is grey of level 128: 16 + 219 * 128 / 255.
+TEST_F(Program, TransparentClipsLieOnBlack) {
+    ASSERT_EQ(
+        Shell("ffmpeg -v error -f lavfi -i color=white@0.502:s=64x48,format=rgba -frames:v 1 " +
+              file("half.png"))
+            .output,
+        "");
+    for (const char *path : {"yuv", "rgb"}) {
+        EXPECT_EQ(Render(Text("-q -t Push -d 2f --still 3f --path ", path, " ", file("half.png"),
+                              " ", file("half.png"), " -o ", file("o.y4m")))
+                      .output,
+                  "");
+        for (const std::string &picture : FramesOf(Read(file("o.y4m")), 64 * 48 * 3 / 2))
+            EXPECT_NEAR(std::uint8_t(picture[64 * 24 + 32]), 126, 1) << path;
     }
 }
 
@@ -370,30 +492,6 @@ TEST_F(Program, ClipIsFittedToTheFirstOne) {
             const bool bars = std::strcmp(fit, "contain") == 0;
             EXPECT_NEAR(std::uint8_t(frames[i][0]), bars ? 16 : middle, 1) << fit;
         }
-    }
-}
-
-/// A clip from a camera on its side is shown as ffmpeg shows it.
-TEST_F(Program, TurnedClipsAreUpright) {
-    for (const char *degrees : {"90", "180", "270"}) {
-        ASSERT_EQ(
-            Shell("ffmpeg -v error -y -i " + file("a.y4m") + " -vf crop=96:64:0:0 -c:v libx264 " +
-                  file("c.mp4") + " && ffmpeg -v error -y -i " + file("c.mp4") +
-                  " -c copy -metadata:s:v rotate=" + degrees + " " + file("turned.mp4") +
-                  " && ffmpeg -v error -y -i " + file("turned.mp4") + " " + file("upright.y4m"))
-                .output,
-            "");
-        EXPECT_EQ(Render("-q -t Erase -d 0.04 " + file("turned.mp4") + " " + file("turned.mp4") +
-                         " -o " + file("o.y4m"))
-                      .output,
-                  "");
-        const std::string result = Read(file("o.y4m")), upright = Read(file("upright.y4m"));
-        EXPECT_EQ(HeaderOf(result).substr(0, 17), HeaderOf(upright).substr(0, 17));
-        const Pictures shown = FramesOf(result, 96 * 64 * 3 / 2);
-        EXPECT_EQ(Difference({shown[0], shown[22]}, {FramesOf(upright, 96 * 64 * 3 / 2)[0],
-                                                     FramesOf(upright, 96 * 64 * 3 / 2)[11]}),
-                  "")
-            << degrees;
     }
 }
 
@@ -438,12 +536,44 @@ TEST_F(Program, SoundIsFadedOverTheOverlap) {
         EXPECT_NEAR(Strength(sound, 400, c.from, c.to), c.low, 0.04) << c.from;
         EXPECT_NEAR(Strength(sound, 1000, c.from, c.to), c.high, 0.04) << c.from;
     }
+    EXPECT_EQ(Render(command + " --audio-curve equal-power").output, "");
+    const std::vector<float> even = Sound(file("o.mp4"), file("o.raw")); // at 1/4: of 90 degrees
+    EXPECT_NEAR(Strength(even, 400, 1.2, 1.3), 0.5 * std::cos(M_PI / 8), 0.04);
+    EXPECT_NEAR(Strength(even, 1000, 1.2, 1.3), 0.5 * std::sin(M_PI / 8), 0.04);
     EXPECT_EQ(Render(command + " --frames 50:").output, ""); // clip B alone
     EXPECT_NEAR(Strength(Sound(file("o.mp4"), file("o.raw")), 1000, 0.1, 0.9), 0.5, 0.04);
     EXPECT_EQ(Render(command + " --no-audio").output, "");
     EXPECT_EQ(Shell("ffprobe -v error -show_entries stream=codec_type -of csv=p=0 " + file("o.mp4"))
                   .output,
               "video\n");
+}
+
+/// Music of 1500 Hz under two clips of 400 Hz, and alone: again and again, and away at the end.
+TEST_F(Program, MusicPlaysUnderTheClips) {
+    ASSERT_EQ(Shell("ffmpeg -v error -f lavfi -i color=s=64x48:r=25:d=5 -f lavfi -i "
+                    "'aevalsrc=0.4*sin(2*PI*t*400):s=48000:d=5' -c:a aac " +
+                    file("c.mp4") +
+                    " && ffmpeg -v error -f lavfi -i "
+                    "'aevalsrc=0.5*sin(2*PI*t*1500):s=44100:d=2' " +
+                    file("m.wav"))
+                  .output,
+              "");
+    const std::string command = "-q -t Push -d 1 " + file("c.mp4") + " " + file("c.mp4") +
+                                " --music " + file("m.wav") + " -o " + file("o.mkv");
+    for (const auto &[options, clip, music] :
+         {std::tuple("", 0.4, 0.15), std::tuple(" --music-volume 50", 0.4, 0.25),
+          std::tuple(" --no-audio", 0.0, 0.5)}) {
+        EXPECT_EQ(Render(command + options).output, "");
+        const std::vector<float> sound = Sound(file("o.mkv"), file("o.raw"));
+        EXPECT_NEAR(Strength(sound, 400, 1, 1.5), clip, 0.03) << options;
+        for (const double from : {0.2, 1.0, 2.3, 5.3}) // 2.3 is in its second turn
+            EXPECT_NEAR(Strength(sound, 1500, from, from + 0.5), music, 0.03) << options << from;
+        EXPECT_NEAR(Strength(sound, 1500, 7.4, 7.6), music / 2, 0.03) << options; // of 6 to 9
+    }
+    const Outcome mute =
+        Render("-t Push -d 1 " + file("c.mp4") + " " + file("c.mp4") + " -o " + file("o.y4m"));
+    EXPECT_EQ(mute.output, file("o.y4m") + ": files of this kind hold no sound, so it is left out\n"
+                                           "A 125 + B 125 - overlap 25 = 225 frames\n");
 }
 
 TEST_F(Program, ColourTagsAndRateAreCarriedThrough) {
@@ -481,9 +611,10 @@ TEST_F(Program, RefusesInOneLine) {
     ASSERT_EQ(Shell("ffmpeg -v error -f lavfi -i sine=d=0.1 " + file("sound.wav") +
                     " && ffmpeg -v error -f lavfi -i testsrc=s=97x65:d=2 -c:v ffv1 " +
                     file("c.mkv") + " && ffmpeg -v error -i " + file("c.mkv") +
-                    " -pix_fmt yuv444p " + file("c.mp4") + " && head -c 20000 " + file("c.mkv") +
-                    " >" + file("cut.mkv") + " && head -c 5000 " + file("c.mp4") + " >" +
-                    file("cut.mp4"))
+                    " -pix_fmt yuv444p " + file("c.mp4") +
+                    " && ffmpeg -v error -f lavfi -i testsrc2=s=640x480:d=3 -c:v mpeg4 -q:v 1 " +
+                    file("big.mp4") + " && head -c 20000 " + file("c.mkv") + " >" +
+                    file("cut.mkv") + " && head -c 5000 " + file("c.mp4") + " >" + file("cut.mp4"))
                   .output,
               "");
     struct Case {
@@ -515,6 +646,22 @@ TEST_F(Program, RefusesInOneLine) {
         {erase + one + " " + two + to, "a.y4m: its 12 frames are fewer than the transition's 25"},
         {erase + "-d 0.48 " + one + " " + two + to, "b.y4m: its 10 frames are fewer"},
         {erase + "- " + two + to + " < " + one, "its 12 frames are fewer"},
+        {"-t Erase -t Turn -d 6f -d 5f " + clips() + one + to,
+         "b.y4m: its 10 frames are fewer than its two transitions' 6 + 5; the longest durations "
+         "that fit are 0.2 and 0.2"},
+        {shortly + one + "#t=1 " + two + to, "a.y4m: ends before its in point, after 12 frames"},
+        {shortly + one + "#t=5f,3f " + two + to, "a.y4m: its out point is not behind its in point"},
+        {shortly + one + "#t=x " + two + to, "a.y4m: its in point x: give seconds"},
+        {erase + "-t Turn -t Roll " + clips() + one + to,
+         "-t: give one for all joints or one for each of the 2, not 3"},
+        {erase + one + to, "give two clips or more"},
+        {shortly + "- " + two + to + " < " + file("big.mp4"), "cannot be read without seeking"},
+        {shortly + clips() + to + " --fit wide", "--fit wide: there are contain, cover"},
+        {shortly + clips() + "-o " + file("o.mp4") + " --quality 99", "libx264 has 0 to 51"},
+        {shortly + clips() + "-o " + file("o.mpg") + " --depth 10", "has 8 bits only"},
+        {shortly + clips() + "-o " + file("o.mp4") + " --audio-codec mp5",
+         "no such encoder of sound"},
+        {shortly + clips() + "-o " + file("o"), "a name without an extension"},
         // Names and numbers
         {"-t Erasr " + clips() + to, "no transition \"Erasr\"; the nearest are \"Erase\", "},
         {"-t TrEraseShift --path rgb " + clips() + to, "has no rgb path; use --path yuv"},

@@ -225,7 +225,8 @@ OutputPlan PlanOutput(const OutputOptions &options, bool hasAlpha) {
     plan.container = av_guess_format(extension == ".y4m" ? "yuv4mpegpipe" : nullptr,
                                      ("a" + extension).c_str(), nullptr);
     if (!plan.container || (plan.container->flags & AVFMT_NOFILE) ||
-        plan.container->video_codec == AV_CODEC_ID_NONE)
+        plan.container->video_codec == AV_CODEC_ID_NONE ||
+        plan.container->video_codec == AV_CODEC_ID_PNG) // a cover picture beside sound
         throw Failure(options.file + ": " +
                       (extension.empty() ? "a name without an extension"
                                          : "the extension \"" + extension + "\"") +

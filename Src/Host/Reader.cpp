@@ -106,6 +106,9 @@ bool Packets::Next(AVPacket &packet) {
         const bool isShort =
             TakeComplaint().find("ended prematurely") != std::string::npos ||
             (std::strcmp(kind, "yuv4mpegpipe") == 0 && demuxer->pb && avio_tell(demuxer->pb) > end);
+        const bool isPipe = demuxer->pb && !(demuxer->pb->seekable & AVIO_SEEKABLE_NORMAL);
+        if (answer != AVERROR_EOF && count == 0 && isPipe)
+            throw Failure(name + ": cannot be read without seeking; give the file itself");
         if (answer != AVERROR_EOF || isCut || isShort)
             throw Failure(name + ": damaged or cut short after " + std::to_string(count) +
                           " packets");
