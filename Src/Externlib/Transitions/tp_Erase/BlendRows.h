@@ -1,6 +1,6 @@
 /// \file BlendRows.h
-/// Row kernels of Linear Wipe and Flash. As in Rows.h, a count below 1 does nothing and output and
-/// inputs never overlap.
+/// Row kernels of the soft edges and of Flash. A count below 1 does nothing; output and inputs never
+/// overlap.
 #pragma once
 
 #include "Isa.h"
@@ -33,19 +33,19 @@ TP_PIXEL std::uint8_t Brighten(std::uint8_t value, Gain gain) {
 
 /// The kernels of one instruction set.
 struct BlendKernels {
+    /// out[i] = BlendYuv(a[i], b[i], weights[i]).
+    void (*blendYuv)(std::uint8_t *out, const std::uint8_t *a, const std::uint8_t *b,
+                     const std::uint8_t *weights, std::ptrdiff_t count);
+    /// out[i] = BlendRgb(a[i], b[i], weights[i]).
+    void (*blendRgb)(std::uint8_t *out, const std::uint8_t *a, const std::uint8_t *b,
+                     const std::uint8_t *weights, std::ptrdiff_t count);
     /// out[i] = a at weight weights[i] and b at 255 - weights[i], in single precision: each product
     /// divided by 255, the quotients added, the sum truncated. Weights are 0 to 255.
     void (*blendFine)(std::uint8_t *out, const std::uint8_t *a, const std::uint8_t *b,
                       const float *weights, std::ptrdiff_t count);
-    /// out[i] = (a[i] * weights[i] + b[i] * (255 - weights[i])) >> 8: one shift for both products.
+    /// out[i] = BlendRgbSum(a[i], b[i], weights[i]).
     void (*blendSum)(std::uint8_t *out, const std::uint8_t *a, const std::uint8_t *b,
                      const std::uint8_t *weights, std::ptrdiff_t count);
-    /// out[i] = (in[i] * 255) >> 8, which is blendSum at weight 0.
-    void (*darken)(std::uint8_t *out, const std::uint8_t *in, std::ptrdiff_t count);
-    /// out[i] = BlendRgb(a[i], b[i], weight) but for every fourth byte, which is a[i]; the count is
-    /// of pixels.
-    void (*fadePixels)(std::uint8_t *out, const std::uint8_t *a, const std::uint8_t *b,
-                       std::uint8_t weight, std::ptrdiff_t count);
     /// out[i] = Brighten(in[i], gain).
     void (*brighten)(std::uint8_t *out, const std::uint8_t *in, std::ptrdiff_t count, Gain gain);
 };

@@ -1,10 +1,10 @@
 // Linear Wipe and Flash: the transitions that are blends over much of the frame.
 
 #include "BlendRows.h"
+#include "CopyRows.h"
 #include "Frames.h"
 #include "Pixels.h"
 #include "Progress.h"
-#include "Rows.h"
 #include "tp_Erase.h"
 
 #include <array>
@@ -72,60 +72,44 @@ struct CoarseWeights {
 };
 constexpr CoarseWeights kCoarseWeights;
 
-/// How far the front has come along rows and columns. What lies beyond both ends of the way shows
-/// one input alone.
-int FrontReach(int width, int height, const TransParam &param) {
-    const int way = Convert(static_cast<float>(width + height) + 565.6854F);
-    const double progress = param.dCurrent / param.dTotal;
-    return Limit(Convert(static_cast<double>(way) * progress), 0, way);
-}
+/// How far the front of one frame has come along rows and columns.
+struct Front {
+    int width;
+    int reach;
 
-/// Where rows are longer than what is visible of them, the rest shows the first input.
-void CopyPadding(const PackedFrames &frames) {
-    const std::ptrdiff_t visible = std::ptrdiff_t(std::max(frames.width, 0)) * 4;
-    if (visible == frames.Pitch())
-        return;
-    for (int y = 0; y < frames.height; ++y)
-        frames.Row(y).bytes.Copy(Input::One, visible, frames.Pitch());
-}
+    Front(const Frames &frames, Progress progress) : width(frames.width) {
+        const int way = Convert(static_cast<float>(width + frames.height) + 565.6854F);
+        // What lies beyond both ends of the way shows one input alone.
+        reach = Limit(Convert(static_cast<double>(way) * progress.Fraction()), 0, way);
+    }
 
-/// The columns of a row that lie in the front's blend, cut to the frame, and the place of the first
-/// of them within the blend.
-struct FrontSpan {
-    int begin;
-    int end;
-    int place;
+    /// The column of a row at which the blend would start in an endless frame.
+    int FirstColumn(int y) const { return reach - y - kFirstDistance; }
+    /// The columns of a row that are blended, cut to the frame.
+    Span Blended(int y) const {
+        const int begin = Limit(FirstColumn(y), 0, width);
+        return {begin, Limit(reach - y - kLastDistance + 1, begin, width)};
+    }
 };
-
-FrontSpan SpanOfRow(int distance, int width) {
-    const int first = distance - kFirstDistance;
-    const int begin = Limit(first, 0, width);
-    const int end = Limit(distance - kLastDistance + 1, begin, width);
-    return {begin, end, begin < end ? begin - first : 0};
-}
 
 } // namespace
 
 void TrLinearWipe(YUVImage *out, const YUVImage *in1, const YUVImage *in2,
                   const TransParam *param) {
-    const PlanarFrames frames(out, in1, in2);
-    const int reach = FrontReach(frames.width, frames.height, *param);
-    frames.DrawPlanes([&](const Plane &plane) {
-        const auto frontSpan = [&](int y) {
-            return SpanOfRow(reach - y * plane.step, frames.width);
-        };
-        const auto spanOf = [&](int y) {
-            const FrontSpan span = frontSpan(y);
-            return ByteSpan{plane.Bytes(span.begin), plane.Bytes(span.end)};
-        };
-        DrawSpans(plane, spanOf, [&](const Triple &row, int y, ByteSpan bytes) {
-            const FrontSpan span = frontSpan(y);
-            const Triple at = row.At(bytes.begin);
-            BlendRows().blendFine(
-                at.out, at.in2, at.in1,
-                FineWeightsFrom(span.place + (span.begin & (plane.step - 1)), plane.step),
-                bytes.end - bytes.begin);
-        });
+    const Frames frames(out, in1, in2);
+    const Front front(frames, ProgressOf(*param));
+    DrawRows(frames, [&](const Row &row) {
+        const Span span = front.Blended(row.y);
+        const int step = row.plane.step;
+        const std::ptrdiff_t begin = row.plane.Bytes(span.begin);
+        const Place band = row.At(begin);
+        row.Show(Input::Two, 0, span.begin);
+        if (!span.IsEmpty()) {
+            const int place = span.begin + (span.begin & (step - 1)) - front.FirstColumn(row.y);
+            BlendRows().blendFine(band.out, band.in2, band.in1, FineWeightsFrom(place, step),
+                                  row.plane.Bytes(span.end) - begin);
+        }
+        row.Show(Input::One, span.end, frames.width);
     });
 }
 
@@ -133,27 +117,29 @@ void TrLinearWipeRGB(void *out, void *in1, void *in2, const TransParam *param) {
     const int width = DIGetWidth(out);
     const int height = DIGetHeight(out);
     const int pitch = DIGetPitch(out);
-    const PackedFrames frames(width, height, pitch, out, in1, in2);
-    const int reach = FrontReach(width, height, *param);
-    const auto distanceOf = [&](int y) { return reach - (height - 1 - y); };
-    const auto spanOf = [&](int y) {
-        const FrontSpan span = SpanOfRow(distanceOf(y), width);
+    const Frames frames(width, height, pitch, out, in1, in2, RowOrder::BottomUp);
+    const Front front(frames, ProgressOf(*param));
+    // At weight 0 a blend still darkens.
+    const std::vector<std::uint8_t> ahead(static_cast<std::size_t>(std::max(width, 0)) * 4);
+    DrawRows(frames, [&](const Row &row) {
+        const Span span = front.Blended(row.y);
+        const std::ptrdiff_t begin = row.plane.Bytes(span.begin), end = row.plane.Bytes(span.end);
+        const Place band = row.At(begin), rest = row.At(end);
+        row.Show(Input::Two, 0, span.begin);
+        if (!span.IsEmpty()) {
+            const int place = (span.begin - front.FirstColumn(row.y)) * 4;
+            BlendRows().blendSum(band.out, band.in2, band.in1, kCoarseWeights.bytes.data() + place,
+                                 end - begin);
+        }
         // Rows that the whole band has entered are blended to their end, at weight 0 ahead of it.
-        const int end = distanceOf(y) >= kFirstDistance ? width : span.end;
-        return ByteSpan{std::ptrdiff_t(span.begin) * 4, std::ptrdiff_t(end) * 4};
-    };
-    frames.DrawPlanes([&](const Plane &plane) {
-        DrawSpans(plane, spanOf, [&](const Triple &row, int y, ByteSpan bytes) {
-            const FrontSpan span = SpanOfRow(distanceOf(y), width);
-            const std::ptrdiff_t ahead = std::ptrdiff_t(span.end) * 4;
-            const Triple band = row.At(bytes.begin);
-            BlendRows().blendSum(band.out, band.in2, band.in1,
-                                 kCoarseWeights.bytes.data() + std::ptrdiff_t(span.place) * 4,
-                                 ahead - bytes.begin);
-            BlendRows().darken(row.out + ahead, row.in1 + ahead, bytes.end - ahead);
-        });
+        // Where rows are longer than what is visible of them, the rest shows the first input.
+        std::ptrdiff_t blended = end;
+        if (front.FirstColumn(row.y) >= 0) {
+            blended = row.plane.VisibleBytes();
+            BlendRows().blendSum(rest.out, rest.in2, rest.in1, ahead.data(), blended - end);
+        }
+        row.Copy(Input::One, blended, row.plane.pitch);
     });
-    CopyPadding(frames);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -249,52 +235,62 @@ private:
     bool isExact = false;
 };
 
-/// Video black in the output's bytes beyond the visible columns.
-void FillPadding(const PlanarFrames &frames) {
-    const std::ptrdiff_t width = std::max(frames.width, 0);
-    const std::ptrdiff_t chromaWidth = HalfUp(std::max(frames.width, 0));
-    for (int y = 0; y < frames.height; ++y) {
-        const PlanarRow row = frames.Row(y);
-        FillBytes(row.luma.out + width, kBlack, frames.pitchY - width);
-        if (row.hasChroma) {
-            FillBytes(row.cb.out + chromaWidth, kNeutral, frames.pitchUV - chromaWidth);
-            FillBytes(row.cr.out + chromaWidth, kNeutral, frames.pitchUV - chromaWidth);
-        }
+/// One frame of a flash: shows the inputs' base, brightens it.
+class FlashPainter {
+public:
+    FlashPainter(FlashBase flashBase, const Brightener &brightener, std::ptrdiff_t rowBytes)
+        : base(flashBase), light(brightener), weights(Room(rowBytes), base.weight1),
+          faded(Room(rowBytes)) {}
+
+    /// Draws the base of `count` bytes.
+    void Show(const Row &row, std::uint8_t *to, std::ptrdiff_t count) const {
+        const bool isPacked = row.plane.kind == Plane::Packed;
+        if (!base.isBlend)
+            CopyBytes(to, row.From(base.input), count);
+        else if (isPacked)
+            BlendRows().blendRgb(to, row.in1, row.in2, weights.data(), count);
+        else
+            BlendRows().blendYuv(to, row.in1, row.in2, weights.data(), count);
+        // A blend of pixels takes the fourth byte from the first input.
+        if (base.isBlend && isPacked)
+            CopyRows().copyFourth(to, row.in1, count / 4);
     }
-}
+    void Brighten(const Row &row, std::ptrdiff_t count) {
+        if (base.isBlend)
+            Show(row, faded.data(), count);
+        light.Brighten(row.out, base.isBlend ? faded.data() : row.From(base.input), count);
+    }
+
+private:
+    std::size_t Room(std::ptrdiff_t rowBytes) const {
+        return base.isBlend ? static_cast<std::size_t>(std::max<std::ptrdiff_t>(rowBytes, 0)) : 0;
+    }
+
+    const FlashBase base;
+    const Brightener &light;
+    const std::vector<std::uint8_t> weights;
+    std::vector<std::uint8_t> faded;
+};
 
 } // namespace
 
 void TrFlash(YUVImage *out, const YUVImage *in1, const YUVImage *in2, const TransParam *param) {
-    StoreSmooth(*param);
-    const PlanarFrames frames(out, in1, in2);
-    const double progress = StoredFraction();
-    const FlashBase base = BaseAt(progress);
+    const double progress = Smooth(ProgressOf(*param)).Fraction();
+    const Frames frames(out, in1, in2);
     const Flash flash = {progress < 0.5 ? RisingGain(progress) : FallingGain(progress), true};
     ByteMap map;
     FillMap(map, flash);
     const Brightener brightener(map, flash);
-    const auto room = static_cast<std::size_t>(base.isBlend ? std::max(frames.width, 0) : 0);
-    const std::vector<std::uint8_t> weights(room, base.weight1);
-    std::vector<std::uint8_t> faded(room);
-    const auto blend = [&](std::uint8_t *to, const Triple &from, int count) {
-        Rows().blendYuv(to, from.in1, from.in2, weights.data(), count);
-    };
-    frames.DrawRows([&](const PlanarRow &row, int) {
-        if (base.isBlend) {
-            blend(faded.data(), row.luma, frames.width);
-            if (row.hasChroma) {
-                blend(row.cb.out, row.cb, HalfUp(frames.width));
-                blend(row.cr.out, row.cr, HalfUp(frames.width));
-            }
-        } else if (row.hasChroma) {
-            row.cb.Copy(base.input, 0, HalfUp(frames.width));
-            row.cr.Copy(base.input, 0, HalfUp(frames.width));
-        }
-        const std::uint8_t *luma = base.isBlend ? faded.data() : row.luma.From(base.input);
-        brightener.Brighten(row.luma.out, luma, frames.width);
+    FlashPainter painter(BaseAt(progress), brightener, frames.width);
+    DrawRows(frames, [&](const Row &row) {
+        const std::ptrdiff_t visible = std::max<std::ptrdiff_t>(row.plane.VisibleBytes(), 0);
+        const bool isLuma = row.plane.kind == Plane::Luma;
+        if (isLuma)
+            painter.Brighten(row, visible);
+        else
+            painter.Show(row, row.out, visible);
+        FillBytes(row.out + visible, isLuma ? kBlack : kNeutral, row.plane.pitch - visible);
     });
-    FillPadding(frames);
 }
 
 void TrFlashRGB(void *out, void *in1, void *in2, const TransParam *param) {
@@ -302,23 +298,14 @@ void TrFlashRGB(void *out, void *in1, void *in2, const TransParam *param) {
     // until the process ends.
     static ByteMap &map1 = *new ByteMap;
     static ByteMap &map2 = *new ByteMap;
-    const PackedFrames frames(out, in1, in2);
-    StoreSmooth(*param);
-    const double progress = StoredFraction();
-    const FlashBase base = BaseAt(progress);
+    const Frames frames(out, in1, in2);
+    const double progress = Smooth(ProgressOf(*param)).Fraction();
     const Flash rising = {RisingGain(progress), false};
     const Flash falling = {FallingGain(progress), false};
     FillMap(map1, rising);
     FillMap(map2, falling);
     const Brightener brightener =
         progress < 0.5 ? Brightener(map1, rising) : Brightener(map2, falling);
-    const int room = base.isBlend ? std::max(frames.pitch, 0) : 0;
-    std::vector<std::uint8_t> faded(static_cast<std::size_t>(room));
-    frames.DrawRows([&](const PackedRow &row, int) {
-        const Triple &at = row.bytes;
-        if (base.isBlend)
-            BlendRows().fadePixels(faded.data(), at.in1, at.in2, base.weight1, frames.width);
-        const std::uint8_t *pixels = base.isBlend ? faded.data() : at.From(base.input);
-        brightener.Brighten(at.out, pixels, frames.Pitch());
-    });
+    FlashPainter painter(BaseAt(progress), brightener, std::ptrdiff_t(frames.width) * 4);
+    DrawRows(frames, [&](const Row &row) { painter.Brighten(row, row.plane.pitch); });
 }

@@ -7,7 +7,7 @@
 /// later one over an earlier one.
 #pragma once
 
-#include "Frames.h"
+#include "OldFrames.h"
 #include "tp_Erase.h"
 
 namespace tp {

@@ -1,384 +1,194 @@
 /// \file Frames.h
-/// Views of the host's frames, planar and packed: one call's output and two inputs side by side, a
-/// row of them at a time. A row takes spans of pixel columns [x0, x1), cuts them to the frame and
-/// knows pitch, pixel size and chroma subsampling, so that a transition speaks of columns only.
+/// The frames of one call: planes, their rows, and the one walk over all of them. A transition
+/// works out the geometry of each row of the picture in columns; a row knows pitch, pixel size,
+/// chroma subsampling and direction, and cuts what it is told to the picture.
 #pragma once
 
+#include "Copies.h"
 #include "Pixels.h"
-#include "Rows.h"
 #include "tp_Erase.h"
 
 #include <Ozmu_ImageProc.h>
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
-#include <utility>
+#include <span>
 
 namespace tp {
 
 /// Which of the two inputs.
 enum class Input { One, Two };
 
-/// The same place in the output and in both inputs, and how this frame's bytes are copied.
-struct Triple {
+constexpr Input Other(Input input) {
+    return input == Input::One ? Input::Two : Input::One;
+}
+
+/// The columns [begin, end) of a row; empty when end is not above begin.
+struct Span {
+    int begin = 0;
+    int end = 0;
+
+    int Size() const { return end - begin; }
+    bool IsEmpty() const { return end <= begin; }
+    /// What of it lies within another.
+    Span Within(Span other) const {
+        return {std::max(begin, other.begin), std::min(end, other.end)};
+    }
+};
+
+/// The same place in the output and in both inputs.
+struct Place {
     std::uint8_t *out;
     const std::uint8_t *in1;
     const std::uint8_t *in2;
-    CopyFunction copy = CopyBytes;
 
-    bool IsStreamed() const { return copy == CopyStreaming; }
-    Triple At(std::ptrdiff_t offset) const {
-        return {out + offset, in1 + offset, in2 + offset, copy};
-    }
-    /// Draws to another place, within the caches.
-    void Redirect(std::uint8_t *scratch) {
-        out = scratch;
-        copy = CopyBytes;
-    }
+    Place At(std::ptrdiff_t offset) const { return {out + offset, in1 + offset, in2 + offset}; }
     const std::uint8_t *From(Input input) const { return input == Input::One ? in1 : in2; }
-    /// Copies the samples [begin, end) from one input to the same place.
+    /// Copies the bytes [begin, end) from one input to the same place.
     void Copy(Input input, std::ptrdiff_t begin, std::ptrdiff_t end) const {
-        copy(out + begin, From(input) + begin, end - begin);
-    }
-    /// Copies an input's samples from source on to [begin, end).
-    void CopyFrom(Input input, std::ptrdiff_t source, std::ptrdiff_t begin,
-                  std::ptrdiff_t end) const {
-        copy(out + begin, From(input) + source, end - begin);
-    }
-    /// Puts count samples together: the second input's from source2 on before split, the first
-    /// input's from source1 on behind.
-    void Join(std::ptrdiff_t split, std::ptrdiff_t source2, std::ptrdiff_t source1,
-              std::ptrdiff_t count) const {
-        if (IsStreamed()) {
-            JoinStreaming(out, in2 + source2, split, in1 + source1, count);
-            return;
-        }
-        CopyBytes(out, in2 + source2, split);
-        CopyBytes(out + split, in1 + source1, count - split);
+        CopyBytes(out + begin, From(input) + begin, end - begin);
     }
 };
 
-/// Room for one row on its way to a streamed output.
-class ScratchRow {
-public:
-    explicit ScratchRow(std::ptrdiff_t bytes)
-        : room(std::make_unique_for_overwrite<std::uint8_t[]>(
-              static_cast<std::size_t>(std::max<std::ptrdiff_t>(bytes, 0)) + 2 * kLine)) {}
-
-    /// Where to put a row that goes to target: at the same place within a cache line, so that what
-    /// was just written is read back in the same aligned pieces.
-    std::uint8_t *For(const std::uint8_t *target) const {
-        return room.get() + ((PlaceInLine(target) - PlaceInLine(room.get())) & (kLine - 1));
-    }
-
-private:
-    std::unique_ptr<std::uint8_t[]> room;
-};
-
-/// A streamed row that is put together from pieces, from its first sample to its last without a
-/// gap: whole cache lines of one input leave for the output straight from it, those in which pieces
-/// meet are put together in scratch.
-class PieceRow {
-public:
-    PieceRow(const Triple &target, const ScratchRow &room, std::ptrdiff_t count)
-        : row(target), scratch(room.For(target.out)), size(count) {}
-
-    /// The next piece, one input's samples [begin, end).
-    void Copy(Input input, std::ptrdiff_t begin, std::ptrdiff_t end) {
-        if (begin >= end)
-            return;
-        const std::uint8_t *from = row.From(input);
-        std::ptrdiff_t whole = begin; // from here on in whole lines
-        if (written < begin) {
-            const std::ptrdiff_t lineEnd = begin + (-PlaceInLine(row.out + begin) & (kLine - 1));
-            whole = std::min(lineEnd, end);
-            CopyBytes(scratch + begin, from + begin, whole - begin);
-            if (whole < lineEnd && whole < size)
-                return;
-            row.copy(row.out + written, scratch + written, whole - written);
-        }
-        const std::ptrdiff_t lineBegin = end - PlaceInLine(row.out + end);
-        written = end == size ? end : std::max(lineBegin, whole);
-        row.copy(row.out + whole, from + whole, written - whole);
-        CopyBytes(scratch + written, from + written, end - written);
-    }
-
-private:
-    Triple row;
-    std::uint8_t *scratch;
-    std::ptrdiff_t size;
-    std::ptrdiff_t written = 0; ///< what lies behind, up to the last piece's end, is in scratch
-};
-
-/// One plane of a call's frames, for what is drawn plane by plane. Rows are counted in memory
-/// order.
+/// One plane of the output and of both inputs, which share its geometry.
 struct Plane {
-    Triple bytes;
-    std::ptrdiff_t pitch;
-    std::ptrdiff_t rowBytes; ///< visible ones
-    int height;              ///< rows of the plane
-    int step;                ///< rows of the picture per row, and columns per sample: 1 or 2
-    int sampleBytes;         ///< 4 for whole pixels
-    bool bottomUp;           ///< the picture's row 0 is the last in memory
+    enum Kind { Luma, Cb, Cr, Packed } kind;
+    Place start;          ///< of the first row in memory
+    std::ptrdiff_t pitch; ///< bytes from one row to the next
+    std::ptrdiff_t size;  ///< bytes of all rows, padding included
+    int columns;          ///< of the picture
+    int rows;             ///< of the plane
+    int step;             ///< rows of the picture per row, and columns per sample: 1 or 2
+    int sampleBytes;      ///< 4 for whole pixels
+    bool isBottomUp;      ///< the picture's row 0 is the last in memory
 
-    Triple Row(int row) const { return bytes.At(row * pitch); }
     /// The samples that belong to the picture's first n columns, or the rows to its first n rows: a
     /// chroma sample goes with the even one of its two.
     int Samples(int n) const { return step == 1 ? n : HalfUp(n); }
-    std::ptrdiff_t Bytes(int columns) const {
-        return std::ptrdiff_t(Samples(columns)) * sampleBytes;
+    std::ptrdiff_t Bytes(int n) const { return std::ptrdiff_t(Samples(n)) * sampleBytes; }
+    std::ptrdiff_t VisibleBytes() const { return Bytes(columns); }
+
+    /// Shows `count` rows of an input from row `source` on at row `target`, padding included.
+    void CopyRows(Input input, int target, int source, int count) const {
+        const auto offset = [&](int row) {
+            return (isBottomUp ? rows - row - count : row) * pitch;
+        };
+        CopyBytes(start.out + offset(target), start.From(input) + offset(source), count * pitch);
     }
 };
 
-/// The bytes [begin, end) of a row.
-struct ByteSpan {
-    std::ptrdiff_t begin;
-    std::ptrdiff_t end;
+/// One row of a plane, addressed by columns of the picture.
+struct Row : Place {
+    const Plane &plane;
+    int y; ///< the picture's row
+
+    /// Shows the columns [x0, x1) of one input in place, cut to the picture.
+    void Show(Input input, int x0, int x1) const {
+        Copy(input, plane.Bytes(std::max(x0, 0)), plane.Bytes(std::min(x1, plane.columns)));
+    }
+    /// Shows the columns of one input from `source` on in the columns [x0, x1); both lie inside the
+    /// picture. A chroma sample comes from the half of its source column, rounded down.
+    void Show(Input input, int x0, int x1, int source) const {
+        const int first = source + (x0 & (plane.step - 1));
+        const std::ptrdiff_t from = std::ptrdiff_t(first / plane.step) * plane.sampleBytes;
+        const std::ptrdiff_t begin = plane.Bytes(x0);
+        CopyBytes(out + begin, From(input) + from, plane.Bytes(x1) - begin);
+    }
 };
 
-/// Draws a plane whose rows are copies but for one span, spanOf(row): the second input before it,
-/// the first behind it, both in place, and within it what draw(triple, row, span) draws at the same
-/// places of the triple's output. In a streamed row that is scratch, where the cache lines with
-/// something drawn in them are put together; the others are copied straight from the inputs.
-template<class SpanOf, class Draw>
-void DrawSpans(const Plane &plane, SpanOf spanOf, Draw draw) {
-    const bool isStreamed = plane.bytes.IsStreamed();
-    const ScratchRow scratch(isStreamed ? plane.rowBytes : 0);
-    for (int y = 0; y < plane.height && plane.rowBytes > 0; ++y) {
-        const Triple row = plane.Row(y);
-        const ByteSpan span = spanOf(y);
-        Triple middle = row;
-        ByteSpan lines = {0, plane.rowBytes};
-        if (isStreamed) {
-            middle.Redirect(scratch.For(row.out));
-            const std::ptrdiff_t before = PlaceInLine(row.out + span.begin);
-            const std::ptrdiff_t behind = -PlaceInLine(row.out + span.end) & (kLine - 1);
-            lines.begin = std::max<std::ptrdiff_t>(span.begin - before, 0);
-            lines.end = std::min(span.end + behind, plane.rowBytes);
-        }
-        middle.Copy(Input::Two, lines.begin, span.begin);
-        draw(std::as_const(middle), y, span);
-        middle.Copy(Input::One, span.end, lines.end);
-        if (isStreamed) {
-            row.Copy(Input::Two, 0, lines.begin);
-            CopyStreaming(row.out + lines.begin, middle.out + lines.begin, lines.end - lines.begin);
-            row.Copy(Input::One, lines.end, plane.rowBytes);
-        }
+/// How the rows of a packed picture are counted.
+enum class RowOrder {
+    Memory,   ///< from the first in memory
+    BottomUp, ///< from the last in memory
+};
+
+/// One call's frames: the planes of one layout.
+class Frames {
+public:
+    /// In planar layout, all with the output's geometry.
+    Frames(const YUVImage *out, const YUVImage *in1, const YUVImage *in2)
+        : width(out->nWidth), height(out->nHeight), count(3) {
+        const auto plane = [&](Plane::Kind kind, std::uint8_t *const YUVImage::*start, int step) {
+            const std::ptrdiff_t pitch = step == 1 ? out->nPitchY : out->nPitchUV;
+            const int rows = step == 1 ? height : HalfUp(height);
+            return Plane{kind,  {out->*start, in1->*start, in2->*start},
+                         pitch, pitch * rows,
+                         width, rows,
+                         step,  1,
+                         false};
+        };
+        planes = {plane(Plane::Luma, &YUVImage::pY, 1), plane(Plane::Cb, &YUVImage::pU, 2),
+                  plane(Plane::Cr, &YUVImage::pV, 2)};
+    }
+
+    /// In packed layout, rows without padding. Asks the imaging library: the output's size, then
+    /// the pixels of all three.
+    Frames(void *out, void *in1, void *in2, RowOrder order = RowOrder::Memory)
+        : Frames(DIGetWidth(out), DIGetHeight(out), out, in1, in2, order) {}
+    Frames(int width, int height, void *out, void *in1, void *in2, RowOrder order)
+        : Frames(width, height, width * 4, out, in1, in2, order) {}
+    /// The same with a geometry that the caller has asked for, as when rows have padding. Sizes are
+    /// counted in signed 32-bit arithmetic, which wraps from 2 GiB on.
+    Frames(int width, int height, int pitch, void *out, void *in1, void *in2, RowOrder order)
+        : width(width), height(height), count(1) {
+        planes[0] = {Plane::Packed,
+                     {DIGetBits(out), DIGetBits(in1), DIGetBits(in2)},
+                     pitch,
+                     pitch * height,
+                     width,
+                     height,
+                     1,
+                     4,
+                     order == RowOrder::BottomUp};
+    }
+    Frames(const Frames &) = delete; // rows point to their planes
+    Frames &operator=(const Frames &) = delete;
+
+    std::span<const Plane> Planes() const { return {planes.data(), count}; }
+    const Plane &operator[](Plane::Kind kind) const {
+        return planes[kind == Plane::Packed ? 0 : kind];
+    }
+
+    /// Copies one input whole, padding included.
+    void CopyWhole(Input input) const {
+        for (const Plane &plane : Planes())
+            plane.start.Copy(input, 0, plane.size);
+    }
+    /// Fills a planar output, padding included, with video black.
+    void FillBlack() const {
+        for (const Plane &plane : Planes())
+            FillBytes(plane.start.out, plane.kind == Plane::Luma ? kBlack : kNeutral, plane.size);
+    }
+
+    const int width;
+    const int height;
+
+private:
+    std::size_t count;
+    std::array<Plane, 3> planes;
+};
+
+/// The walk over a plane, in the order of memory: draw(row) for each of its rows.
+template<class Draw>
+void DrawRows(const Plane &plane, Draw draw) {
+    for (int i = 0; i < plane.rows; ++i) {
+        const Place place = plane.start.At(i * plane.pitch);
+        draw(Row{place, plane, plane.isBottomUp ? plane.rows - 1 - i : i * plane.step});
     }
 }
 
-/// One row of pixels in planar layout. An even row carries the chroma row that belongs to it and to
-/// the odd row below: the sample of an even column is written with that column's pixel, those of
-/// odd rows and columns never.
-struct PlanarRow {
-    Triple luma;
-    Triple cb; ///< valid in even rows
-    Triple cr; ///< valid in even rows
-    bool hasChroma;
-    int width;
+/// The same over every plane in turn.
+template<class Draw>
+void DrawRows(const Frames &frames, Draw draw) {
+    for (const Plane &plane : frames.Planes())
+        DrawRows(plane, draw);
+}
 
-    /// Shows the columns [x0, x1) of one input in place.
-    void Copy(Input input, int x0, int x1) const {
-        x0 = std::max(x0, 0);
-        x1 = std::min(x1, width);
-        if (x0 >= x1)
-            return;
-        luma.Copy(input, x0, x1);
-        if (hasChroma) {
-            cb.Copy(input, HalfUp(x0), HalfUp(x1));
-            cr.Copy(input, HalfUp(x0), HalfUp(x1));
-        }
-    }
-};
-
-/// One call's three frames in planar layout, all with the output's geometry.
-struct PlanarFrames {
-    int width;
-    int height;
-    std::ptrdiff_t pitchY;
-    std::ptrdiff_t pitchUV;
-    Triple y;
-    Triple u;
-    Triple v;
-
-    PlanarFrames(const YUVImage *out, const YUVImage *in1, const YUVImage *in2)
-        : width(out->nWidth), height(out->nHeight), pitchY(out->nPitchY),
-          pitchUV(out->nPitchUV), y{out->pY, in1->pY, in2->pY, CopyFor(LumaBytes())},
-          u{out->pU, in1->pU, in2->pU, y.copy}, v{out->pV, in1->pV, in2->pV, y.copy} {}
-    ~PlanarFrames() { FinishStreaming(); }
-    PlanarFrames(const PlanarFrames &) = delete;
-    PlanarFrames &operator=(const PlanarFrames &) = delete;
-
-    std::ptrdiff_t LumaBytes() const { return pitchY * height; }
-    std::ptrdiff_t ChromaBytes() const { return pitchUV * HalfUp(height); }
-
-    PlanarRow Row(int row) const {
-        const Triple luma = y.At(row * pitchY);
-        if (row & 1)
-            return {luma, {}, {}, false, width};
-        const std::ptrdiff_t offset = (row >> 1) * pitchUV;
-        return {luma, u.At(offset), v.At(offset), true, width};
-    }
-
-    /// Calls draw(row, y) for every row; draw must write all of the row's visible samples. Rows
-    /// that are streamed are put together in a scratch row within the caches and leave it in one
-    /// piece: past the caches, a part of a cache line costs more than a whole one.
-    template<class Draw>
-    void DrawRows(Draw draw) const {
-        if (!y.IsStreamed()) {
-            for (int line = 0; line < height; ++line)
-                draw(Row(line), line);
-            return;
-        }
-        const std::ptrdiff_t chromaWidth = HalfUp(width);
-        const ScratchRow scratchY(width), scratchU(chromaWidth), scratchV(chromaWidth);
-        for (int line = 0; line < height; ++line) {
-            const PlanarRow target = Row(line);
-            PlanarRow row = target;
-            row.luma.Redirect(scratchY.For(target.luma.out));
-            row.cb.Redirect(scratchU.For(target.cb.out));
-            row.cr.Redirect(scratchV.For(target.cr.out));
-            draw(std::as_const(row), line);
-            CopyStreaming(target.luma.out, row.luma.out, width);
-            if (row.hasChroma) {
-                CopyStreaming(target.cb.out, row.cb.out, chromaWidth);
-                CopyStreaming(target.cr.out, row.cr.out, chromaWidth);
-            }
-        }
-    }
-
-    /// Calls copyRow(row, y) for every row; it must cover the row with row.Copy from left to right.
-    template<class CopyRow>
-    void CopyPieces(CopyRow copyRow) const {
-        struct Pieces {
-            PieceRow luma, cb, cr;
-            bool hasChroma;
-            int width;
-            void Copy(Input input, int x0, int x1) {
-                luma.Copy(input, x0, x1);
-                if (hasChroma) {
-                    cb.Copy(input, HalfUp(x0), HalfUp(x1));
-                    cr.Copy(input, HalfUp(x0), HalfUp(x1));
-                }
-            }
-        };
-        const int chromaWidth = HalfUp(width);
-        const ScratchRow scratchY(width), scratchU(chromaWidth), scratchV(chromaWidth);
-        for (int line = 0; line < height; ++line) {
-            const PlanarRow row = Row(line);
-            if (!y.IsStreamed()) {
-                copyRow(row, line);
-                continue;
-            }
-            Pieces pieces = {{row.luma, scratchY, width},
-                             {row.cb, scratchU, chromaWidth},
-                             {row.cr, scratchV, chromaWidth},
-                             row.hasChroma,
-                             width};
-            copyRow(pieces, line);
-        }
-    }
-
-    /// Calls draw(plane) for the three planes.
-    template<class Draw>
-    void DrawPlanes(Draw draw) const {
-        const int chromaHeight = HalfUp(height);
-        draw(Plane{y, pitchY, width, height, 1, 1, false});
-        draw(Plane{u, pitchUV, HalfUp(width), chromaHeight, 2, 1, false});
-        draw(Plane{v, pitchUV, HalfUp(width), chromaHeight, 2, 1, false});
-    }
-
-    /// Copies the planes of one input whole, padding included.
-    void CopyPlanes(Input input) const {
-        y.Copy(input, 0, LumaBytes());
-        u.Copy(input, 0, ChromaBytes());
-        v.Copy(input, 0, ChromaBytes());
-    }
-
-    /// Copies the visible part of one input; padding stays.
-    void CopyPicture(Input input) const {
-        for (int row = 0; row < height; ++row)
-            Row(row).Copy(input, 0, width);
-    }
-
-    /// Fills the output's planes, padding included, with video black.
-    void FillBlack() const {
-        FillBytes(y.out, kBlack, LumaBytes());
-        FillBytes(u.out, kNeutral, ChromaBytes());
-        FillBytes(v.out, kNeutral, ChromaBytes());
-    }
-};
-
-/// One row of pixels in packed layout, 4 bytes each.
-struct PackedRow {
-    Triple bytes;
-    int width;
-
-    /// Shows the columns [x0, x1) of one input in place.
-    void Copy(Input input, int x0, int x1) const {
-        x0 = std::max(x0, 0);
-        x1 = std::min(x1, width);
-        bytes.Copy(input, std::ptrdiff_t(x0) * 4, std::ptrdiff_t(x1) * 4);
-    }
-};
-
-/// One call's three frames in packed layout, all with the output's geometry.
-struct PackedFrames {
-    int width;
-    int height;
-    int pitch; ///< bytes from one row to the next: width * 4, without padding
-    Triple pixels;
-
-    /// Asks the imaging library: the output's size, then the pixels of all three.
-    PackedFrames(void *out, void *in1, void *in2)
-        : width(DIGetWidth(out)), height(DIGetHeight(out)),
-          pitch(width * 4), pixels{DIGetBits(out), DIGetBits(in1), DIGetBits(in2),
-                                   CopyFor(Bytes())} {}
-    /// The same with a geometry that the caller has asked for, as when rows have padding.
-    PackedFrames(int width, int height, int pitch, void *out, void *in1, void *in2)
-        : width(width), height(height),
-          pitch(pitch), pixels{DIGetBits(out), DIGetBits(in1), DIGetBits(in2), CopyFor(Bytes())} {}
-    ~PackedFrames() { FinishStreaming(); }
-    PackedFrames(const PackedFrames &) = delete;
-    PackedFrames &operator=(const PackedFrames &) = delete;
-
-    std::ptrdiff_t Pitch() const { return pitch; }
-    /// The bytes of a frame, counted in signed 32-bit arithmetic, which wraps from 2 GiB on.
-    std::int32_t Bytes() const { return pitch * height; }
-
-    PackedRow Row(int row) const { return {pixels.At(row * Pitch()), width}; }
-    /// The row counted from the last one in memory, which is a bottom-up picture's top row.
-    PackedRow RowFromEnd(int row) const { return Row(height - 1 - row); }
-
-    /// Calls draw(row, y) for every row in memory order, as PlanarFrames does; draw must write all
-    /// of the row, padding included.
-    template<class Draw>
-    void DrawRows(Draw draw) const {
-        if (!pixels.IsStreamed()) {
-            for (int line = 0; line < height; ++line)
-                draw(Row(line), line);
-            return;
-        }
-        const ScratchRow scratch(Pitch());
-        for (int line = 0; line < height; ++line) {
-            const PackedRow target = Row(line);
-            PackedRow row = target;
-            row.bytes.Redirect(scratch.For(target.bytes.out));
-            draw(std::as_const(row), line);
-            CopyStreaming(target.bytes.out, row.bytes.out, Pitch());
-        }
-    }
-
-    /// Calls draw(plane) for the one plane that there is.
-    template<class Draw>
-    void DrawPlanes(Draw draw) const {
-        draw(Plane{pixels, Pitch(), std::ptrdiff_t(width) * 4, height, 1, 4, true});
-    }
-
-    /// Copies one input whole.
-    void CopyPicture(Input input) const { pixels.Copy(input, 0, Bytes()); }
-};
+/// Copies what is visible of one input.
+inline void CopyPicture(const Frames &frames, Input input) {
+    DrawRows(frames, [&](const Row &row) { row.Show(input, 0, frames.width); });
+}
 
 } // namespace tp

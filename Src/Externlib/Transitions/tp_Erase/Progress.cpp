@@ -17,18 +17,32 @@ double EaseProgress(double total, double current) {
     return SmoothStep(total, current - std::sin(angle) * total / twoPi);
 }
 
+Progress ProgressOf(const TransParam &param) {
+    return {param.dCurrent, param.dTotal};
+}
+
+Progress Stored(Progress progress) {
+    gAdjustParam.dCurrent = progress.position;
+    gAdjustParam.dTotal = progress.total;
+    return progress;
+}
+
+Progress Eased(Progress progress) {
+    return Stored({EaseProgress(progress.total, progress.position), progress.total});
+}
+
+Progress Smooth(Progress progress) {
+    return Stored({SmoothStep(progress.total, progress.position), progress.total});
+}
+
 double StoreProgress(double total, double position) {
-    gAdjustParam.dCurrent = position;
-    gAdjustParam.dTotal = total;
-    return position;
+    return Stored({position, total}).position;
 }
-
 double StoreEased(const TransParam &param) {
-    return StoreProgress(param.dTotal, EaseProgress(param.dTotal, param.dCurrent));
+    return Eased(ProgressOf(param)).position;
 }
-
 double StoreSmooth(const TransParam &param) {
-    return StoreProgress(param.dTotal, SmoothStep(param.dTotal, param.dCurrent));
+    return Smooth(ProgressOf(param)).position;
 }
 
 } // namespace tp

@@ -2,13 +2,15 @@
 /// The curves that ease a position, and the record that keeps the last one.
 #pragma once
 
+#include "Pixels.h"
 #include "tp_Erase.h"
+
+#include <cstdint>
 
 namespace tp {
 
-/// The last eased position and its length. Many paths write it before they draw; some read their
-/// progress back from it, and the eased variants pass it down as a parameter record. Shared by the
-/// whole library without a lock.
+/// The last eased position and its length: every path that eases writes it before it draws, and
+/// none reads it. Shared by the whole library without a lock.
 extern TransParam gAdjustParam;
 
 /// The cubic 3t^2 - 2t^3 scaled to 0 .. total (the smoothstep of computer graphics).
@@ -18,16 +20,30 @@ double SmoothStep(double total, double current);
 /// almost flat start and end, and passes total / 2 at total / 2.
 double EaseProgress(double total, double current);
 
-/// Stores a position and the length it belongs to in gAdjustParam; returns the position.
+/// Where a transition stands, as its painters take it.
+struct Progress {
+    double position; ///< 0 to total
+    double total;
+
+    double Fraction() const { return position / total; }
+    /// Where it stands on a span of whole pixels, rounded half up.
+    std::int32_t On(std::int32_t span) const { return Position(position, span, total); }
+};
+
+/// What a host's record says: all there is for the paths that run evenly.
+Progress ProgressOf(const TransParam &param);
+
+/// The progress that is passed in, stored in gAdjustParam.
+Progress Stored(Progress progress);
+
+/// EaseProgress and SmoothStep of a progress, stored.
+Progress Eased(Progress progress);
+Progress Smooth(Progress progress);
+
+// For the families that still read the record.
 double StoreProgress(double total, double position);
-
-/// EaseProgress of a host's record, stored.
 double StoreEased(const TransParam &param);
-
-/// SmoothStep of a host's record, stored.
 double StoreSmooth(const TransParam &param);
-
-/// The fraction 0 .. 1 that gAdjustParam holds.
 inline double StoredFraction() {
     return gAdjustParam.dCurrent / gAdjustParam.dTotal;
 }

@@ -43,7 +43,7 @@ static void BlendYuvRow(std::uint8_t *__restrict out, const std::uint8_t *__rest
         std::memcpy(out + i, &pair, sizeof pair);
     }
     if (i < count)
-        out[i] = BlendYuv(a[i], b[i], weights[i]);
+        out[i] = tp::BlendYuv(a[i], b[i], weights[i]);
 }
 
 static void BlendRgbRow(std::uint8_t *__restrict out, const std::uint8_t *__restrict a,

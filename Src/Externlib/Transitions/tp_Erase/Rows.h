@@ -3,6 +3,7 @@
 /// or transitions. A count below 1 does nothing; output and inputs never overlap.
 #pragma once
 
+#include "Copies.h"
 #include "Isa.h"
 
 #include <cstddef>
@@ -10,12 +11,6 @@
 #include <cstring>
 
 namespace tp {
-
-/// Copies count bytes.
-inline void CopyBytes(std::uint8_t *out, const std::uint8_t *in, std::ptrdiff_t count) {
-    if (count > 0)
-        std::memcpy(out, in, static_cast<std::size_t>(count));
-}
 
 /// The bytes of a cache line, and the place of a byte within its line.
 inline constexpr std::ptrdiff_t kLine = 64;
@@ -51,12 +46,6 @@ using CopyFunction = void (*)(std::uint8_t *out, const std::uint8_t *in, std::pt
 /// core's own caches hold of a call's three frames. The environment variable TP_ERASE_STREAM_BYTES,
 /// read once, sets another limit.
 CopyFunction CopyFor(std::ptrdiff_t outputBytes);
-
-/// Sets count bytes.
-inline void FillBytes(std::uint8_t *out, std::uint8_t value, std::ptrdiff_t count) {
-    if (count > 0)
-        std::memset(out, value, static_cast<std::size_t>(count));
-}
 
 /// The kernels of one instruction set.
 struct RowKernels {

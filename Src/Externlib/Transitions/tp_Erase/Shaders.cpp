@@ -1,7 +1,7 @@
 // Shader-style transitions: geometry per pixel in floating point. Large packed frames are spread
 // over OpenCV's worker threads.
 
-#include "Frames.h"
+#include "OldFrames.h"
 #include "Pixels.h"
 #include "Progress.h"
 #include "Rows.h"

@@ -2,7 +2,7 @@
 // few edges tells the spans of each row; one with many keeps a mask, which changes little from row
 // to row.
 
-#include "Frames.h"
+#include "OldFrames.h"
 #include "Pixels.h"
 #include "Progress.h"
 #include "Rows.h"

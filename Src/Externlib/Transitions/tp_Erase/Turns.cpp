@@ -1,6 +1,6 @@
 // Turns and rolls: the outgoing frame flips over or rolls away.
 
-#include "Frames.h"
+#include "OldFrames.h"
 #include "Pixels.h"
 #include "Progress.h"
 #include "TurnRows.h"

@@ -1,10 +1,10 @@
 // Wipes and slides: every pixel but those of Erase's soft edge is a copy of one input.
 
+#include "BlendRows.h"
 #include "Frames.h"
 #include "Pixels.h"
 #include "Progress.h"
 #include "Registry.h"
-#include "Rows.h"
 #include "tp_Erase.h"
 
 #include <VeskLogger.h>
@@ -22,71 +22,61 @@ using namespace tp;
 
 namespace {
 
-/// The soft edge of one frame: columns before begin show the second input, columns from end on the
-/// first, and in between the weight of the second falls.
-struct SoftEdge {
-    int begin;
-    int end;
-};
+/// The soft edge of one frame, cut to it: columns before it show the second input, columns behind
+/// it the first, and in between the weight of the second falls to 0 at column `zero`. Where begin
+/// lies beyond end (a position that wrapped) the columns before begin win.
+struct SoftEdge : Span {
+    int zero;
 
-/// Weights of the second input over the visible bytes of a soft edge, whose ramp falls to 0 at
-/// column zero.
-struct EdgeWeights {
-    std::array<std::uint8_t, std::size_t(kBandWidth) * 4> weights;
-
-    EdgeWeights(const Plane &plane, SoftEdge edge, int zero) {
-        auto *next = weights.data();
-        for (int x = (edge.begin + plane.step - 1) & -plane.step; x < edge.end; x += plane.step)
-            for (int i = 0; i < plane.sampleBytes; ++i)
-                *next++ = static_cast<std::uint8_t>(RampWeight(zero - x));
+    SoftEdge(int first, int last, int width, int zeroColumn) : zero(zeroColumn) {
+        begin = Limit(first, 0, width);
+        end = Limit(last, begin, width);
     }
 };
 
-/// A soft edge cut to the frame. Where begin lies beyond end (a position that wrapped) the columns
-/// before begin win.
-SoftEdge VisibleEdge(int begin, int end, int width) {
-    begin = Limit(begin, 0, width);
-    return {begin, Limit(end, begin, width)};
+void DrawEdge(const Frames &frames, const SoftEdge &edge, decltype(BlendKernels::blendYuv) blend) {
+    for (const Plane &plane : frames.Planes()) {
+        std::array<std::uint8_t, std::size_t(kBandWidth) * 4> weights;
+        const std::ptrdiff_t begin = plane.Bytes(edge.begin);
+        const std::ptrdiff_t count = plane.Bytes(edge.end) - begin;
+        auto *next = weights.data();
+        for (int x = plane.Samples(edge.begin) * plane.step; x < edge.end; x += plane.step)
+            for (int i = 0; i < plane.sampleBytes; ++i)
+                *next++ = static_cast<std::uint8_t>(RampWeight(edge.zero - x));
+        DrawRows(plane, [&](const Row &row) {
+            const Place band = row.At(begin);
+            row.Show(Input::Two, 0, edge.begin);
+            blend(band.out, band.in2, band.in1, weights.data(), count);
+            row.Show(Input::One, edge.end, frames.width);
+        });
+    }
 }
 
-template<class Frames, class BlendRow>
-void DrawEdge(const Frames &frames, SoftEdge edge, int zero, BlendRow blendRow) {
-    frames.DrawPlanes([&](const Plane &plane) {
-        const EdgeWeights weights(plane, edge, zero);
-        const ByteSpan span = {plane.Bytes(edge.begin), plane.Bytes(edge.end)};
-        DrawSpans(
-            plane, [&](int) { return span; },
-            [&](const Triple &row, int, ByteSpan) {
-                const Triple at = row.At(span.begin);
-                blendRow(at.out, at.in2, at.in1, weights.weights.data(), span.end - span.begin);
-            });
-    });
+void DrawErase(const Frames &frames, Progress progress) {
+    const int position = progress.On(frames.width + kBandWidth);
+    const SoftEdge edge(position - kBandWidth, position, frames.width, position);
+    DrawEdge(frames, edge, BlendRows().blendYuv);
 }
 
 } // namespace
 
 void TrErase(YUVImage *out, const YUVImage *in1, const YUVImage *in2, const TransParam *param) {
-    const double total = param->dTotal;
-    const double eased = StoreEased(*param);
-    const PlanarFrames frames(out, in1, in2);
-    const int position = Position(eased, frames.width + kBandWidth, total);
-    const SoftEdge edge = VisibleEdge(position - kBandWidth, position, frames.width);
-    DrawEdge(frames, edge, position, Rows().blendYuv);
+    DrawErase({out, in1, in2}, Eased(ProgressOf(*param)));
 }
 
 void TrEraseRGB(void *out, void *in1, void *in2, const TransParam *param) {
-    const PackedFrames frames(out, in1, in2);
-    const int position = Position(param->dCurrent, frames.width + kBandWidth, param->dTotal);
+    const Frames frames(out, in1, in2);
+    const int position = ProgressOf(*param).On(frames.width + kBandWidth);
     const int begin = position - kBandWidth;
     // Nothing of the incoming frame shows until the whole band has entered.
     if (begin <= 0) {
-        frames.CopyPicture(Input::One);
+        frames.CopyWhole(Input::One);
         return;
     }
     // Past the right border the ramp is measured from the border, so its last column keeps
     // weight 2.
-    const SoftEdge edge = VisibleEdge(begin, std::min(position, frames.width), frames.width);
-    DrawEdge(frames, edge, edge.end, Rows().blendRgb);
+    const int end = std::min(position, frames.width);
+    DrawEdge(frames, {begin, end, frames.width, end}, BlendRows().blendRgb);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -96,54 +86,30 @@ void TrEraseRGB(void *out, void *in1, void *in2, const TransParam *param) {
 
 namespace {
 
-/// A hard edge in one row: the second input's columns from source2 on before split, the first
-/// input's from source1 on behind. All lie inside the frame.
-struct Seam {
-    int split;
-    int source2;
-    int source1;
-};
-
-/// The inputs meet in place, at a column cut to the frame.
-Seam SeamInPlace(int column, int width) {
-    const int split = Limit(column, 0, width);
-    return {split, 0, split};
-}
-
-/// Draws every row y of the frame as seamOf(y) tells. The chroma of an even column comes from half
-/// its source column, rounded down.
-template<class Frames, class SeamOf>
-void DrawSeams(const Frames &frames, SeamOf seamOf) {
-    frames.DrawPlanes([&](const Plane &plane) {
-        const auto source = [&](int column) {
-            return std::ptrdiff_t(plane.step == 1 ? column : column >> 1) * plane.sampleBytes;
-        };
-        for (int y = 0; y < plane.height && plane.rowBytes > 0; ++y) {
-            const Seam seam = seamOf(y * plane.step);
-            const int source1 = seam.source1 + (seam.split & (plane.step - 1));
-            plane.Row(y).Join(plane.Bytes(seam.split), source(seam.source2), source(source1),
-                              plane.rowBytes);
-        }
-    });
+/// Shows the second input before a column and the first one from there on, both in place.
+void ShowSeam(const Row &row, int column) {
+    row.Show(Input::Two, 0, column);
+    row.Show(Input::One, column, row.plane.columns);
 }
 
 } // namespace
 
 void TrEraseSlide(YUVImage *out, const YUVImage *in1, const YUVImage *in2,
                   const TransParam *param) {
-    const double total = param->dTotal;
-    const double eased = StoreEased(*param);
-    const PlanarFrames frames(out, in1, in2);
-    const int edge = Limit(Position(eased, frames.width, total), 0, frames.width);
-    DrawSeams(frames, [&](int) { return Seam{edge, frames.width - edge, edge}; });
+    const Progress progress = Eased(ProgressOf(*param));
+    const Frames frames(out, in1, in2);
+    const int edge = Limit(progress.On(frames.width), 0, frames.width);
+    DrawRows(frames, [&](const Row &row) {
+        row.Show(Input::Two, 0, edge, frames.width - edge);
+        row.Show(Input::One, edge, frames.width);
+    });
 }
 
 void TrEraseSlideRGB(void *out, void *in1, void *in2, const TransParam *param) {
-    const double total = param->dTotal;
-    const double eased = StoreEased(*param);
-    const PackedFrames frames(out, in1, in2);
-    const int edge = Position(eased, frames.width, total);
-    DrawSeams(frames, [&](int) { return SeamInPlace(edge, frames.width); });
+    const Progress progress = Eased(ProgressOf(*param));
+    const Frames frames(out, in1, in2);
+    const int edge = progress.On(frames.width);
+    DrawRows(frames, [&](const Row &row) { ShowSeam(row, edge); });
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -154,57 +120,26 @@ namespace {
 
 constexpr int kBarHeight = 32;
 
-/// The way of the edge until the last bar is covered.
-int BarSpan(int width, int height) {
-    return kBarHeight *
-           ((height + kBarHeight - 1) / kBarHeight + (width + kBarHeight - 1) / kBarHeight);
-}
-
-/// The edge in the row that is `row` rows below the picture's top.
-int BarEdge(int position, int row) {
-    return position - (row & -kBarHeight);
+void DrawBar(const Frames &frames, Progress progress) {
+    const int bars = (frames.height + kBarHeight - 1) / kBarHeight;
+    const int way = kBarHeight * (bars + (frames.width + kBarHeight - 1) / kBarHeight);
+    const int position = progress.On(way);
+    DrawRows(frames, [&](const Row &row) { ShowSeam(row, position - (row.y & -kBarHeight)); });
 }
 
 } // namespace
 
 void TrBar(YUVImage *out, const YUVImage *in1, const YUVImage *in2, const TransParam *param) {
-    const double total = param->dTotal;
-    const double eased = StoreEased(*param);
-    const PlanarFrames frames(out, in1, in2);
-    const int position = Position(eased, BarSpan(frames.width, frames.height), total);
-    DrawSeams(frames, [&](int y) { return SeamInPlace(BarEdge(position, y), frames.width); });
+    DrawBar({out, in1, in2}, Eased(ProgressOf(*param)));
 }
 
 void TrBarRGB(void *out, void *in1, void *in2, const TransParam *param) {
-    const PackedFrames frames(out, in1, in2);
-    const int span = BarSpan(frames.width, frames.height);
-    const int position = Position(param->dCurrent, span, param->dTotal);
-    DrawSeams(frames, [&](int y) {
-        return SeamInPlace(BarEdge(position, frames.height - 1 - y), frames.width);
-    });
+    DrawBar({out, in1, in2, RowOrder::BottomUp}, ProgressOf(*param));
 }
 
 // ---------------------------------------------------------------------------------------------
-// Planes drawn in blocks of whole rows, padding included: Drop and Blind
-// ---------------------------------------------------------------------------------------------
-
-namespace {
-
-/// Shows `count` of an input's rows of the picture, from row `source` on, at row `target`.
-void CopyRows(const Plane &plane, Input input, int target, int source, int count) {
-    if (count < 1)
-        return;
-    const auto offset = [&](int row) {
-        return (plane.bottomUp ? plane.height - row - count : row) * plane.pitch;
-    };
-    const std::ptrdiff_t begin = offset(target);
-    plane.bytes.CopyFrom(input, offset(source), begin, begin + count * plane.pitch);
-}
-
-} // namespace
-
-// ---------------------------------------------------------------------------------------------
-// Drop: bands of the first input fall out of the picture, the lowest one first
+// Drop: bands of the first input fall out of the picture, the lowest one first. Whole rows are
+// copied, padding included
 // ---------------------------------------------------------------------------------------------
 
 namespace {
@@ -215,6 +150,10 @@ struct Bands {
     int height; ///< of a band
     int count;
     int position; ///< 0 to twice the frame's height
+
+    Bands(int frameHeight, int height, Progress progress)
+        : frameHeight(frameHeight), height(height), count((frameHeight + height - 1) / height),
+          position(progress.On(2 * frameHeight)) {}
 
     /// The row at which band k is drawn: its own until it begins to fall. Where the bands divide
     /// the frame evenly they have a band's height less to wait, so that the lowest is gone at once.
@@ -229,10 +168,6 @@ struct Bands {
     }
 };
 
-Bands MakeBands(int frameHeight, int height, int position) {
-    return {frameHeight, height, (frameHeight + height - 1) / height, position};
-}
-
 /// Bands never meet: the upper ones fall no further than the lower ones. The second input shows in
 /// the gaps. A plane of half height rounds the landing rows down.
 void DrawBands(const Plane &plane, const Bands &bands) {
@@ -244,36 +179,36 @@ void DrawBands(const Plane &plane, const Bands &bands) {
             continue;
         const int target = row / plane.step;
         const int count = plane.Samples(rows);
-        CopyRows(plane, Input::Two, next, next, target - next);
-        CopyRows(plane, Input::One, target, plane.Samples(k * bands.height), count);
+        plane.CopyRows(Input::Two, next, next, target - next);
+        plane.CopyRows(Input::One, target, plane.Samples(k * bands.height), count);
         next = target + count;
     }
-    CopyRows(plane, Input::Two, next, next, plane.height - next);
+    plane.CopyRows(Input::Two, next, next, plane.rows - next);
 }
+
+void DrawDrop(const Frames &frames, int bandHeight, Progress progress) {
+    const Bands bands(frames.height, bandHeight, progress);
+    for (const Plane &plane : frames.Planes())
+        DrawBands(plane, bands);
+}
+
+constexpr int kBandHeight = 32;
 
 } // namespace
 
 void TrDrop(YUVImage *out, const YUVImage *in1, const YUVImage *in2, const TransParam *param) {
-    const double total = param->dTotal;
-    const double eased = StoreEased(*param);
-    const PlanarFrames frames(out, in1, in2);
-    constexpr int bandHeight = 32;
-    const int position = Position(eased, 2 * frames.height, total);
-    const Bands bands = MakeBands(frames.height, bandHeight, position);
-    frames.DrawPlanes([&](const Plane &plane) { DrawBands(plane, bands); });
+    DrawDrop({out, in1, in2}, kBandHeight, Eased(ProgressOf(*param)));
 }
 
 void TrDropRGB(void *out, void *in1, void *in2, const TransParam *param) {
-    const PackedFrames frames(out, in1, in2);
-    const int bandHeight = std::max(Convert(32 * frames.height / 360.0), 1);
-    const int position = Position(param->dCurrent, 2 * frames.height, param->dTotal);
-    const Bands bands = MakeBands(frames.height, bandHeight, position);
-    frames.DrawPlanes([&](const Plane &plane) { DrawBands(plane, bands); });
+    const Frames frames(out, in1, in2, RowOrder::BottomUp);
+    const int bandHeight = std::max(Convert(kBandHeight * frames.height / 360.0), 1);
+    DrawDrop(frames, bandHeight, ProgressOf(*param));
 }
 
 // ---------------------------------------------------------------------------------------------
 // Blind: slats from the picture's last row upward, ever more and ever thinner, with an ever smaller
-// part of the first input
+// part of the first input. Whole rows are copied, padding included
 // ---------------------------------------------------------------------------------------------
 
 namespace {
@@ -284,8 +219,8 @@ struct Slats {
     int part; ///< rows of the first input in a slat, its lower ones
 };
 
-Slats MakeSlats(double total, double eased, int frameHeight) {
-    const double percent = eased / total * 100;
+Slats MakeSlats(Progress progress, int frameHeight) {
+    const double percent = progress.Fraction() * 100;
     if (percent > 99.999)
         return {true, 0, 0};
     const int height = Convert(frameHeight * (100 - percent) / 100);
@@ -300,49 +235,37 @@ void DrawSlats(const Plane &plane, const Slats &slats, int frameHeight) {
         const int end = base - slats.height + 1;
         const int first = plane.Samples(std::max(end, 1));
         const int middle = plane.Samples(std::max(split, 1));
-        CopyRows(plane, Input::One, middle, middle, plane.Samples(base + 1) - middle);
-        CopyRows(plane, Input::Two, first, first, middle - first);
+        plane.CopyRows(Input::One, middle, middle, plane.Samples(base + 1) - middle);
+        plane.CopyRows(Input::Two, first, first, middle - first);
         // Rows above the picture fall on row 0, so it shows what the topmost of them does. A slat
         // that ends at row 1 leaves row 0 as it was.
         if (end <= 0) {
             const int topmost = end + (end & (plane.step - 1));
-            CopyRows(plane, topmost >= split ? Input::One : Input::Two, 0, 0, 1);
+            plane.CopyRows(topmost >= split ? Input::One : Input::Two, 0, 0, 1);
         }
         base -= slats.height;
     } while (base > 0);
 }
 
-/// False when there is no slat to draw.
-template<class Frames>
-bool DrawBlind(const Frames &frames, const Slats &slats) {
-    if (slats.height < 1 || frames.height - 1 < 1)
-        return false;
-    frames.DrawPlanes([&](const Plane &plane) { DrawSlats(plane, slats, frames.height); });
-    return true;
+/// What is drawn where a frame has no slat: nothing in the planar path, which leaves the output as
+/// it was, but the second input in the packed one.
+void DrawBlind(const Frames &frames, Progress progress, bool showsTooThinSlats) {
+    const Slats slats = MakeSlats(progress, frames.height);
+    if (slats.isOver || (showsTooThinSlats && slats.height == 0))
+        frames.CopyWhole(Input::Two);
+    else if (slats.height > 0 && frames.height > 1)
+        for (const Plane &plane : frames.Planes())
+            DrawSlats(plane, slats, frames.height);
 }
 
 } // namespace
 
 void TrBlind(YUVImage *out, const YUVImage *in1, const YUVImage *in2, const TransParam *param) {
-    const double total = param->dTotal;
-    const double eased = StoreEased(*param);
-    const PlanarFrames frames(out, in1, in2);
-    const Slats slats = MakeSlats(total, eased, frames.height);
-    if (slats.isOver)
-        frames.CopyPlanes(Input::Two);
-    else
-        DrawBlind(frames, slats);
+    DrawBlind({out, in1, in2}, Eased(ProgressOf(*param)), false);
 }
 
 void TrBlindRGB(void *out, void *in1, void *in2, const TransParam *param) {
-    const double total = param->dTotal;
-    const double eased = StoreEased(*param);
-    const PackedFrames frames(out, in1, in2);
-    const Slats slats = MakeSlats(total, eased, frames.height);
-    // Unlike the planar path, which leaves the output as it was, slats too thin to draw show the
-    // second input.
-    if (slats.isOver || (!DrawBlind(frames, slats) && slats.height == 0))
-        frames.CopyPicture(Input::Two);
+    DrawBlind({out, in1, in2, RowOrder::BottomUp}, Eased(ProgressOf(*param)), true);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -351,10 +274,8 @@ void TrBlindRGB(void *out, void *in1, void *in2, const TransParam *param) {
 
 namespace {
 
-/// The split columns of the pairs of rows from the first one on: even, and at random from the edge
-/// to about one and a half times the edge, for rand() covers half of the divisor's range. Cut to
-/// the bound. All are drawn before the first row: rand() takes a lock, which would wait for rows
-/// on their way past the caches.
+/// The split columns of the pairs of rows: even, and at random from the edge to about one and a half
+/// times the edge, for rand() covers half of the divisor's range. Cut to the bound.
 std::vector<int> WindSplits(int height, int edge, int bound) {
     std::vector<int> splits(static_cast<std::size_t>(std::max(HalfUp(height), 0)));
     for (int &split : splits) {
@@ -365,35 +286,30 @@ std::vector<int> WindSplits(int height, int edge, int bound) {
     return splits;
 }
 
-/// Rows are drawn over all of their bytes, padding included.
-template<class Frames>
-void DrawWind(const Frames &frames, const std::vector<int> &splits) {
-    frames.DrawPlanes([&](const Plane &plane) {
-        for (int y = 0; y < plane.height; ++y) {
-            const int split = splits[static_cast<std::size_t>(y * plane.step / 2)];
-            const std::ptrdiff_t bytes = std::ptrdiff_t(split / plane.step) * plane.sampleBytes;
-            plane.Row(y).Join(bytes, 0, 0, plane.pitch);
-        }
+/// Rows are drawn over all of their bytes: in planar ones the split runs on into the padding.
+void DrawWind(const Frames &frames, Progress progress) {
+    const Plane &first = frames.Planes().front();
+    const std::vector<int> splits =
+        WindSplits(frames.height, progress.On(frames.width),
+                   static_cast<int>(first.pitch / first.sampleBytes));
+    DrawRows(frames, [&](const Row &row) {
+        const Plane &plane = row.plane;
+        const int column = splits[static_cast<std::size_t>(row.y / 2)];
+        const std::ptrdiff_t split =
+            std::min<std::ptrdiff_t>(column / plane.step * plane.sampleBytes, plane.pitch);
+        row.Copy(Input::Two, 0, split);
+        CopyBytes(row.out + split, row.in1, plane.pitch - split);
     });
 }
 
 } // namespace
 
 void TrWind(YUVImage *out, const YUVImage *in1, const YUVImage *in2, const TransParam *param) {
-    const double total = param->dTotal;
-    const double eased = StoreEased(*param);
-    const PlanarFrames frames(out, in1, in2);
-    const int edge = Position(eased, frames.width, total);
-    // The split runs on into the padding.
-    DrawWind(frames, WindSplits(frames.height, edge, static_cast<int>(frames.pitchY)));
+    DrawWind({out, in1, in2}, Eased(ProgressOf(*param)));
 }
 
 void TrWindRGB(void *out, void *in1, void *in2, const TransParam *param) {
-    const double total = param->dTotal;
-    const double eased = StoreEased(*param);
-    const PackedFrames frames(out, in1, in2);
-    const int edge = Position(eased, frames.width, total);
-    DrawWind(frames, WindSplits(frames.height, edge, frames.width));
+    DrawWind({out, in1, in2}, Eased(ProgressOf(*param)));
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -402,10 +318,12 @@ void TrWindRGB(void *out, void *in1, void *in2, const TransParam *param) {
 
 namespace {
 
-template<class Frames>
-void DrawPush(const Frames &frames, double progress, double total) {
-    const int split = Limit(Position(progress, frames.width, total), 0, frames.width);
-    DrawSeams(frames, [&](int) { return Seam{split, frames.width - split, 0}; });
+void DrawPush(const Frames &frames, Progress progress) {
+    const int split = Limit(progress.On(frames.width), 0, frames.width);
+    DrawRows(frames, [&](const Row &row) {
+        row.Show(Input::Two, 0, split, frames.width - split);
+        row.Show(Input::One, split, frames.width, 0);
+    });
 }
 
 struct Size {
@@ -439,9 +357,7 @@ void LogUnequalSizes(Size size1, Size size2) {
 } // namespace
 
 void TrPush(YUVImage *out, const YUVImage *in1, const YUVImage *in2, const TransParam *param) {
-    const double total = param->dTotal;
-    const double eased = StoreEased(*param);
-    DrawPush(PlanarFrames(out, in1, in2), eased, total);
+    DrawPush({out, in1, in2}, Eased(ProgressOf(*param)));
 }
 
 void TrPushRGB(void *out, void *in1, void *in2, const TransParam *param) {
@@ -453,26 +369,23 @@ void TrPushRGB(void *out, void *in1, void *in2, const TransParam *param) {
         LogUnequalSizes(size1, size2);
         return;
     }
-    const PackedFrames frames(size.width, size.height, size.width * 4, out, in1, in2);
-    DrawPush(frames, param->dCurrent, param->dTotal);
+    DrawPush({size.width, size.height, size.width * 4, out, in1, in2, RowOrder::Memory},
+             ProgressOf(*param));
 }
 
 // ---------------------------------------------------------------------------------------------
-// The eased variants: the wrapped transition eases once more what it is given
+// The eased variants: what the wrapped transition is given is eased once more
 // ---------------------------------------------------------------------------------------------
 
 void TrEraseShift(YUVImage *out, const YUVImage *in1, const YUVImage *in2,
                   const TransParam *param) {
-    StoreEased(*param);
-    TrErase(out, in1, in2, &gAdjustParam);
+    DrawErase({out, in1, in2}, Eased(Eased(ProgressOf(*param))));
 }
 
 void TrBarShift(YUVImage *out, const YUVImage *in1, const YUVImage *in2, const TransParam *param) {
-    StoreEased(*param);
-    TrBar(out, in1, in2, &gAdjustParam);
+    DrawBar({out, in1, in2}, Eased(Eased(ProgressOf(*param))));
 }
 
 void TrDropShift(YUVImage *out, const YUVImage *in1, const YUVImage *in2, const TransParam *param) {
-    StoreEased(*param);
-    TrDrop(out, in1, in2, &gAdjustParam);
+    DrawDrop({out, in1, in2}, kBandHeight, Eased(Eased(ProgressOf(*param))));
 }
