@@ -172,7 +172,7 @@ private:
 
 /// The walk over a plane, in the order of memory: draw(row) for each of its rows.
 template<class Draw>
-void DrawRows(const Plane &plane, Draw draw) {
+void DrawRows(const Plane plane, Draw draw) {
     for (int i = 0; i < plane.rows; ++i) {
         const Place place = plane.start.At(i * plane.pitch);
         draw(Row{place, plane, plane.isBottomUp ? plane.rows - 1 - i : i * plane.step});
