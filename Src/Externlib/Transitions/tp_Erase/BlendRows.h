@@ -1,6 +1,6 @@
 /// \file BlendRows.h
-/// Row kernels of the soft edges and of Flash. A count below 1 does nothing; output and inputs never
-/// overlap.
+/// Row kernels of the soft edges and of Flash. A count below 1 does nothing; output and inputs
+/// never overlap.
 #pragma once
 
 #include "Isa.h"

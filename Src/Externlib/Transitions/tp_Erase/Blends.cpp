@@ -100,16 +100,16 @@ void TrLinearWipe(YUVImage *out, const YUVImage *in1, const YUVImage *in2,
     const Front front(frames, ProgressOf(*param));
     DrawRows(frames, [&](const Row &row) {
         const Span span = front.Blended(row.y);
-        const int step = row.plane.step;
-        const std::ptrdiff_t begin = row.plane.Bytes(span.begin);
+        const int step = row.step;
+        const std::ptrdiff_t begin = row.Bytes(span.begin);
         const Place band = row.At(begin);
         row.Show(Input::Two, 0, span.begin);
         if (!span.IsEmpty()) {
             const int place = span.begin + (span.begin & (step - 1)) - front.FirstColumn(row.y);
             BlendRows().blendFine(band.out, band.in2, band.in1, FineWeightsFrom(place, step),
-                                  row.plane.Bytes(span.end) - begin);
+                                  row.Bytes(span.end) - begin);
         }
-        row.Show(Input::One, span.end, frames.width);
+        row.Show(Input::One, span.end, row.columns);
     });
 }
 
@@ -123,7 +123,7 @@ void TrLinearWipeRGB(void *out, void *in1, void *in2, const TransParam *param) {
     const std::vector<std::uint8_t> ahead(static_cast<std::size_t>(std::max(width, 0)) * 4);
     DrawRows(frames, [&](const Row &row) {
         const Span span = front.Blended(row.y);
-        const std::ptrdiff_t begin = row.plane.Bytes(span.begin), end = row.plane.Bytes(span.end);
+        const std::ptrdiff_t begin = row.Bytes(span.begin), end = row.Bytes(span.end);
         const Place band = row.At(begin), rest = row.At(end);
         row.Show(Input::Two, 0, span.begin);
         if (!span.IsEmpty()) {
@@ -135,10 +135,10 @@ void TrLinearWipeRGB(void *out, void *in1, void *in2, const TransParam *param) {
         // Where rows are longer than what is visible of them, the rest shows the first input.
         std::ptrdiff_t blended = end;
         if (front.FirstColumn(row.y) >= 0) {
-            blended = row.plane.VisibleBytes();
+            blended = row.VisibleBytes();
             BlendRows().blendSum(rest.out, rest.in2, rest.in1, ahead.data(), blended - end);
         }
-        row.Copy(Input::One, blended, row.plane.pitch);
+        row.Copy(Input::One, blended, row.pitch);
     });
 }
 
@@ -244,7 +244,7 @@ public:
 
     /// Draws the base of `count` bytes.
     void Show(const Row &row, std::uint8_t *to, std::ptrdiff_t count) const {
-        const bool isPacked = row.plane.kind == Plane::Packed;
+        const bool isPacked = row.kind == Plane::Packed;
         if (!base.isBlend)
             CopyBytes(to, row.From(base.input), count);
         else if (isPacked)
@@ -283,13 +283,13 @@ void TrFlash(YUVImage *out, const YUVImage *in1, const YUVImage *in2, const Tran
     const Brightener brightener(map, flash);
     FlashPainter painter(BaseAt(progress), brightener, frames.width);
     DrawRows(frames, [&](const Row &row) {
-        const std::ptrdiff_t visible = std::max<std::ptrdiff_t>(row.plane.VisibleBytes(), 0);
-        const bool isLuma = row.plane.kind == Plane::Luma;
+        const std::ptrdiff_t visible = std::max<std::ptrdiff_t>(row.VisibleBytes(), 0);
+        const bool isLuma = row.kind == Plane::Luma;
         if (isLuma)
             painter.Brighten(row, visible);
         else
             painter.Show(row, row.out, visible);
-        FillBytes(row.out + visible, isLuma ? kBlack : kNeutral, row.plane.pitch - visible);
+        FillBytes(row.out + visible, isLuma ? kBlack : kNeutral, row.pitch - visible);
     });
 }
 
@@ -307,5 +307,5 @@ void TrFlashRGB(void *out, void *in1, void *in2, const TransParam *param) {
     const Brightener brightener =
         progress < 0.5 ? Brightener(map1, rising) : Brightener(map2, falling);
     FlashPainter painter(BaseAt(progress), brightener, std::ptrdiff_t(frames.width) * 4);
-    DrawRows(frames, [&](const Row &row) { painter.Brighten(row, row.plane.pitch); });
+    DrawRows(frames, [&](const Row &row) { painter.Brighten(row, row.pitch); });
 }

@@ -52,49 +52,58 @@ struct Place {
     }
 };
 
-/// One plane of the output and of both inputs, which share its geometry.
-struct Plane {
+/// How columns of the picture lie in the rows of a plane.
+struct Layout {
     enum Kind { Luma, Cb, Cr, Packed } kind;
-    Place start;          ///< of the first row in memory
     std::ptrdiff_t pitch; ///< bytes from one row to the next
-    std::ptrdiff_t size;  ///< bytes of all rows, padding included
     int columns;          ///< of the picture
-    int rows;             ///< of the plane
     int step;             ///< rows of the picture per row, and columns per sample: 1 or 2
     int sampleBytes;      ///< 4 for whole pixels
-    bool isBottomUp;      ///< the picture's row 0 is the last in memory
 
     /// The samples that belong to the picture's first n columns, or the rows to its first n rows: a
     /// chroma sample goes with the even one of its two.
     int Samples(int n) const { return step == 1 ? n : HalfUp(n); }
     std::ptrdiff_t Bytes(int n) const { return std::ptrdiff_t(Samples(n)) * sampleBytes; }
     std::ptrdiff_t VisibleBytes() const { return Bytes(columns); }
+};
 
+/// One row of a plane, addressed by columns of the picture.
+struct Row : Place, Layout {
+    int y; ///< the picture's row
+
+    /// Shows the columns [x0, x1) of one input in place, cut to the picture.
+    void Show(Input input, int x0, int x1) const {
+        Copy(input, Bytes(std::max(x0, 0)), Bytes(std::min(x1, columns)));
+    }
+    /// Shows the columns of one input from `source` on in the columns [x0, x1); both lie inside the
+    /// picture. A chroma sample comes from the half of its source column, rounded down.
+    void Show(Input input, int x0, int x1, int source) const {
+        const int first = source + (x0 & (step - 1));
+        const int sample = step == 1 ? first : first >> 1;
+        const std::ptrdiff_t begin = Bytes(x0);
+        CopyBytes(out + begin, From(input) + std::ptrdiff_t(sample) * sampleBytes,
+                  Bytes(x1) - begin);
+    }
+};
+
+/// One plane of the output and of both inputs, which share its geometry.
+struct Plane : Layout {
+    Place start;         ///< of the first row in memory
+    std::ptrdiff_t size; ///< bytes of all rows, padding included
+    int rows;            ///< of the plane
+    bool isBottomUp;     ///< the picture's row 0 is the last in memory
+
+    /// The row with the samples of the picture's row y, a multiple of step.
+    Row RowOf(int y) const {
+        const int row = isBottomUp ? rows - 1 - y : step == 1 ? y : y >> 1;
+        return {start.At(row * pitch), *this, y};
+    }
     /// Shows `count` rows of an input from row `source` on at row `target`, padding included.
     void CopyRows(Input input, int target, int source, int count) const {
         const auto offset = [&](int row) {
             return (isBottomUp ? rows - row - count : row) * pitch;
         };
         CopyBytes(start.out + offset(target), start.From(input) + offset(source), count * pitch);
-    }
-};
-
-/// One row of a plane, addressed by columns of the picture.
-struct Row : Place {
-    const Plane &plane;
-    int y; ///< the picture's row
-
-    /// Shows the columns [x0, x1) of one input in place, cut to the picture.
-    void Show(Input input, int x0, int x1) const {
-        Copy(input, plane.Bytes(std::max(x0, 0)), plane.Bytes(std::min(x1, plane.columns)));
-    }
-    /// Shows the columns of one input from `source` on in the columns [x0, x1); both lie inside the
-    /// picture. A chroma sample comes from the half of its source column, rounded down.
-    void Show(Input input, int x0, int x1, int source) const {
-        const int first = source + (x0 & (plane.step - 1));
-        const std::ptrdiff_t from = std::ptrdiff_t(first / plane.step) * plane.sampleBytes;
-        const std::ptrdiff_t begin = plane.Bytes(x0);
-        CopyBytes(out + begin, From(input) + from, plane.Bytes(x1) - begin);
     }
 };
 
@@ -113,10 +122,10 @@ public:
         const auto plane = [&](Plane::Kind kind, std::uint8_t *const YUVImage::*start, int step) {
             const std::ptrdiff_t pitch = step == 1 ? out->nPitchY : out->nPitchUV;
             const int rows = step == 1 ? height : HalfUp(height);
-            return Plane{kind,  {out->*start, in1->*start, in2->*start},
-                         pitch, pitch * rows,
-                         width, rows,
-                         step,  1,
+            return Plane{{kind, pitch, width, step, 1},
+                         {out->*start, in1->*start, in2->*start},
+                         pitch * rows,
+                         rows,
                          false};
         };
         planes = {plane(Plane::Luma, &YUVImage::pY, 1), plane(Plane::Cb, &YUVImage::pU, 2),
@@ -133,18 +142,12 @@ public:
     /// counted in signed 32-bit arithmetic, which wraps from 2 GiB on.
     Frames(int width, int height, int pitch, void *out, void *in1, void *in2, RowOrder order)
         : width(width), height(height), count(1) {
-        planes[0] = {Plane::Packed,
+        planes[0] = {{Plane::Packed, pitch, width, 1, 4},
                      {DIGetBits(out), DIGetBits(in1), DIGetBits(in2)},
-                     pitch,
                      pitch * height,
-                     width,
                      height,
-                     1,
-                     4,
                      order == RowOrder::BottomUp};
     }
-    Frames(const Frames &) = delete; // rows point to their planes
-    Frames &operator=(const Frames &) = delete;
 
     std::span<const Plane> Planes() const { return {planes.data(), count}; }
     const Plane &operator[](Plane::Kind kind) const {
@@ -174,8 +177,8 @@ private:
 template<class Draw>
 void DrawRows(const Plane plane, Draw draw) {
     for (int i = 0; i < plane.rows; ++i) {
-        const Place place = plane.start.At(i * plane.pitch);
-        draw(Row{place, plane, plane.isBottomUp ? plane.rows - 1 - i : i * plane.step});
+        const int y = plane.isBottomUp ? plane.rows - 1 - i : i * plane.step;
+        draw(Row{plane.start.At(i * plane.pitch), plane, y});
     }
 }
 
@@ -186,9 +189,17 @@ void DrawRows(const Frames &frames, Draw draw) {
         DrawRows(plane, draw);
 }
 
+/// The picture's row y in every plane that has samples of it.
+template<class Draw>
+void DrawRow(const Frames &frames, int y, Draw draw) {
+    for (const Plane &plane : frames.Planes())
+        if ((y & (plane.step - 1)) == 0)
+            draw(plane.RowOf(y));
+}
+
 /// Copies what is visible of one input.
 inline void CopyPicture(const Frames &frames, Input input) {
-    DrawRows(frames, [&](const Row &row) { row.Show(input, 0, frames.width); });
+    DrawRows(frames, [&](const Row &row) { row.Show(input, 0, row.columns); });
 }
 
 } // namespace tp

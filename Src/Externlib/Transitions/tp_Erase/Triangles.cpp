@@ -2,10 +2,10 @@
 // few edges tells the spans of each row; one with many keeps a mask, which changes little from row
 // to row.
 
-#include "OldFrames.h"
+#include "CopyRows.h"
+#include "Frames.h"
 #include "Pixels.h"
 #include "Progress.h"
-#include "Rows.h"
 #include "tp_Erase.h"
 
 #include <array>
@@ -21,93 +21,62 @@ using namespace tp;
 
 namespace {
 
-/// The columns [begin, end) of a row.
-struct Span {
-    int begin;
-    int end;
-};
-
-/// A packed row whose columns are byte offsets, not multiplied by a pixel's four bytes: column x
-/// writes its choice to the bytes x to x + 2 and the first input to byte x + 3. The columns overlap
-/// and the later one wins, so each byte up to width shows its own column, two more the last column,
-/// one more the first input, and the rest of the row stays as it was.
-struct ByteRow {
-    Triple bytes;
-    int width;
-
-    /// Shows the columns [x0, x1), which lie inside the row.
-    void Copy(Input input, int x0, int x1) const {
-        if (x0 >= x1)
-            return;
-        bytes.Copy(input, x0, x1);
-        if (x1 == width)
-            Finish(input);
-    }
-    /// The three bytes behind the columns, given what the last column shows.
-    void Finish(Input last) const {
-        bytes.Copy(last, width, width + 2);
-        bytes.Copy(Input::One, width + 2, width + 3);
-    }
-};
-
-PlanarRow RowOf(const PlanarFrames &frames, int y) {
-    return frames.Row(y);
-}
-
-ByteRow RowOf(const PackedFrames &frames, int y) {
-    return {frames.Row(y).bytes, frames.width};
-}
-
-/// Calls draw(row, y) for every row.
-template<class Draw>
-void DrawRows(const PlanarFrames &frames, const Draw &draw) {
-    frames.DrawRows(draw);
-}
-
-template<class Draw>
-void DrawRows(const PackedFrames &frames, const Draw &draw) {
-    for (int y = 0; y < frames.height; ++y)
-        draw(RowOf(frames, y), y);
-}
-
-void CopyWhole(const PlanarFrames &frames, Input input) {
-    frames.CopyPlanes(input);
-}
-
-void CopyWhole(const PackedFrames &frames, Input input) {
-    frames.CopyPicture(input);
-}
-
-constexpr Input Other(Input input) {
-    return input == Input::One ? Input::Two : Input::One;
+/// What the last column leaves behind it in a packed row. There the column counts as a byte offset,
+/// not multiplied by a pixel's four bytes: column x writes its choice to the bytes x to x + 2 and
+/// the first input to byte x + 3. The columns overlap and the later one wins, so each byte up to
+/// the width shows its own column, two more the last column, one more the first input, and the rest
+/// of the row stays as it was.
+void FinishBytes(const Row &row, Input last) {
+    const int width = row.columns;
+    if (row.kind != Plane::Packed || width < 1)
+        return;
+    row.Copy(last, width, width + 2);
+    row.Copy(Input::One, width + 2, width + 3);
 }
 
 /// Shows one input in a row's spans and the other between them. The spans ascend; they may overlap,
 /// be empty or reach out of the row.
-template<class Row>
-void ShowSpans(Row &row, Input input, std::span<const Span> spans) {
-    int x = 0;
+void ShowSpans(const Row &row, Input input, std::span<const Span> spans) {
+    const int end = row.Samples(row.columns);
+    int shown = 0;
     for (const Span &span : spans) {
-        const int begin = std::max(span.begin, x);
-        const int end = std::min(span.end, row.width);
-        if (begin >= end)
+        const int first = std::max(row.Samples(span.begin), shown);
+        const int last = std::min(row.Samples(span.end), end);
+        if (first >= last)
             continue;
-        row.Copy(Other(input), x, begin);
-        row.Copy(input, begin, end);
-        x = end;
+        row.Copy(Other(input), shown, first);
+        row.Copy(input, first, last);
+        shown = last;
     }
-    row.Copy(Other(input), x, row.width);
+    row.Copy(Other(input), shown, end);
+    FinishBytes(row, shown < end ? Other(input) : input);
+}
+
+/// Positions beyond it come from absurd places in time; edges computed from them wrap around.
+constexpr int kFarthest = 1 << 30;
+
+/// The spans of a row that are single pixels: those of a shape whose edges wrap around.
+template<class Shape>
+std::vector<Span> PixelSpans(const Shape &shape, int width, int y) {
+    std::vector<Span> spans;
+    for (int x = 0; x < width; ++x)
+        if (shape.Contains(x, y))
+            spans.push_back({x, x + 1});
+    return spans;
 }
 
 /// Shows one input inside a shape and the other outside.
 template<class Shape>
-void ShowShape(const PlanarFrames &frames, const Shape &shape, Input inside) {
-    frames.CopyPieces([&](auto &row, int y) { ShowSpans(row, inside, shape.Spans(y)); });
-}
-
-template<class Shape>
-void ShowShape(const PackedFrames &frames, const Shape &shape, Input inside) {
-    DrawRows(frames, [&](const auto &row, int y) { ShowSpans(row, inside, shape.Spans(y)); });
+void ShowShape(const Frames &frames, const Shape &shape, Input inside) {
+    for (int y = 0; y < frames.height; ++y) {
+        const auto show = [&](const auto &spans) {
+            DrawRow(frames, y, [&](const Row &row) { ShowSpans(row, inside, spans); });
+        };
+        if (shape.HasSpans())
+            show(shape.Spans(y));
+        else
+            show(PixelSpans(shape, frames.width, y));
+    }
 }
 
 /// Which columns of a row show the second input: 255 where they do, else 0. The first one at first.
@@ -120,14 +89,14 @@ struct Masks {
         : width(w), luma(static_cast<std::size_t>(w)), chroma(static_cast<std::size_t>(HalfUp(w))) {
     }
 
-    void Fill(int x0, int x1, Input input) {
-        x0 = std::max(x0, 0);
-        x1 = std::min(x1, width);
-        if (x0 >= x1)
+    void Fill(Span span, Input input) {
+        span = span.Within({0, width});
+        if (span.IsEmpty())
             return;
         const std::uint8_t value = input == Input::Two ? 255 : 0;
-        FillBytes(luma.data() + x0, value, x1 - x0);
-        FillBytes(chroma.data() + HalfUp(x0), value, HalfUp(x1) - HalfUp(x0));
+        const int begin = HalfUp(span.begin), end = HalfUp(span.end);
+        FillBytes(luma.data() + span.begin, value, span.Size());
+        FillBytes(chroma.data() + begin, value, end - begin);
     }
     void Turn(int x) {
         if (x < 0 || x >= width)
@@ -136,33 +105,24 @@ struct Masks {
         if (!(x & 1))
             chroma[static_cast<std::size_t>(x / 2)] ^= 255;
     }
-};
-
-void Choose(const Triple &row, const std::vector<std::uint8_t> &mask) {
-    const auto choose = row.IsStreamed() ? ChooseStreaming : ChooseBytes;
-    choose(row.out, row.in2, row.in1, mask.data(), static_cast<std::ptrdiff_t>(mask.size()));
-}
-
-void ShowMasks(const PlanarRow &row, const Masks &masks) {
-    Choose(row.luma, masks.luma);
-    if (row.hasChroma) {
-        Choose(row.cb, masks.chroma);
-        Choose(row.cr, masks.chroma);
+    /// Draws the picture's row y.
+    void Show(const Frames &frames, int y) const {
+        const auto select = CopyRows().select;
+        DrawRow(frames, y, [&](const Row &row) {
+            const auto &mask = row.step == 1 ? luma : chroma;
+            select(row.out, row.in2, row.in1, mask.data(), std::ssize(mask));
+            FinishBytes(row, luma.back() ? Input::Two : Input::One);
+        });
     }
-}
-
-void ShowMasks(const ByteRow &row, const Masks &masks) {
-    Choose(row.bytes, masks.luma);
-    row.Finish(masks.luma.back() ? Input::Two : Input::One);
-}
+};
 
 // ---------------------------------------------------------------------------------------------
 // Slanted edges
 // ---------------------------------------------------------------------------------------------
 
-/// Half a span's share of a progress, rounded half up.
-int HalfPosition(double progress, int span, double total) {
-    return Convert(progress * span / total * 0.5 + 0.5);
+/// Where a progress stands on half a span, rounded half up.
+int HalfOn(Progress progress, int span) {
+    return Convert(progress.position * span / progress.total * 0.5 + 0.5);
 }
 
 /// The height of an edge after so many steps, rounded half up.
@@ -227,10 +187,13 @@ struct Star {
     int left, right, top, bottom;
     double sideSlope; ///< of the left and right triangles, in rows per column
     double capSlope;  ///< of the top and bottom triangles, in columns per row
+    bool isNear;
 
     Star(int gapX, int gapY, int centreX, int centreY)
         : cx(centreX), cy(centreY), left(cx - gapX), right(cx + gapX), top(cy - gapY),
-          bottom(cy + gapY), sideSlope(cy / (left + 1e-6)), capSlope(cx / (top + 1e-6)) {}
+          bottom(cy + gapY), sideSlope(cy / (left + 1e-6)), capSlope(cx / (top + 1e-6)),
+          isNear(std::abs(std::int64_t(gapX)) < kFarthest &&
+                 std::abs(std::int64_t(gapY)) < kFarthest) {}
 
     /// Whether row y lies strictly inside a side triangle, so many columns from its tip.
     bool InSide(int y, int steps) const {
@@ -244,6 +207,12 @@ struct Star {
         return x >= cx - reach && x <= cx + reach;
     }
 
+    bool Contains(int x, int y) const {
+        return (x <= left && InSide(y, left - x)) || (x >= right && InSide(y, x - right)) ||
+               (y <= top && InCap(x, top - y)) || (y >= bottom && InCap(x, y - bottom));
+    }
+
+    bool HasSpans() const { return isNear; }
     /// The side triangles hold a row from the step on at which they reach past its distance from
     /// the centre's row.
     std::array<Span, 3> Spans(int y) const {
@@ -260,11 +229,7 @@ struct Star {
 } // namespace
 
 bool PtInRegion(int x, int y, int a, int b, int cx, int cy) {
-    const Star star(a, b, cx, cy);
-    return (x <= star.left && star.InSide(y, star.left - x)) ||
-           (x >= star.right && star.InSide(y, x - star.right)) ||
-           (y <= star.top && star.InCap(x, star.top - y)) ||
-           (y >= star.bottom && star.InCap(x, y - star.bottom));
+    return Star(a, b, cx, cy).Contains(x, y);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -282,35 +247,44 @@ struct FourTriangles {
     int shift;
     double slope; ///< of the diagonals
 
-    // From a shift by the whole width on nothing moves any more.
-    FourTriangles(int w, int h, const TransParam &param)
-        : width(w), height(h), half(HalfUp(w)),
-          shift(Limit(HalfPosition(param.dCurrent, w, param.dTotal), -w, w)), slope(2.0 * h / w) {}
+    FourTriangles(int w, int h, Progress progress)
+        : width(w), height(h), half(HalfUp(w)), shift(HalfOn(progress, w)), slope(2.0 * h / w) {}
 
+    bool Contains(int x, int y) const {
+        const bool lowerLeft = x < half - shift && y >= height - Rise(half - x - shift, slope);
+        const bool lowerRight =
+            x >= half && x < 2 * half - shift && y >= height - Rise(width - x - shift, slope);
+        const bool upperLeft = x >= shift && x <= half && Rise(x - shift, slope) > y;
+        const bool upperRight = x >= half + shift && y < Rise(x - half - shift, slope);
+        return lowerLeft || lowerRight || upperLeft || upperRight;
+    }
+
+    bool HasSpans() const { return std::abs(std::int64_t(shift)) < kFarthest; }
     std::array<Span, 4> Spans(int y) const {
+        // From a shift by the whole width on nothing moves any more.
+        const int moved = Limit(shift, -width, width);
         const int upper = FirstReaching(y + 1, slope, width);
         const int lower = FirstReaching(height - y, slope, width);
         // The left half's upper triangle ends with column half, not before it.
-        return {{{0, half - shift - lower + 1},
-                 {shift + upper, half + 1},
-                 {half, width - shift - lower + 1},
-                 {half + shift + upper, width}}};
+        return {{{0, half - moved - lower + 1},
+                 {moved + upper, half + 1},
+                 {half, width - moved - lower + 1},
+                 {half + moved + upper, width}}};
     }
 };
 
-template<class Frames>
-void DrawFourTriangles(const Frames &frames, const TransParam &param) {
-    ShowShape(frames, FourTriangles(frames.width, frames.height, param), Input::One);
+void DrawFourTriangles(const Frames &frames, Progress progress) {
+    ShowShape(frames, FourTriangles(frames.width, frames.height, progress), Input::One);
 }
 
 } // namespace
 
 void Tr4Triangle(YUVImage *out, const YUVImage *in1, const YUVImage *in2, const TransParam *param) {
-    DrawFourTriangles(PlanarFrames(out, in1, in2), *param);
+    DrawFourTriangles({out, in1, in2}, ProgressOf(*param));
 }
 
 void Tr4TriangleRGB(void *out, void *in1, void *in2, const TransParam *param) {
-    DrawFourTriangles(PackedFrames(out, in1, in2), *param);
+    DrawFourTriangles({out, in1, in2}, ProgressOf(*param));
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -324,9 +298,9 @@ struct SawTooth {
     int cell; ///< columns of one cell: about a tenth of the width, even
     double slope;
 
-    SawTooth(int w, int h, const TransParam &param) : height(h), cell(Convert(w * 0.1)) {
+    SawTooth(int w, int h, Progress progress) : height(h), cell(Convert(w * 0.1)) {
         cell += cell & 1;
-        slope = (param.dTotal - param.dCurrent) / param.dTotal * h / cell;
+        slope = (progress.total - progress.position) / progress.total * h / cell;
     }
 
     /// The columns of a cell between the standing triangle and the hanging one.
@@ -339,13 +313,12 @@ struct SawTooth {
     }
 };
 
-template<class Frames>
-void DrawSawTooth(const Frames &frames, const TransParam &param) {
-    const SawTooth teeth(frames.width, frames.height, param);
+void DrawSawTooth(const Frames &frames, Progress progress) {
+    const SawTooth teeth(frames.width, frames.height, progress);
     if (teeth.cell < 1)
         return;
     Masks masks(frames.width);
-    Span shown{0, 0};
+    Span shown;
     for (int y = 0; y < frames.height; ++y) {
         // Both edges of the gap only move to the right, so from row to row few columns change.
         const Span gap = teeth.Gap(y);
@@ -353,22 +326,22 @@ void DrawSawTooth(const Frames &frames, const TransParam &param) {
         const Span opened{std::max(shown.end, gap.begin), gap.end};
         if (gap.begin != shown.begin || gap.end != shown.end)
             for (int x = 0; x < frames.width; x += teeth.cell) {
-                masks.Fill(x + closed.begin, x + closed.end, Input::One);
-                masks.Fill(x + opened.begin, x + opened.end, Input::Two);
+                masks.Fill({x + closed.begin, x + closed.end}, Input::One);
+                masks.Fill({x + opened.begin, x + opened.end}, Input::Two);
             }
         shown = gap;
-        ShowMasks(RowOf(frames, y), masks);
+        masks.Show(frames, y);
     }
 }
 
 } // namespace
 
 void TrNTriangle(YUVImage *out, const YUVImage *in1, const YUVImage *in2, const TransParam *param) {
-    DrawSawTooth(PlanarFrames(out, in1, in2), *param);
+    DrawSawTooth({out, in1, in2}, ProgressOf(*param));
 }
 
 void TrNTriangleRGB(void *out, void *in1, void *in2, const TransParam *param) {
-    DrawSawTooth(PackedFrames(out, in1, in2), *param);
+    DrawSawTooth({out, in1, in2}, ProgressOf(*param));
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -378,30 +351,28 @@ void TrNTriangleRGB(void *out, void *in1, void *in2, const TransParam *param) {
 namespace {
 
 /// The star of a frame whose gaps have reached this share of half its size.
-Star StarOf(int width, int height, double gap, double total) {
-    return {HalfPosition(gap, width, total), HalfPosition(gap, height, total), HalfUp(width),
-            HalfUp(height)};
+Star StarOf(const Frames &frames, Progress gap) {
+    return {HalfOn(gap, frames.width), HalfOn(gap, frames.height), HalfUp(frames.width),
+            HalfUp(frames.height)};
 }
 
-template<class Frames>
-void DrawRetreat(const Frames &frames, const TransParam &progress) {
-    if (progress.dCurrent / progress.dTotal < 0.001)
-        CopyWhole(frames, Input::One);
+void DrawRetreat(const Frames &frames, Progress progress) {
+    if (progress.Fraction() < 0.001)
+        frames.CopyWhole(Input::One);
     else
-        ShowShape(frames, StarOf(frames.width, frames.height, progress.dCurrent, progress.dTotal),
-                  Input::One);
+        ShowShape(frames, StarOf(frames, progress), Input::One);
 }
 
 } // namespace
 
 void TrTriangle2(YUVImage *out, const YUVImage *in1, const YUVImage *in2, const TransParam *param) {
-    StoreEased(*param);
-    DrawRetreat(PlanarFrames(out, in1, in2), gAdjustParam);
+    const Progress progress = Eased(ProgressOf(*param));
+    DrawRetreat({out, in1, in2}, progress);
 }
 
 void TrTriangle2RGB(void *out, void *in1, void *in2, const TransParam *param) {
-    StoreEased(*param);
-    DrawRetreat(PackedFrames(out, in1, in2), gAdjustParam);
+    const Progress progress = Eased(ProgressOf(*param));
+    DrawRetreat({out, in1, in2}, progress);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -412,7 +383,7 @@ namespace {
 
 /// Reaches the end at 2/5 of the time and again at 4/5, with two dips behind. Only within a
 /// hundredth of the host's unit before the end, whatever the length, it is the position itself.
-double Bounce(double total, double current) {
+double BouncedPosition(double total, double current) {
     if (2 * total / 5 >= current)
         return 6.25 * current * current / total;
     if (4 * total / 5 >= current) {
@@ -426,32 +397,33 @@ double Bounce(double total, double current) {
     return current;
 }
 
-template<class Frames>
-void DrawAdvance(const Frames &frames, const TransParam &progress) {
-    if (progress.dCurrent / progress.dTotal > 0.999)
-        CopyWhole(frames, Input::Two);
+Progress Bounced(Progress progress) {
+    return Stored({BouncedPosition(progress.total, progress.position), progress.total});
+}
+
+void DrawAdvance(const Frames &frames, Progress progress) {
+    if (progress.Fraction() > 0.999)
+        frames.CopyWhole(Input::Two);
     else
-        ShowShape(frames,
-                  StarOf(frames.width, frames.height, progress.dTotal - progress.dCurrent,
-                         progress.dTotal),
+        ShowShape(frames, StarOf(frames, {progress.total - progress.position, progress.total}),
                   Input::Two);
 }
 
 } // namespace
 
 void TrTriangle3(YUVImage *out, const YUVImage *in1, const YUVImage *in2, const TransParam *param) {
-    StoreProgress(param->dTotal, Bounce(param->dTotal, param->dCurrent));
-    DrawAdvance(PlanarFrames(out, in1, in2), gAdjustParam);
+    const Progress progress = Bounced(ProgressOf(*param));
+    DrawAdvance({out, in1, in2}, progress);
 }
 
 void TrTriangle3RGB(void *out, void *in1, void *in2, const TransParam *param) {
-    StoreProgress(param->dTotal, Bounce(param->dTotal, param->dCurrent));
-    const PackedFrames frames(out, in1, in2);
+    const Progress progress = Bounced(ProgressOf(*param));
+    const Frames frames(out, in1, in2);
     // Only this path has a start of its own: the other one's star leaves a pixel there.
-    if (StoredFraction() < 0.001)
-        CopyWhole(frames, Input::One);
+    if (progress.Fraction() < 0.001)
+        frames.CopyWhole(Input::One);
     else
-        DrawAdvance(frames, gAdjustParam);
+        DrawAdvance(frames, progress);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -478,19 +450,18 @@ struct Rings {
     std::size_t first = 0;       ///< the first circle that meets the row
     Masks masks;
 
-    Rings(int width, int height, const TransParam &param)
+    Rings(int width, int height, double fraction)
         : cx(HalfUp(width)), cy(HalfUp(height)), masks(width) {
-        const double progress = param.dCurrent / param.dTotal;
-        outside = progress < 0.5 ? Input::One : Input::Two;
-        const double share = progress < 0.5 ? progress : 1 - progress;
+        outside = fraction < 0.5 ? Input::One : Input::Two;
+        const double share = fraction < 0.5 ? fraction : 1 - fraction;
         // A negative radius (a position out of range) counts by its square. No pixel lies further
         // than a rounding beyond the corner's distance.
         const int corner = Convert(std::sqrt(static_cast<double>(cy * cy + cx * cx)) + 0.5);
         const int radius = Convert(2 * corner * share + 0.5);
         AddCircles(Limit(std::abs(radius), 0, corner + 1));
-        masks.Fill(0, width, outside);
+        masks.Fill({0, width}, outside);
         for (std::size_t i = circles.size(); i-- > 0;)
-            masks.Fill(cx - circles[i].reach, cx + circles[i].reach + 1,
+            masks.Fill({cx - circles[i].reach, cx + circles[i].reach + 1},
                        i % 2 ? Input::One : Input::Two);
     }
 
@@ -524,20 +495,13 @@ struct Rings {
     }
 };
 
-template<class Frames>
-void DrawRings(const Frames &frames, int width, int height, const TransParam &param) {
-    if (width < 1 || height < 1)
+void DrawRings(const Frames &frames, Progress progress) {
+    if (frames.width < 1 || frames.height < 1)
         return;
-    Rings rings(width, height, param);
+    Rings rings(frames.width, frames.height, progress.Fraction());
     const auto show = [&](int y) {
-        if (y >= height)
-            return;
-        auto row = RowOf(frames, y);
-        row.width = width;
-        if (rings.first == rings.circles.size())
-            row.Copy(rings.outside, 0, width);
-        else
-            ShowMasks(row, rings.masks);
+        if (y < frames.height)
+            rings.masks.Show(frames, y);
     };
     // Rows at the same distance above and below the centre are alike.
     show(rings.cy);
@@ -551,10 +515,12 @@ void DrawRings(const Frames &frames, int width, int height, const TransParam &pa
 } // namespace
 
 void TrCirque(YUVImage *out, const YUVImage *in1, const YUVImage *in2, const TransParam *param) {
-    DrawRings(PlanarFrames(out, in1, in2), in1->nWidth, in1->nHeight, *param);
+    YUVImage shown = *out;
+    shown.nWidth = in1->nWidth;
+    shown.nHeight = in1->nHeight;
+    DrawRings({&shown, in1, in2}, ProgressOf(*param));
 }
 
 void TrCirqueRGB(void *out, void *in1, void *in2, const TransParam *param) {
-    const PackedFrames frames(out, in1, in2);
-    DrawRings(frames, frames.width, frames.height, *param);
+    DrawRings({out, in1, in2}, ProgressOf(*param));
 }

@@ -47,7 +47,7 @@ void DrawEdge(const Frames &frames, const SoftEdge &edge, decltype(BlendKernels:
             const Place band = row.At(begin);
             row.Show(Input::Two, 0, edge.begin);
             blend(band.out, band.in2, band.in1, weights.data(), count);
-            row.Show(Input::One, edge.end, frames.width);
+            row.Show(Input::One, edge.end, row.columns);
         });
     }
 }
@@ -88,8 +88,9 @@ namespace {
 
 /// Shows the second input before a column and the first one from there on, both in place.
 void ShowSeam(const Row &row, int column) {
-    row.Show(Input::Two, 0, column);
-    row.Show(Input::One, column, row.plane.columns);
+    const std::ptrdiff_t split = row.Bytes(Limit(column, 0, row.columns));
+    row.Copy(Input::Two, 0, split);
+    row.Copy(Input::One, split, row.VisibleBytes());
 }
 
 } // namespace
@@ -100,8 +101,8 @@ void TrEraseSlide(YUVImage *out, const YUVImage *in1, const YUVImage *in2,
     const Frames frames(out, in1, in2);
     const int edge = Limit(progress.On(frames.width), 0, frames.width);
     DrawRows(frames, [&](const Row &row) {
-        row.Show(Input::Two, 0, edge, frames.width - edge);
-        row.Show(Input::One, edge, frames.width);
+        row.Show(Input::Two, 0, edge, row.columns - edge);
+        row.Show(Input::One, edge, row.columns);
     });
 }
 
@@ -274,8 +275,8 @@ void TrBlindRGB(void *out, void *in1, void *in2, const TransParam *param) {
 
 namespace {
 
-/// The split columns of the pairs of rows: even, and at random from the edge to about one and a half
-/// times the edge, for rand() covers half of the divisor's range. Cut to the bound.
+/// The split columns of the pairs of rows: even, and at random from the edge to about one and a
+/// half times the edge, for rand() covers half of the divisor's range. Cut to the bound.
 std::vector<int> WindSplits(int height, int edge, int bound) {
     std::vector<int> splits(static_cast<std::size_t>(std::max(HalfUp(height), 0)));
     for (int &split : splits) {
@@ -289,16 +290,14 @@ std::vector<int> WindSplits(int height, int edge, int bound) {
 /// Rows are drawn over all of their bytes: in planar ones the split runs on into the padding.
 void DrawWind(const Frames &frames, Progress progress) {
     const Plane &first = frames.Planes().front();
-    const std::vector<int> splits =
-        WindSplits(frames.height, progress.On(frames.width),
-                   static_cast<int>(first.pitch / first.sampleBytes));
+    const std::vector<int> splits = WindSplits(frames.height, progress.On(frames.width),
+                                               static_cast<int>(first.pitch / first.sampleBytes));
     DrawRows(frames, [&](const Row &row) {
-        const Plane &plane = row.plane;
-        const int column = splits[static_cast<std::size_t>(row.y / 2)];
-        const std::ptrdiff_t split =
-            std::min<std::ptrdiff_t>(column / plane.step * plane.sampleBytes, plane.pitch);
+        const int column = splits[static_cast<std::size_t>(row.y >> 1)];
+        const std::ptrdiff_t samples = row.step == 1 ? column : column >> 1;
+        const std::ptrdiff_t split = std::min(samples * row.sampleBytes, row.pitch);
         row.Copy(Input::Two, 0, split);
-        CopyBytes(row.out + split, row.in1, plane.pitch - split);
+        CopyBytes(row.out + split, row.in1, row.pitch - split);
     });
 }
 
@@ -321,8 +320,8 @@ namespace {
 void DrawPush(const Frames &frames, Progress progress) {
     const int split = Limit(progress.On(frames.width), 0, frames.width);
     DrawRows(frames, [&](const Row &row) {
-        row.Show(Input::Two, 0, split, frames.width - split);
-        row.Show(Input::One, split, frames.width, 0);
+        row.Show(Input::Two, 0, split, row.columns - split);
+        row.Show(Input::One, split, row.columns, 0);
     });
 }
 
