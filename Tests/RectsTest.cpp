@@ -1,7 +1,7 @@
 // Moving rectangles: the helpers of their coordinates, the row kernel, and pictures and single
 // pixels that follow from the rules by hand.
 
-#include "CellRows.h"
+#include "CopyRows.h"
 #include "Kernels.h"
 #include "Progress.h"
 #include "Support.h"
@@ -42,14 +42,14 @@ TEST(RectHelpers, PointInRectIncludesEdges) {
     EXPECT_FALSE(PointInRect(1, 2, nullptr, -1, 4, 3, 0));
 }
 
-TEST(CellRows, SampleReadsEveryStepAndNoMore) {
-    using namespace tp;
-    for (const CellRowKernels *kernels : RunnableKernels<CellRowKernels>())
+TEST(CopyRows, DecimateReadsEveryStepAndNoMore) {
+    for (const tp::CopyKernels *kernels : RunnableKernels<tp::CopyKernels>())
         for (std::size_t step = 0; step < 7; ++step)
             for (std::size_t count = 1; count < 300; count += count < 70 ? 1 : 19) {
                 GuardedBuffer in((count - 1) * step + 1), out(count);
                 FillRandom(in.Bytes(), count);
-                kernels->sample(out.Data(), in.Data(), std::ptrdiff_t(step), std::ptrdiff_t(count));
+                kernels->decimate(out.Data(), in.Data(), std::ptrdiff_t(step),
+                                  std::ptrdiff_t(count));
                 for (std::size_t i = 0; i < count; ++i)
                     ASSERT_EQ(out.Data()[i], in.Data()[i * step]) << step << " " << count;
             }
@@ -64,7 +64,7 @@ constexpr Pair kPairs[] = {{TrRect, TrRectRGB},   {TrRect2, TrRect2RGB}, {TrRect
                            {TrRect4, TrRect4RGB}, {TrRect5, TrRect5RGB}, {TrRect6, TrRect6RGB}};
 
 TEST(Rects, TooSmallForACellShowsTheIncomingFrameAndNothingIsStored) {
-    tp::StoreProgress(7, 3);
+    tp::Stored({3, 7});
     for (const Pair &pair : kPairs) {
         PlanarCall planar({8, 4, 8, 4}, 5);
         planar.Draw(pair.yuv, MakeParam(1, 0.3));

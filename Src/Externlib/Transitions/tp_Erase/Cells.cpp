@@ -1,18 +1,19 @@
 #include "Cells.h"
 
-#include "CellRows.h"
-#include "Pixels.h"
+#include "CopyRows.h"
 
+#include <bit>
 #include <cmath>
-#include <span>
+#include <optional>
+#include <utility>
 #include <vector>
 
 namespace tp {
 
-CellFrame::CellFrame(const CellGrid &grid, int width, int height, const TransParam &param)
-    : width(width), height(height), cellW(width / grid.across), cellH(height / grid.down),
-      halfW(width / 2), halfH(height / 2), p(param.dCurrent / param.dTotal), q(1 - p),
-      sizeW(q * cellW), sizeH(q * cellH), move(width * p * 0.5) {}
+CellFrame::CellFrame(const CellGrid &grid, const Frames &frames, Progress progress)
+    : width(frames.width), height(frames.height), cellW(width / grid.across),
+      cellH(height / grid.down), halfW(width / 2), halfH(height / 2), p(progress.Fraction()),
+      q(1 - p), sizeW(q * cellW), sizeH(q * cellH), move(width * p * 0.5) {}
 
 namespace {
 
@@ -20,7 +21,22 @@ namespace {
 // Patches: what cells leave on a plane, cut to it
 // ---------------------------------------------------------------------------------------------
 
-/// The samples of a plane that cells show. Those at the limit and behind it are not read.
+/// A cell in samples.
+struct Cell {
+    int x, y;             ///< top left corner in the output
+    int sourceX, sourceY; ///< and in the source, not negative
+    int columns, rows;
+    int stepX, stepY;
+
+    /// Its corners on a plane.
+    Cell On(const Plane &plane) const {
+        const int shift = plane.step - 1;
+        return {x >> shift, y >> shift, sourceX >> shift, sourceY >> shift, columns, rows,
+                stepX,      stepY};
+    }
+};
+
+/// The samples that cells show. Those at the limit and behind it are not shown.
 struct CellSource {
     const std::uint8_t *samples;
     std::ptrdiff_t pitch;
@@ -28,31 +44,16 @@ struct CellSource {
 };
 
 /// A plane that cells are drawn on.
-struct CellPlane {
-    Triple frames;
-    std::ptrdiff_t pitch;
-    int width; ///< visible bytes of a row
-    int height;
-    int room;             ///< bytes of a row that cells may write: width, or with it one of padding
-    std::ptrdiff_t limit; ///< cells do not start a sample at this offset or behind it
+struct Canvas {
+    const Plane &plane;
+    int bound;            ///< the column at which the picture ends for cells
+    int carried;          ///< bytes behind a sample that it carries along
+    std::ptrdiff_t limit; ///< the offset in the plane at which it ends for cells
     CellSource source;
-
-    CellPlane(const Triple &frames, std::ptrdiff_t pitch, int width, int height, bool drawsPastEnd,
-              std::ptrdiff_t limit)
-        : frames(frames), pitch(pitch), width(width), height(height),
-          room(width + (drawsPastEnd && pitch > width)),
-          limit(limit), source{frames.in1, pitch, limit} {}
+    std::vector<std::uint8_t> miniature{}; ///< the source, where it is not the plane of an input
 };
 
-/// A cell in whole samples of a plane.
-struct Cell {
-    int x, y;             ///< top left corner on the plane
-    int sourceX, sourceY; ///< and in the source, not negative
-    int columns, rows;
-    int stepX, stepY;
-};
-
-/// Part of a cell: a rectangle that lies on the plane, and where its samples come from.
+/// A rectangle of a plane that shows samples of the source.
 struct Patch {
     int x, y;
     int columns, rows;
@@ -63,18 +64,11 @@ struct Patch {
 
 using Patches = std::vector<Patch>;
 
-/// The counters [begin, end).
-struct Counters {
-    int begin;
-    int end;
-    bool IsEmpty() const { return begin >= end; }
-};
-
 /// The counters below count whose place, position + counter, is in 0 .. bound - 1.
-Counters Visible(std::ptrdiff_t position, std::ptrdiff_t count, std::ptrdiff_t bound) {
+Span Visible(std::ptrdiff_t position, std::ptrdiff_t count, std::ptrdiff_t bound) {
     const std::ptrdiff_t begin = std::max<std::ptrdiff_t>(0, -position);
     const std::ptrdiff_t end = std::min(count, bound - position);
-    return begin < end ? Counters{static_cast<int>(begin), static_cast<int>(end)} : Counters{0, 0};
+    return begin < end ? Span{static_cast<int>(begin), static_cast<int>(end)} : Span{};
 }
 
 /// The end of those counters whose sample, step apart from offset on, lies below the limit.
@@ -85,34 +79,49 @@ int EndBelow(std::ptrdiff_t limit, std::ptrdiff_t offset, std::ptrdiff_t step, i
 }
 
 /// The end of those of a cell's columns that are within both limits in row j.
-int EndOfRow(const CellPlane &plane, const Cell &cell, int j, int end) {
-    const std::ptrdiff_t to = (cell.y + j) * plane.pitch + cell.x;
-    const std::ptrdiff_t from = (cell.sourceY + j * cell.stepY) * plane.source.pitch + cell.sourceX;
-    return EndBelow(plane.source.limit, from, cell.stepX, EndBelow(plane.limit, to, 1, end));
+int EndOfRow(const Canvas &canvas, const Cell &cell, int j, int end) {
+    const CellSource &source = canvas.source;
+    const std::ptrdiff_t to = (cell.y + j) * canvas.plane.pitch + cell.x;
+    const std::ptrdiff_t from = (cell.sourceY + j * cell.stepY) * source.pitch + cell.sourceX;
+    return EndBelow(source.limit, from, cell.stepX, EndBelow(canvas.limit, to, 1, end));
 }
 
-/// Adds a rectangle of a cell's counters. Columns behind the row's bytes are on the row below; the
-/// tail is the number of bytes that the last column's sample carries along.
-void AddRectangle(Patches &patches, const CellPlane &plane, const Cell &cell, Counters columns,
-                  Counters rows, int tail) {
+/// Adds a rectangle of a cell's counters. Columns behind the row's bytes are on the row below.
+void AddRectangle(Patches &patches, const Canvas &canvas, const Cell &cell, Span columns,
+                  Span rows) {
     const int x = cell.x + columns.begin, y = cell.y + rows.begin;
-    const int width = columns.end - columns.begin, height = rows.end - rows.begin;
-    const std::ptrdiff_t step = cell.stepX, pitch = cell.stepY * plane.source.pitch;
-    const std::ptrdiff_t source = cell.sourceY * plane.source.pitch + cell.sourceX +
+    const std::ptrdiff_t step = cell.stepX, pitch = cell.stepY * canvas.source.pitch;
+    // At step 1, the bytes that samples carry along are but the next samples.
+    const int carried = step == 1 ? 0 : canvas.carried;
+    const int width = columns.Size() + canvas.carried - carried, height = rows.Size();
+    const std::ptrdiff_t source = cell.sourceY * canvas.source.pitch + cell.sourceX +
                                   rows.begin * pitch + columns.begin * step;
-    const int behind = std::max(0, static_cast<int>(x + width - plane.pitch));
-    const int inside = width - behind;
+    const int inside = std::min(width, static_cast<int>(canvas.plane.pitch) - x);
     patches.push_back({x, y, inside, height, source, pitch, cell.stepX});
-    if (behind > 0)
-        patches.push_back({0, y + 1, behind, height, source + inside * step, pitch, cell.stepX});
-    if (tail > 0)
-        patches.push_back({x + width, y, tail, height, source + (width - 1) * step + 1, pitch, 1});
+    if (inside < width)
+        patches.push_back(
+            {0, y + 1, width - inside, height, source + inside * step, pitch, cell.stepX});
+    if (carried > 0)
+        patches.push_back(
+            {x + width, y, carried, height, source + (width - 1) * step + 1, pitch, 1});
 }
 
-/// Adds a cell's rows from column begin to endOf(row), which does not grow with the row.
-template<class EndOf>
-void AddRows(Patches &patches, const CellPlane &plane, const Cell &cell, Counters rows, int begin,
-             int tail, EndOf endOf) {
+/// Adds what a cell leaves on a canvas. On chroma, that is every other column and row of the cell,
+/// counted from its corner, as far as it leaves them on the first canvas, luma.
+void AddCell(Patches &patches, const Canvas &first, const Canvas &canvas, const Cell &cell) {
+    const Plane &plane = canvas.plane;
+    const Span visible = Visible(cell.x, cell.columns, canvas.bound);
+    const Span visibleRows = Visible(cell.y, cell.rows, first.plane.rows);
+    if (visible.IsEmpty() || visibleRows.IsEmpty())
+        return;
+    const Cell own = cell.On(plane);
+    const int begin = plane.Samples(visible.begin);
+    Span rows = {plane.Samples(visibleRows.begin), plane.Samples(visibleRows.end)};
+    const auto endOf = [&](int j) {
+        const int end = EndOfRow(first, cell, j * plane.step, visible.end);
+        return plane.step == 1 ? end : EndOfRow(canvas, own, j, HalfUp(end));
+    };
+    // No row ends behind the one above it; those that end alike are one rectangle.
     while (!rows.IsEmpty()) {
         const int end = endOf(rows.begin);
         if (begin >= end)
@@ -121,82 +130,57 @@ void AddRows(Patches &patches, const CellPlane &plane, const Cell &cell, Counter
         if (endOf(last - 1) != end)
             for (last = rows.begin + 1; endOf(last) == end;)
                 ++last;
-        AddRectangle(patches, plane, cell, {begin, end}, {rows.begin, last}, tail);
+        AddRectangle(patches, canvas, own, {begin, end}, {rows.begin, last});
         rows.begin = last;
     }
 }
 
-// ---------------------------------------------------------------------------------------------
-// Drawing patches over the second input
-// ---------------------------------------------------------------------------------------------
+/// The patches of a plane, and which of them cross each of its rows: a bit for each patch.
+class PatchRows {
+public:
+    PatchRows(Patches patchesInOrder, int rows)
+        : patches(std::move(patchesInOrder)), words((patches.size() + 63) / 64),
+          crossing(words * static_cast<std::size_t>(std::max(rows, 0))) {
+        for (std::size_t k = 0; k < patches.size(); ++k) {
+            std::size_t word = static_cast<std::size_t>(patches[k].y) * words + k / 64;
+            for (int i = 0; i < patches[k].rows; ++i, word += words)
+                crossing[word] |= std::uint64_t(1) << (k % 64);
+        }
+    }
+
+    /// Calls draw(patch) for every patch that crosses a row, in order.
+    template<class Draw>
+    void ForEachCrossing(int row, Draw draw) const {
+        for (std::size_t i = 0; i < words; ++i)
+            for (std::uint64_t bits = crossing[static_cast<std::size_t>(row) * words + i];
+                 bits != 0; bits &= bits - 1)
+                draw(patches[i * 64 + static_cast<std::size_t>(std::countr_zero(bits))]);
+    }
+
+private:
+    Patches patches;
+    std::size_t words; ///< of each row
+    std::vector<std::uint64_t> crossing;
+};
 
 /// out[i] = in[i * step].
-void Sample(std::uint8_t *out, const std::uint8_t *in, int step, int count) {
+void Decimate(std::uint8_t *out, const std::uint8_t *in, int step, int count) {
     if (step == 1)
         CopyBytes(out, in, count);
     else
-        CellRows().sample(out, in, step, count);
+        CopyRows().decimate(out, in, step, count);
 }
 
-/// Draws a patch's row y to a row that starts at to.
-void DrawPatchRow(const CellPlane &plane, const Patch &patch, int y, std::uint8_t *to) {
-    const std::ptrdiff_t source = patch.source + (y - patch.y) * patch.sourcePitch;
-    Sample(to + patch.x, plane.source.samples + source, patch.step, patch.columns);
-}
-
-/// Draws within the caches: everything of the second input, then one patch after the other.
-void DrawInPlace(const CellPlane &plane, const Patches &patches) {
-    for (int y = 0; y < plane.height; ++y)
-        plane.frames.At(y * plane.pitch).Copy(Input::Two, 0, plane.width);
-    for (const Patch &patch : patches)
-        for (int y = patch.y; y < patch.y + patch.rows; ++y)
-            DrawPatchRow(plane, patch, y, plane.frames.out + y * plane.pitch);
-}
-
-/// Draws a row with all its patches and sends it past the caches.
-void StreamRow(const CellPlane &plane, int y, std::span<const Patch *const> patches,
-               const ScratchRow &scratch) {
-    const Triple row = plane.frames.At(y * plane.pitch);
-    if (patches.empty()) {
-        CopyStreaming(row.out, row.in2, plane.width);
-        return;
-    }
-    std::uint8_t *to = scratch.For(row.out);
-    CopyBytes(to, row.in2, plane.width);
-    CopyBytes(to + plane.width, row.out + plane.width, plane.room - plane.width);
-    for (const Patch *patch : patches)
-        DrawPatchRow(plane, *patch, y, to);
-    CopyStreaming(row.out, to, plane.room);
-}
-
-/// Draws row by row, in bands within which every row has the same patches.
-void DrawStreaming(const CellPlane &plane, const Patches &patches) {
-    const ScratchRow scratch(plane.room);
-    std::vector<const Patch *> band;
-    band.reserve(patches.size());
-    for (int y = 0, end = 0; y < plane.height; y = end) {
-        band.clear();
-        end = plane.height;
-        for (const Patch &patch : patches) {
-            const int below = patch.y + patch.rows;
-            if (y < patch.y) {
-                end = std::min(end, patch.y);
-            } else if (y < below) {
-                end = std::min(end, below);
-                band.push_back(&patch);
-            }
-        }
-        for (int row = y; row < end; ++row)
-            StreamRow(plane, row, band, scratch);
-    }
-}
-
-/// Draws the second input on a plane and the patches over it.
-void DrawPatches(const CellPlane &plane, const Patches &patches) {
-    if (plane.frames.IsStreamed())
-        DrawStreaming(plane, patches);
-    else
-        DrawInPlace(plane, patches);
+/// Draws the second input and the patches over it.
+void DrawPatches(const Canvas &canvas, const PatchRows &patches) {
+    DrawRows(canvas.plane, [&](const Row &row) {
+        const int y = row.y >> (row.step - 1); // of the plane
+        row.Show(Input::Two, 0, row.columns);
+        patches.ForEachCrossing(y, [&](const Patch &patch) {
+            const std::ptrdiff_t source = patch.source + (y - patch.y) * patch.sourcePitch;
+            Decimate(row.out + patch.x, canvas.source.samples + source, patch.step, patch.columns);
+        });
+    });
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -217,6 +201,14 @@ void ForEachCell(const CellTransition &transition, const CellFrame &frame, Draw 
             draw(x, y, place);
         }
 }
+
+} // namespace
+
+// ---------------------------------------------------------------------------------------------
+// Scaled cells
+// ---------------------------------------------------------------------------------------------
+
+namespace {
 
 /// How many counters lie below a size. An infinite size has none.
 int CountersBelow(double size) {
@@ -241,12 +233,12 @@ Cell ScaledCell(const CellTransition &transition, const CellFrame &frame) {
     return {0, 0, 0, 0, columns, rows, stepX, stepY};
 }
 
-/// Calls draw(cell) for every scaled cell of a frame, given its size and steps.
-template<class Draw>
-void ForEachScaledCell(const CellTransition &transition, const CellFrame &frame, Cell cell,
-                       Draw draw) {
+/// The cells of a frame in order, given their size and steps.
+std::vector<Cell> ScaledCells(const CellTransition &transition, const CellFrame &frame, Cell cell) {
+    std::vector<Cell> cells;
     if (cell.columns < 1)
-        return;
+        return cells;
+    cells.reserve(static_cast<std::size_t>(transition.grid.columns * transition.grid.rows));
     ForEachCell(transition, frame, [&](int homeX, int homeY, CellPlace place) {
         cell.x = Convert(place.x + frame.halfW);
         cell.y = Convert(frame.halfH - place.y);
@@ -254,91 +246,72 @@ void ForEachScaledCell(const CellTransition &transition, const CellFrame &frame,
             cell.sourceX = homeX;
             cell.sourceY = homeY;
         }
-        draw(cell);
+        cells.push_back(cell);
     });
+    return cells;
 }
 
-/// Adds what a cell leaves on a plane of this many columns.
-void AddCell(Patches &patches, const CellPlane &plane, const Cell &cell, int bound, int tail) {
-    const Counters columns = Visible(cell.x, cell.columns, bound);
-    const Counters rows = Visible(cell.y, cell.rows, plane.height);
-    if (!columns.IsEmpty())
-        AddRows(patches, plane, cell, rows, columns.begin, tail,
-                [&](int j) { return EndOfRow(plane, cell, j, columns.end); });
-}
-
-/// Adds what a cell leaves on a chroma plane. The sample of every other column and row of the cell,
-/// counted from its corner, comes along when its pixel is drawn.
-void AddChroma(Patches &patches, const CellPlane &luma, const CellPlane &chroma, const Cell &cell,
-               int bound) {
-    const Counters columns = Visible(cell.x, cell.columns, bound);
-    const Counters rows = Visible(cell.y, cell.rows, luma.height);
-    const Cell half = {cell.x >> 1,  cell.y >> 1, cell.sourceX / 2, cell.sourceY / 2,
-                       cell.columns, cell.rows,   cell.stepX,       cell.stepY};
-    if (!columns.IsEmpty())
-        AddRows(patches, chroma, half, {HalfUp(rows.begin), HalfUp(rows.end)},
-                HalfUp(columns.begin), 0, [&](int j) {
-                    const int end = EndOfRow(luma, cell, 2 * j, columns.end);
-                    return EndOfRow(chroma, half, j, HalfUp(end));
-                });
-}
-
-/// Draws what a cell shows of a whole plane, row after row. Samples out of the source's limit would
-/// be the last ones and are left out.
-CellSource Miniature(const CellSource &from, const Cell &cell, int columns, int rows,
-                     std::vector<std::uint8_t> &samples) {
-    samples.resize(std::size_t(columns) * std::size_t(rows));
-    std::ptrdiff_t limit = 0;
+/// Draws, once for all cells, what a cell shows of the whole plane. Samples out of the source's
+/// limit would be the last ones and are left out.
+void MakeMiniature(Canvas &canvas, const Cell &cell) {
+    CellSource &source = canvas.source;
+    const int columns = canvas.plane.Samples(cell.columns), rows = canvas.plane.Samples(cell.rows);
+    canvas.miniature.resize(std::size_t(columns) * std::size_t(rows));
+    std::ptrdiff_t drawn = 0;
     for (int j = 0; j < rows; ++j) {
-        const std::ptrdiff_t offset = j * cell.stepY * from.pitch;
-        const int count = EndBelow(from.limit, offset, cell.stepX, columns);
-        Sample(samples.data() + limit, from.samples + offset, cell.stepX, count);
-        limit += count;
+        const std::ptrdiff_t offset = j * cell.stepY * source.pitch;
+        const int count = EndBelow(source.limit, offset, cell.stepX, columns);
+        Decimate(canvas.miniature.data() + drawn, source.samples + offset, cell.stepX, count);
+        drawn += count;
     }
-    return {samples.data(), columns, limit};
+    source = {canvas.miniature.data(), columns, drawn};
+}
+
+PatchRows PatchesOn(const Canvas &canvas, const Canvas &first, const std::vector<Cell> &cells) {
+    Patches patches;
+    patches.reserve(cells.size());
+    for (const Cell &cell : cells)
+        AddCell(patches, first, canvas, cell);
+    return {std::move(patches), canvas.plane.rows};
 }
 
 } // namespace
 
 void DrawScaledCells(const CellTransition &transition, const CellFrame &frame,
-                     const PlanarFrames &frames) {
-    const bool past = transition.drawsPastEnd;
-    const int halfW = HalfUp(frames.width), halfH = HalfUp(frames.height);
-    CellPlane luma(frames.y, frames.pitchY, frames.width, frames.height, past,
-                   std::ptrdiff_t(frames.width) * frames.height);
-    CellPlane chroma[] = {{frames.u, frames.pitchUV, halfW, halfH, past, frames.ChromaBytes()},
-                          {frames.v, frames.pitchUV, halfW, halfH, past, frames.ChromaBytes()}};
+                     const Frames &frames) {
+    std::vector<Canvas> canvases;
+    canvases.reserve(frames.Planes().size());
+    for (const Plane &plane : frames.Planes()) {
+        const std::ptrdiff_t pixels = std::ptrdiff_t(frames.width) * frames.height;
+        const std::ptrdiff_t limit = plane.step == 1 ? pixels : plane.size;
+        canvases.push_back({plane,
+                            frames.width + transition.drawsPastEnd,
+                            plane.sampleBytes - 1,
+                            limit,
+                            {plane.start.in1, plane.pitch, limit}});
+    }
     Cell shape = ScaledCell(transition, frame);
-    std::vector<std::uint8_t> miniatures[3];
-    if (transition.showsWholeFrame) {
-        const int halfColumns = HalfUp(shape.columns), halfRows = HalfUp(shape.rows);
-        luma.source = Miniature(luma.source, shape, shape.columns, shape.rows, miniatures[0]);
-        for (int i = 0; i < 2; ++i)
-            chroma[i].source =
-                Miniature(chroma[i].source, shape, halfColumns, halfRows, miniatures[1 + i]);
+    if (transition.showsWholeFrame && canvases[0].carried == 0) {
+        for (Canvas &canvas : canvases)
+            MakeMiniature(canvas, shape);
         shape.stepX = shape.stepY = 1;
     }
-    Patches lumaPatches, chromaPatches;
-    ForEachScaledCell(transition, frame, shape, [&](const Cell &cell) {
-        AddCell(lumaPatches, luma, cell, frames.width + past, 0);
-        AddChroma(chromaPatches, luma, chroma[0], cell, frames.width + past);
-    });
-    DrawPatches(luma, lumaPatches);
-    DrawPatches(chroma[0], chromaPatches);
-    DrawPatches(chroma[1], chromaPatches);
+    const std::vector<Cell> cells = ScaledCells(transition, frame, shape);
+    std::optional<PatchRows> patches;
+    for (const Canvas &canvas : canvases) {
+        if (canvas.plane.kind != Plane::Cr) // whose patches are those of Cb
+            patches.emplace(PatchesOn(canvas, canvases[0], cells));
+        DrawPatches(canvas, *patches);
+    }
 }
 
-void DrawScaledCells(const CellTransition &transition, const CellFrame &frame,
-                     const PackedFrames &frames) {
-    const bool past = transition.drawsPastEnd;
-    const CellPlane plane(frames.pixels, frames.Pitch(), frames.width * 4, frames.height, past,
-                          std::ptrdiff_t(frames.width) * frames.height);
-    Patches patches;
-    ForEachScaledCell(transition, frame, ScaledCell(transition, frame), [&](const Cell &cell) {
-        AddCell(patches, plane, cell, frames.width + past, 3);
-    });
-    DrawPatches(plane, patches);
+void DrawScaledCells(const CellTransition &transition, const Frames &frames, Progress progress) {
+    DrawScaledCells(transition, {transition.grid, frames, progress}, frames);
 }
+
+// ---------------------------------------------------------------------------------------------
+// Cropped cells
+// ---------------------------------------------------------------------------------------------
 
 namespace {
 
@@ -360,18 +333,18 @@ Crop CropCell(double position, double size, int bound) {
 } // namespace
 
 void DrawCroppedCells(const CellTransition &transition, const CellFrame &frame,
-                      const PackedFrames &frames) {
-    const int width = frames.width * 4;
-    const CellPlane plane(frames.pixels, frames.Pitch(), width, frames.height, false,
-                          frames.Pitch() * frames.height);
+                      const Frames &frames) {
+    const Plane &plane = frames[Plane::Packed];
+    const Canvas canvas = {
+        plane, frames.width * 4, 0, plane.size, {plane.start.in1, plane.pitch, plane.size}};
     Patches patches;
     ForEachCell(transition, frame, [&](int homeX, int homeY, CellPlace place) {
         const Crop x = CropCell(place.x + frame.halfW, frame.sizeW, frames.width);
         const Crop y = CropCell(frame.halfH - place.y, frame.sizeH, frames.height);
-        const Cell cell = {x.first * 4, y.first, homeX * 4, homeY, x.count * 4, y.count, 1, 1};
-        AddCell(patches, plane, cell, width, 0);
+        AddCell(patches, canvas, canvas,
+                {x.first * 4, y.first, homeX * 4, homeY, x.count * 4, y.count, 1, 1});
     });
-    DrawPatches(plane, patches);
+    DrawPatches(canvas, {std::move(patches), plane.rows});
 }
 
 } // namespace tp

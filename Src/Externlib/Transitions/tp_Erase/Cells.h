@@ -7,8 +7,8 @@
 /// later one over an earlier one.
 #pragma once
 
-#include "OldFrames.h"
-#include "tp_Erase.h"
+#include "Frames.h"
+#include "Progress.h"
 
 namespace tp {
 
@@ -41,7 +41,7 @@ struct CellFrame {
     double sizeH;
     double move; ///< half the width times the progress
 
-    CellFrame(const CellGrid &grid, int width, int height, const TransParam &param);
+    CellFrame(const CellGrid &grid, const Frames &frames, Progress progress);
 };
 
 /// Where the top left corner of a cell is now. Home is its place in the grid. A cell right on the
@@ -60,27 +60,20 @@ struct CellTransition {
     bool showsWholeFrame = false;
 };
 
-/// Draws the second input and over it the cells, scaled down by whole steps.
+/// Draws the second input and over it the cells, scaled down by whole steps. In packed frames
+/// columns count bytes, not pixels, and every sample carries the three bytes behind it along, so
+/// the cells come out four times narrower, in the first quarter of the frame's bytes.
 void DrawScaledCells(const CellTransition &transition, const CellFrame &frame,
-                     const PlanarFrames &frames);
-
-/// The packed counterpart. Columns count bytes, not pixels, and every sample carries the three
-/// bytes behind it along, so the cells come out four times narrower, in the first quarter of the
-/// frame's bytes.
-void DrawScaledCells(const CellTransition &transition, const CellFrame &frame,
-                     const PackedFrames &frames);
+                     const Frames &frames);
 
 /// The same for cells that keep the frame's shrinking size.
-template<class Frames>
-void DrawScaledCells(const CellTransition &transition, const Frames &frames,
-                     const TransParam &param) {
-    DrawScaledCells(transition, {transition.grid, frames.width, frames.height, param}, frames);
-}
+void DrawScaledCells(const CellTransition &transition, const Frames &frames, Progress progress);
 
-/// Draws the second input and over it the cells in whole pixels, cropped to their size instead of
-/// scaled. A cell that the frame's left or top edge cuts still starts with its home corner.
+/// Draws the second input of packed frames and over it the cells in whole pixels, cropped to their
+/// size instead of scaled. A cell that the frame's left or top edge cuts still starts with its home
+/// corner.
 void DrawCroppedCells(const CellTransition &transition, const CellFrame &frame,
-                      const PackedFrames &frames);
+                      const Frames &frames);
 
 /// +1 or -1.
 inline double Sign(bool positive) {

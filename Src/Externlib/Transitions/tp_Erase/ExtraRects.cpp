@@ -46,9 +46,8 @@ CellPlace Fall(const CellFrame &frame, CellPlace home, double) {
 
 constexpr CellTransition kRect2 = {{9, 7, 10, 8}, Fall};
 
-template<class Frames>
-void DrawRect2(const Frames &frames, const TransParam &param) {
-    CellFrame frame(kRect2.grid, frames.width, frames.height, param);
+void DrawRect2(const Frames &frames, Progress progress) {
+    CellFrame frame(kRect2.grid, frames, progress);
     // From a tenth of the way on the cells keep nine tenths of their size.
     const double scale = frame.p <= 0.1 ? frame.q : 0.9;
     frame.sizeW = scale * frame.cellW;
@@ -59,11 +58,11 @@ void DrawRect2(const Frames &frames, const TransParam &param) {
 } // namespace
 
 void TrRect2(YUVImage *out, const YUVImage *in1, const YUVImage *in2, const TransParam *param) {
-    DrawRect2(PlanarFrames(out, in1, in2), *param);
+    DrawRect2({out, in1, in2}, ProgressOf(*param));
 }
 
 void TrRect2RGB(void *out, void *in1, void *in2, const TransParam *param) {
-    DrawRect2(PackedFrames(out, in1, in2), *param);
+    DrawRect2({out, in1, in2}, ProgressOf(*param));
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -83,11 +82,11 @@ constexpr CellTransition kRect4 = {{10, 8, 10, 10}, SwingOut, true};
 } // namespace
 
 void TrRect4(YUVImage *out, const YUVImage *in1, const YUVImage *in2, const TransParam *param) {
-    DrawScaledCells(kRect4, PlanarFrames(out, in1, in2), *param);
+    DrawScaledCells(kRect4, {out, in1, in2}, ProgressOf(*param));
 }
 
 void TrRect4RGB(void *out, void *in1, void *in2, const TransParam *param) {
-    DrawScaledCells(kRect4, PackedFrames(out, in1, in2), *param);
+    DrawScaledCells(kRect4, {out, in1, in2}, ProgressOf(*param));
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -106,11 +105,11 @@ constexpr CellTransition kRect5 = {{20, 5, 21, 6}, Collapse, true};
 } // namespace
 
 void TrRect5(YUVImage *out, const YUVImage *in1, const YUVImage *in2, const TransParam *param) {
-    DrawScaledCells(kRect5, PlanarFrames(out, in1, in2), *param);
+    DrawScaledCells(kRect5, {out, in1, in2}, ProgressOf(*param));
 }
 
 void TrRect5RGB(void *out, void *in1, void *in2, const TransParam *param) {
-    DrawScaledCells(kRect5, PackedFrames(out, in1, in2), *param);
+    DrawScaledCells(kRect5, {out, in1, in2}, ProgressOf(*param));
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -132,20 +131,19 @@ CellPlace Scatter(const CellFrame &frame, CellPlace home, double previousY) {
 constexpr CellTransition kRect6 = {{10, 8, 10, 10}, Scatter, true, true};
 
 /// At its very start the transition shows the outgoing frame, not a hundred small ones.
-template<class Frames>
-void DrawRect6(const Frames &frames, const TransParam &param) {
-    if (param.dCurrent / param.dTotal <= 1e-9)
-        frames.CopyPicture(Input::One);
+void DrawRect6(const Frames &frames, Progress progress) {
+    if (progress.Fraction() <= 1e-9)
+        CopyPicture(frames, Input::One);
     else
-        DrawScaledCells(kRect6, frames, param);
+        DrawScaledCells(kRect6, frames, progress);
 }
 
 } // namespace
 
 void TrRect6(YUVImage *out, const YUVImage *in1, const YUVImage *in2, const TransParam *param) {
-    DrawRect6(PlanarFrames(out, in1, in2), *param);
+    DrawRect6({out, in1, in2}, ProgressOf(*param));
 }
 
 void TrRect6RGB(void *out, void *in1, void *in2, const TransParam *param) {
-    DrawRect6(PackedFrames(out, in1, in2), *param);
+    DrawRect6({out, in1, in2}, ProgressOf(*param));
 }

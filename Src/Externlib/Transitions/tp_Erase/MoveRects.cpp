@@ -25,12 +25,12 @@ constexpr CellTransition kRectPacked = {{9, 7, 9, 7}, FlyOutward};
 } // namespace
 
 void TrRect(YUVImage *out, const YUVImage *in1, const YUVImage *in2, const TransParam *param) {
-    DrawScaledCells(kRect, PlanarFrames(out, in1, in2), *param);
+    DrawScaledCells(kRect, {out, in1, in2}, ProgressOf(*param));
 }
 
 void TrRectRGB(void *out, void *in1, void *in2, const TransParam *param) {
-    const PackedFrames frames(out, in1, in2);
-    CellFrame frame(kRectPacked.grid, frames.width, frames.height, *param);
+    const Frames frames(out, in1, in2);
+    CellFrame frame(kRectPacked.grid, frames, ProgressOf(*param));
     frame.sizeW = Convert(frame.sizeW);
     frame.sizeH = Convert(frame.sizeH);
     DrawCroppedCells(kRectPacked, frame, frames);
@@ -53,11 +53,10 @@ constexpr CellTransition kRect3Packed = {{10, 8, 10, 8}, Accelerate};
 } // namespace
 
 void TrRect3(YUVImage *out, const YUVImage *in1, const YUVImage *in2, const TransParam *param) {
-    DrawScaledCells(kRect3, PlanarFrames(out, in1, in2), *param);
+    DrawScaledCells(kRect3, {out, in1, in2}, ProgressOf(*param));
 }
 
 void TrRect3RGB(void *out, void *in1, void *in2, const TransParam *param) {
-    const PackedFrames frames(out, in1, in2);
-    DrawCroppedCells(kRect3Packed, {kRect3Packed.grid, frames.width, frames.height, *param},
-                     frames);
+    const Frames frames(out, in1, in2);
+    DrawCroppedCells(kRect3Packed, {kRect3Packed.grid, frames, ProgressOf(*param)}, frames);
 }
