@@ -1,16 +1,11 @@
-// The integer conventions over their whole domain, against the plain divisions they stand for, and
-// the row kernels of every instruction set against them.
+// The integer conventions over their whole domain, against the plain divisions they stand for.
 
 #include "Pixels.h"
-#include "Kernels.h"
-#include "Rows.h"
-#include "Support.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <limits>
-#include <vector>
 
 namespace {
 
@@ -39,13 +34,14 @@ TEST(Pixels, ConvertTruncatesAndRejects) {
 }
 
 TEST(Pixels, BlendsDivideEachProductOnItsOwn) {
-    for (unsigned n = 0; n <= 65534; ++n)
+    for (unsigned n = 0; n <= 255 * 255; ++n)
         ASSERT_EQ(Div255(n), n / 255);
     for (unsigned w = 0; w < 256; ++w)
         for (unsigned a = 0; a < 256; ++a)
             for (unsigned b = 0; b < 256; b += 5) {
                 ASSERT_EQ(BlendYuv(a, b, w), a * w / 255 + b * (255 - w) / 255);
                 ASSERT_EQ(BlendRgb(a, b, w), (a * w >> 8) + (b * (255 - w) >> 8));
+                ASSERT_EQ(BlendRgbSum(a, b, w), (a * w + b * (255 - w)) >> 8);
             }
 }
 
@@ -54,23 +50,6 @@ TEST(Pixels, RampRunsFromTwoToFullWeight) {
     EXPECT_EQ(RampWeight(0), 0);
     EXPECT_EQ(RampWeight(1), 2);
     EXPECT_EQ(RampWeight(100), 255);
-}
-
-TEST(Rows, BlendKernelsEqualTheFormulaAtEveryLength) {
-    for (const RowKernels *kernels : RunnableKernels<RowKernels>())
-        for (std::size_t length = 0; length < 300; length += length < 70 ? 1 : 23) {
-            GuardedBuffer a(length), b(length), weights(length), yuv(length), rgb(length);
-            FillRandom(a.Bytes(), length);
-            FillRandom(b.Bytes(), length + 1000);
-            FillRandom(weights.Bytes(), length + 2000);
-            kernels->blendYuv(yuv.Data(), a.Data(), b.Data(), weights.Data(), length);
-            kernels->blendRgb(rgb.Data(), a.Data(), b.Data(), weights.Data(), length);
-            for (std::size_t i = 0; i < length; ++i) {
-                const auto x = a.Data()[i], y = b.Data()[i], w = weights.Data()[i];
-                ASSERT_EQ(yuv.Data()[i], x * w / 255 + y * (255 - w) / 255);
-                ASSERT_EQ(rgb.Data()[i], (x * w >> 8) + (y * (255 - w) >> 8));
-            }
-        }
 }
 
 } // namespace

@@ -9,6 +9,7 @@
 
 #include <cmath>
 #include <functional>
+#include <limits>
 #include <vector>
 
 namespace {
@@ -145,6 +146,25 @@ TEST(Triangles, SpansFollowTheRuleOfEveryPixel) {
                                  std::to_string(h) + " at " + std::to_string(position));
                     CheckPlanar(c, w, h, 40, 40 * position);
                     CheckPacked(c, w, h, 40, 40 * position);
+                    if (HasFatalFailure())
+                        return;
+                }
+}
+
+/// Lengths and positions at which gaps and shifts are no longer sensible numbers, or wrap around.
+TEST(Triangles, AbsurdPositionsFollowTheRuleToo) {
+    constexpr double infinity = std::numeric_limits<double>::infinity();
+    for (const Case &c : kCases)
+        for (const double total : {0.0, 1.0})
+            for (const double current : {0.0, 0.5, 5.0, -5.0, 3e7, -3e7, 1e9, -1e9, 1e11, -1e300,
+                                         infinity, std::nan("")})
+                for (const int size : {10, 37}) {
+                    if (std::string(c.name) == "TrNTriangle" || std::string(c.name) == "TrCirque")
+                        continue; // their own limits
+                    SCOPED_TRACE(std::string(c.name) + " at " + std::to_string(current) + " of " +
+                                 std::to_string(total));
+                    CheckPlanar(c, size, size - 3, total, current);
+                    CheckPacked(c, size, size - 3, total, current);
                     if (HasFatalFailure())
                         return;
                 }

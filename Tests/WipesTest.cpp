@@ -2,9 +2,9 @@
 // call, single pixels of the odd rules, and their row kernels at every length.
 
 #include "BlendRows.h"
+#include "CopyRows.h"
 #include "Kernels.h"
 #include "Progress.h"
-#include "Rows.h"
 #include "Support.h"
 
 #include <Ozmu_ImageProc.h>
@@ -103,6 +103,16 @@ TEST(Wipes, WindDrawsOnceForAPairOfRows) {
     PackedCall packed(16, 10, 1);
     packed.Draw(TrWindRGB, MakeParam(1, 0.5));
     EXPECT_EQ(std::rand(), next);
+}
+
+/// Rows of chroma end with their pitch, also where that is below half of the luma's: at the end of
+/// the transition the split lies beyond both.
+TEST(Wipes, WindStaysInNarrowChromaRows) {
+    std::srand(1);
+    PlanarCall planar({93, 40, 118, 51}, 1);
+    planar.Draw(TrWind, MakeParam(1, 1));
+    for (int plane = 1; plane < 3; ++plane)
+        EXPECT_TRUE(std::ranges::equal(planar.Plane(0, plane), planar.Plane(2, plane)));
 }
 
 /// Which input each row shows: 1, 2, or 0 for none.
@@ -253,53 +263,66 @@ TEST(LinearWipe, AsksForThePitchAndShowsTheFirstInputInThePadding) {
 
 TEST(BlendRows, KernelsEqualTheFormulasAtEveryLength) {
     for (const BlendKernels *kernels : RunnableKernels<BlendKernels>())
-        for (std::size_t length = 0; length < 400; length += length < 140 ? 4 : 36) {
-            GuardedBuffer a(length), b(length), w(length), fine(length), sum(length), dark(length),
-                faded(length), bright(length);
-            GuardedBuffer floats(length * sizeof(float));
+        for (std::size_t length = 0; length < 400; length += length < 140 ? 1 : 37) {
+            GuardedBuffer a(length), b(length), w(length), yuv(length), rgb(length), sum(length),
+                bright(length);
             FillRandom(a.Bytes(), length);
             FillRandom(b.Bytes(), length + 1000);
             FillRandom(w.Bytes(), length + 2000);
-            auto *weights = reinterpret_cast<float *>(floats.Data());
-            for (std::size_t i = 0; i < length; ++i)
-                weights[i] = static_cast<float>(i * 7 % 401 * 255.0 / 400.0);
-            const auto weight = static_cast<std::uint8_t>(length * 3);
-            const Gain gain = {245, 2, 77, 199};
-            kernels->blendFine(fine.Data(), a.Data(), b.Data(), weights, length);
-            kernels->blendSum(sum.Data(), a.Data(), b.Data(), w.Data(), length);
-            kernels->darken(dark.Data(), a.Data(), length);
-            kernels->fadePixels(faded.Data(), a.Data(), b.Data(), weight, length / 4);
-            kernels->brighten(bright.Data(), a.Data(), length, gain);
+            const auto count = static_cast<std::ptrdiff_t>(length);
+            kernels->blendYuv(yuv.Data(), a.Data(), b.Data(), w.Data(), count);
+            kernels->blendRgb(rgb.Data(), a.Data(), b.Data(), w.Data(), count);
+            kernels->blendSum(sum.Data(), a.Data(), b.Data(), w.Data(), count);
+            kernels->brighten(bright.Data(), a.Data(), count, {245, 2, 77, 199});
             for (std::size_t i = 0; i < length; ++i) {
                 const int x = a.Data()[i], y = b.Data()[i], v = w.Data()[i];
-                const float rest = 255.0F - weights[i];
-                const float quotient = float(x) * weights[i] / 255.0F;
-                ASSERT_EQ(fine.Data()[i], int(quotient + float(y) * rest / 255.0F));
+                ASSERT_EQ(yuv.Data()[i], x * v / 255 + y * (255 - v) / 255);
+                ASSERT_EQ(rgb.Data()[i], (x * v >> 8) + (y * (255 - v) >> 8));
                 ASSERT_EQ(sum.Data()[i], (x * v + y * (255 - v)) >> 8);
-                ASSERT_EQ(dark.Data()[i], (x * 255) >> 8);
-                ASSERT_EQ(faded.Data()[i],
-                          i % 4 == 3 ? x : (x * weight >> 8) + (y * (255 - weight) >> 8));
                 const int product = ((2 * 65536 + 77 * 256 + 199) * std::min(x + 10, 255)) >> 16;
                 ASSERT_EQ(bright.Data()[i], std::min(product, 255));
             }
         }
 }
 
-TEST(Rows, JoinedRowsAreWholeAtEveryPlaceInALine) {
-    for (std::ptrdiff_t count : {0, 1, 63, 64, 127, 128, 129, 200, 330})
-        for (std::ptrdiff_t split = 0; split <= count; split += split < 140 ? 1 : 17) {
-            GuardedBuffer left(split), right(count - split);
-            FillRandom(left.Bytes(), split);
-            FillRandom(right.Bytes(), count);
-            for (const std::ptrdiff_t place : {0, 1, 15, 16, 63}) {
-                std::vector<std::uint8_t> room(count + 128, 9);
-                const auto start = (place - PlaceInLine(room.data())) & 63;
-                JoinStreaming(room.data() + start, left.Data(), split, right.Data(), count);
-                FinishStreaming();
-                std::vector<std::uint8_t> expected(room.size(), 9);
-                std::ranges::copy(left.Bytes(), expected.begin() + start);
-                std::ranges::copy(right.Bytes(), expected.begin() + start + split);
-                ASSERT_EQ(room, expected) << count << " " << split << " " << place;
+/// Every weight that Linear Wipe has, with every pair of bytes in steps: the quotients must be
+/// those of real divisions, however a kernel comes by them.
+TEST(BlendRows, FineBlendsDivide) {
+    constexpr int weights = 401;
+    GuardedBuffer floats(weights * sizeof(float)), a(weights), b(weights), out(weights);
+    auto *weight = reinterpret_cast<float *>(floats.Data());
+    for (int i = 0; i < weights; ++i)
+        weight[i] = static_cast<float>(i * 255.0 / 400.0);
+    for (const BlendKernels *kernels : RunnableKernels<BlendKernels>())
+        for (int x = 0; x < 256; ++x)
+            for (int y = x % 5; y < 256; y += 5) {
+                std::ranges::fill(a.Bytes(), std::uint8_t(x));
+                std::ranges::fill(b.Bytes(), std::uint8_t(y));
+                kernels->blendFine(out.Data(), a.Data(), b.Data(), weight, weights);
+                for (int i = 0; i < weights; ++i) {
+                    const float share = float(x) * weight[i] / 255.0F;
+                    const float rest = float(y) * (255.0F - weight[i]) / 255.0F;
+                    ASSERT_EQ(out.Data()[i], int(share + rest)) << x << " " << y << " " << i;
+                }
+            }
+}
+
+TEST(CopyRows, KernelsCopyByTheirPatternsAndNoMore) {
+    for (const CopyKernels *kernels : RunnableKernels<CopyKernels>())
+        for (std::size_t length = 0; length < 300; length += length < 70 ? 4 : 20) {
+            GuardedBuffer a(length), b(length), mask(length), selected(length), pixels(length);
+            FillRandom(a.Bytes(), length);
+            FillRandom(b.Bytes(), length + 1000);
+            FillRandom(mask.Bytes(), length + 2000);
+            for (std::uint8_t &byte : mask.Bytes())
+                byte = byte & 1 ? 255 : 0;
+            std::ranges::copy(b.Bytes(), pixels.Data());
+            const auto count = static_cast<std::ptrdiff_t>(length);
+            kernels->select(selected.Data(), a.Data(), b.Data(), mask.Data(), count);
+            kernels->copyFourth(pixels.Data(), a.Data(), count / 4);
+            for (std::size_t i = 0; i < length; ++i) {
+                ASSERT_EQ(selected.Data()[i], (mask.Data()[i] ? a : b).Data()[i]) << length;
+                ASSERT_EQ(pixels.Data()[i], (i % 4 == 3 ? a : b).Data()[i]) << length;
             }
         }
 }

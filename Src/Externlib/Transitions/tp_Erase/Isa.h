@@ -9,6 +9,7 @@
 
 namespace tp {
 
+/// Avx2 includes fused multiply-adds.
 enum class Isa { Baseline, Avx2, Avx512 };
 
 /// The widest instruction set that this build and the machine have. The environment variable

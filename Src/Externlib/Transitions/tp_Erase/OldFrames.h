@@ -20,7 +20,6 @@ namespace tp {
 inline namespace old {
 enum class Input { One, Two };
 
-
 /// The same place in the output and in both inputs, and how this frame's bytes are copied.
 struct Triple {
     std::uint8_t *out;
