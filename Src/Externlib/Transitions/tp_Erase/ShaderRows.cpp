@@ -173,11 +173,6 @@ static void BlurPixels(BlurPlane pixels, std::int32_t pitch, const ZoomRow &row,
     }
 }
 
-static void ReduceDraws(std::int32_t *draws, std::ptrdiff_t count) {
-    for (std::ptrdiff_t i = 0; i < count; ++i)
-        draws[i] = draws[i] % kDraws;
-}
-
 static void HashDraws(std::int32_t *draws, std::uint32_t index, std::uint32_t seed,
                       std::ptrdiff_t count) {
     for (std::ptrdiff_t i = 0; i < count; ++i) {
@@ -196,5 +191,5 @@ using namespace tp::TP_ISA;
 
 template<>
 const ShaderKernels tp::KernelsFor<ShaderKernels>::TP_ISA = {
-    SqueezedRows, Offsets,       GatherPixels,  GatherBytes, AddShare, CrossFadeRow,
-    BlurPlanes,   BlurPixels<6>, BlurPixels<5>, ReduceDraws, HashDraws};
+    SqueezedRows, Offsets,    GatherPixels,  GatherBytes,   AddShare,
+    CrossFadeRow, BlurPlanes, BlurPixels<6>, BlurPixels<5>, HashDraws};

@@ -84,8 +84,6 @@ struct ShaderKernels {
     /// The same of five samples.
     void (*blurPixels5)(BlurPlane pixels, std::int32_t pitch, const ZoomRow &row, std::int32_t x0,
                         const std::int32_t *draws, std::ptrdiff_t count);
-    /// draws[i] %= kDraws, for draws of 0 or more.
-    void (*reduceDraws)(std::int32_t *draws, std::ptrdiff_t count);
     /// Draws of the pixels from index on: a hash of index and seed, reduced.
     void (*hashDraws)(std::int32_t *draws, std::uint32_t index, std::uint32_t seed,
                       std::ptrdiff_t count);
