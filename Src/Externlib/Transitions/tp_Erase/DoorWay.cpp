@@ -170,9 +170,9 @@ void FindPieces(DoorRow &row, const DoorWay &way, int y) {
         if (!columns.IsEmpty() && backdrop->kind != Backdrop::Floor)
             add({columns, false}, behindLasts);
     };
+    way.FindRows(row.doorRows, {0, way.width}, y);
     int done = 0;
     for (const Span &door : way.doors) {
-        way.FindRows(row.doorRows, door, y);
         for (int x = door.begin; x < door.end; ++x) {
             int end = way.isWhole ? door.end : x;
             while (end < door.end && row.doorRows[std::size_t(end)] >= 0)
@@ -229,13 +229,7 @@ void DrawPiece(const Plane &plane, const DoorWay &way, DoorRow &doorRow, const P
     std::uint8_t *out = plane.RowOf(doorRow.y).out;
     const Span columns = piece.columns;
     if (piece.isDoor) {
-        std::int32_t *offsets = doorRow.offsets.data();
-        const std::ptrdiff_t pitch = plane.kind == Plane::Packed ? plane.columns : plane.pitch;
-        if (plane.kind != Plane::Cr) // whose samples lie as those of Cb
-            way.kernels.offsets(offsets + columns.begin, doorRow.doorRows.data() + columns.begin,
-                                way.shown.data() + columns.begin, static_cast<std::int32_t>(pitch),
-                                plane.step - 1, columns.Size());
-        CopyColumns(way.kernels, plane, out, plane.start.in1, offsets, columns);
+        CopyColumns(way.kernels, plane, out, plane.start.in1, doorRow.offsets.data(), columns);
         return;
     }
     const Backdrop &backdrop = way.backdrops[std::size_t(doorRow.y)];
@@ -256,7 +250,12 @@ void DrawDoorWay(const Frames &frames, const DoorWay &way, const cv::Range &rows
         for (const Plane &plane : frames.Planes()) {
             if (plane.kind == Plane::Packed)
                 FillBytes(plane.RowOf(y).out, 0, plane.pitch);
-            for (const Piece &piece : row.pieces[std::size_t(plane.step - 1)])
+            const auto &pieces = row.pieces[std::size_t(plane.step - 1)];
+            const std::ptrdiff_t pitch = plane.kind == Plane::Packed ? plane.columns : plane.pitch;
+            if (plane.kind != Plane::Cr && !pieces.empty()) // Cr's samples lie as those of Cb
+                way.kernels.offsets(row.offsets.data(), row.doorRows.data(), way.shown.data(),
+                                    static_cast<std::int32_t>(pitch), plane.step - 1, way.width);
+            for (const Piece &piece : pieces)
                 DrawPiece(plane, way, row, piece);
         }
     }
