@@ -93,7 +93,7 @@ struct Plane : Layout {
     int rows;            ///< of the plane
     bool isBottomUp;     ///< the picture's row 0 is the last in memory
 
-    /// The row with the samples of the picture's row y, a multiple of step.
+    /// The row with the samples of the picture's row y; in chroma, of the block that it lies in.
     Row RowOf(int y) const {
         const int row = isBottomUp ? rows - 1 - y : step == 1 ? y : y >> 1;
         return {start.At(row * pitch), *this, y};
