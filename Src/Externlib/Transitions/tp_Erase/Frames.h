@@ -116,8 +116,9 @@ enum class RowOrder {
 /// One call's frames: the planes of one layout.
 class Frames {
 public:
-    /// In planar layout, all with the output's geometry.
-    Frames(const YUVImage *out, const YUVImage *in1, const YUVImage *in2)
+    /// In planar layout, all with the output's geometry. With a chroma step of 1 the chroma planes
+    /// are as large as the luma plane and have its pitch.
+    Frames(const YUVImage *out, const YUVImage *in1, const YUVImage *in2, int chromaStep = 2)
         : width(out->nWidth), height(out->nHeight), count(3) {
         const auto plane = [&](Plane::Kind kind, std::uint8_t *const YUVImage::*start, int step) {
             const std::ptrdiff_t pitch = step == 1 ? out->nPitchY : out->nPitchUV;
@@ -128,8 +129,8 @@ public:
                          rows,
                          false};
         };
-        planes = {plane(Plane::Luma, &YUVImage::pY, 1), plane(Plane::Cb, &YUVImage::pU, 2),
-                  plane(Plane::Cr, &YUVImage::pV, 2)};
+        planes = {plane(Plane::Luma, &YUVImage::pY, 1), plane(Plane::Cb, &YUVImage::pU, chromaStep),
+                  plane(Plane::Cr, &YUVImage::pV, chromaStep)};
     }
 
     /// In packed layout, rows without padding. Asks the imaging library: the output's size, then

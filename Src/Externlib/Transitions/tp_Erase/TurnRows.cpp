@@ -9,13 +9,8 @@
 namespace tp::TP_ISA {
 
 using Bytes16 = std::uint8_t __attribute__((vector_size(16)));
+using Halves8 = std::uint16_t __attribute__((vector_size(16)));
 using Words4 = std::uint32_t __attribute__((vector_size(16)));
-#ifdef __AVX2__
-using Words8 = std::uint32_t __attribute__((vector_size(32)));
-#endif
-#ifdef __AVX512F__
-using Words16 = std::uint32_t __attribute__((vector_size(64)));
-#endif
 
 template<class Vector>
 [[gnu::always_inline]] static inline Vector Load(const void *bytes) {
@@ -39,162 +34,121 @@ template<std::ptrdiff_t size, class Block>
 }
 
 // ---------------------------------------------------------------------------------------------
-// Stretching
+// Resampling
 // ---------------------------------------------------------------------------------------------
 
-template<int size>
-static inline void StretchOneByOne(std::uint8_t *out, const std::uint8_t *in,
-                                   const Stretch &stretch, std::int32_t first,
-                                   std::ptrdiff_t count) {
-    const std::int64_t step = stretch.step;
-    std::int64_t position = first * step;
-    for (std::ptrdiff_t i = 0; i < count; ++i, position += step)
-        std::memcpy(out + i * size, in + (position >> Stretch::kFraction) * size, size);
+/// Calls draw(i, block) for the blocks, i being the first column of each.
+template<class Draw>
+[[gnu::always_inline]] static inline void ForColumnBlocks(const Resampling &resampling, Draw draw) {
+    const std::ptrdiff_t last = resampling.count - ColumnBlock::kColumns;
+    ColumnBlock *block = resampling.blocks;
+    std::ptrdiff_t i = 0;
+    for (; i < last; i += ColumnBlock::kColumns)
+        draw(i, *block++);
+    draw(last > 0 ? last : 0, *block);
 }
 
-#ifdef __SSE4_1__
-
-/// A block of columns beside each other takes its samples out of a window of the row. Positions
-/// are counted from the window's start in units of 2^-24, the first one and the step rounded up.
-/// They are too high by at most a unit for each column of the block and one more, which changes no
-/// integer part, as in the proof of Stretch, in rows of less than 900,000 columns.
-template<int columns, int window>
-struct StretchBlock {
-    static constexpr int kFraction = 24;
-    static constexpr int kDropped = Stretch::kFraction - kFraction;
-
-    std::int64_t step;
-    std::int64_t first;
-    std::int64_t lastStart;
-    std::uint32_t offsets[columns];
-
-    [[gnu::always_inline]] StretchBlock(const Stretch &stretch, std::int32_t firstColumn)
-        : step(stretch.step), first(firstColumn * step), lastStart(stretch.length - window) {
-        for (std::uint32_t i = 0; i < columns; ++i)
-            offsets[i] = i * static_cast<std::uint32_t>(RoundedUp(step));
-    }
-    /// Whether a window holds all that a block can show.
-    [[gnu::always_inline]] static bool Fits(const Stretch &stretch) {
-        return stretch.length >= window && stretch.step <= std::int64_t(window / columns)
-                                                               << Stretch::kFraction;
-    }
-    [[gnu::always_inline]] static std::int64_t RoundedUp(std::int64_t position) {
-        return (position + (1 << kDropped) - 1) >> kDropped;
-    }
-    /// The sample at which the window of the block from this column on starts. It never leaves the
-    /// row.
-    [[gnu::always_inline]] std::int64_t Start(std::ptrdiff_t column) const {
-        const std::int64_t sample = (first + column * step) >> Stretch::kFraction;
-        return sample < lastStart ? sample : lastStart;
-    }
-    /// The position of the block's first column in a window.
-    [[gnu::always_inline]] std::uint32_t Position(std::ptrdiff_t column, std::int64_t start) const {
-        return static_cast<std::uint32_t>(
-            RoundedUp(first + column * step - (start << Stretch::kFraction)));
-    }
-};
-
-/// The samples of the window that sixteen columns show, one byte each.
-template<int window>
-[[gnu::always_inline]] static inline __m128i Samples(const StretchBlock<16, window> &block,
-                                                     std::uint32_t position) {
-#ifdef __AVX512F__
-    return (__m128i) __builtin_convertvector(
-        (Load<Words16>(block.offsets) + position) >> block.kFraction, Bytes16);
-#else
-    __m128i part[4];
-    for (int i = 0; i < 4; ++i) {
-        const auto *offsets = reinterpret_cast<const __m128i *>(block.offsets + 4 * i);
-        part[i] = _mm_srli_epi32(
-            _mm_add_epi32(_mm_set1_epi32(static_cast<int>(position)), _mm_loadu_si128(offsets)),
-            block.kFraction);
-    }
-    return _mm_packus_epi16(_mm_packs_epi32(part[0], part[1]), _mm_packs_epi32(part[2], part[3]));
-#endif
+/// The upper half of every sample, in order.
+[[gnu::always_inline]] static inline Halves8 UpperHalves(Words4 a, Words4 b) {
+    return __builtin_shufflevector((Halves8)a, (Halves8)b, 1, 3, 5, 7, 9, 11, 13, 15);
 }
 
-template<int window>
-[[gnu::always_inline]] static inline __m128i Pick(const std::uint8_t *in, __m128i samples) {
-    const __m128i low = _mm_shuffle_epi8(Load<__m128i>(in), samples);
-    if (window == 16)
-        return low;
-    const __m128i high = _mm_shuffle_epi8(Load<__m128i>(in + 16), samples);
-    // Samples from 16 on have bit 4 set; moved to bit 7 it chooses the half.
-    return _mm_blendv_epi8(low, high, _mm_slli_epi16(samples, 3));
+[[gnu::always_inline]] static inline Bytes16 UpperHalves(Halves8 a, Halves8 b) {
+    return __builtin_shufflevector((Bytes16)a, (Bytes16)b, 1, 3, 5, 7, 9, 11, 13, 15, 17, 19, 21,
+                                   23, 25, 27, 29, 31);
 }
 
-template<int window, int planes>
-static inline void StretchBlocks(std::uint8_t *const *out, const std::uint8_t *const *in,
-                                 const Stretch &stretch, std::int32_t first, std::ptrdiff_t count) {
-    const StretchBlock<16, window> block(stretch, first);
-    ForBlocks<16>(count, [&](std::ptrdiff_t i) {
-        const std::int64_t start = block.Start(i);
-        const __m128i samples = Samples(block, block.Position(i, start));
-        for (int plane = 0; plane < planes; ++plane)
-            Store(out[plane] + i, Pick<window>(in[plane] + start, samples));
+/// Within a block positions are counted from its start in units of 2^-24, the first one and the
+/// step rounded up. They are too high by at most a unit for each column of the block and one more,
+/// which changes no integer part, as in the proof of Resampling, in rows of less than 900,000
+/// columns.
+static void FillBlocks(const Resampling &resampling, std::int32_t first) {
+    constexpr int kFraction = 24, kDropped = Resampling::kFraction - kFraction;
+    const auto roundedUp = [](std::int64_t position) {
+        return static_cast<std::uint32_t>((position + (1 << kDropped) - 1) >> kDropped);
+    };
+    const std::int64_t step = resampling.step;
+    const std::int32_t lastStart = resampling.length - resampling.window;
+    const Words4 ahead = Words4{0, 1, 2, 3} * roundedUp(step);
+    const std::uint32_t fourAhead = 4 * roundedUp(step);
+    ForColumnBlocks(resampling, [&](std::ptrdiff_t column, ColumnBlock &block) {
+        const std::int64_t position = (first + column) * step;
+        const auto sample = static_cast<std::int32_t>(position >> Resampling::kFraction);
+        block.start = sample < lastStart ? sample : lastStart;
+        const Words4 a =
+            ahead + roundedUp(position - (std::int64_t(block.start) << Resampling::kFraction));
+        const Words4 b = a + fourAhead, c = b + fourAhead, d = c + fourAhead;
+        Store(block.offsets, UpperHalves(UpperHalves(a, b), UpperHalves(c, d)));
     });
 }
 
-#endif
+template<int size>
+static inline void ResampleOneByOne(std::uint8_t *out, const std::uint8_t *in,
+                                    const Resampling &resampling) {
+    const int columns =
+        resampling.count < ColumnBlock::kColumns ? resampling.count : ColumnBlock::kColumns;
+    ForColumnBlocks(resampling, [&](std::ptrdiff_t column, const ColumnBlock &block) {
+        const std::uint8_t *const from = in + std::ptrdiff_t(block.start) * size;
+        for (int i = 0; i < columns; ++i)
+            std::memcpy(out + (column + i) * size, from + block.offsets[i] * size, size);
+    });
+}
 
-template<int planes>
-static inline void StretchPlanes(std::uint8_t *const *out, const std::uint8_t *const *in,
-                                 const Stretch &stretch, std::int32_t first, std::ptrdiff_t count) {
+static void ResampleBytes(std::uint8_t *out, const std::uint8_t *in, const Resampling &resampling) {
 #ifdef __SSE4_1__
-    if (count >= 16 && StretchBlock<16, 16>::Fits(stretch))
-        return StretchBlocks<16, planes>(out, in, stretch, first, count);
-    if (count >= 16 && StretchBlock<16, 32>::Fits(stretch))
-        return StretchBlocks<32, planes>(out, in, stretch, first, count);
+    if (resampling.window == 16)
+        return ForColumnBlocks(resampling, [&](std::ptrdiff_t i, const ColumnBlock &block) {
+            Store(out + i,
+                  _mm_shuffle_epi8(Load<__m128i>(in + block.start), Load<__m128i>(block.offsets)));
+        });
+    if (resampling.window == 32)
+        return ForColumnBlocks(resampling, [&](std::ptrdiff_t i, const ColumnBlock &block) {
+            // An offset with bit 7 set shows a 0: in the lower half one from 16 on, in the upper
+            // half one below.
+            const auto offsets = Load<Bytes16>(block.offsets);
+            const auto low = (__m128i)(offsets + 112), high = (__m128i)(offsets - 16);
+            Store(out + i, _mm_shuffle_epi8(Load<__m128i>(in + block.start), low) |
+                               _mm_shuffle_epi8(Load<__m128i>(in + block.start + 16), high));
+        });
 #endif
-    for (int plane = 0; plane < planes; ++plane)
-        StretchOneByOne<1>(out[plane], in[plane], stretch, first, count);
+    ResampleOneByOne<1>(out, in, resampling);
 }
 
-static void StretchBytes(std::uint8_t *out, const std::uint8_t *in, const Stretch &stretch,
-                         std::int32_t first, std::ptrdiff_t count) {
-    StretchPlanes<1>(&out, &in, stretch, first, count);
-}
-
-static void StretchTwoPlanes(std::uint8_t *outA, const std::uint8_t *inA, std::uint8_t *outB,
-                             const std::uint8_t *inB, const Stretch &stretch, std::int32_t first,
-                             std::ptrdiff_t count) {
-    std::uint8_t *const out[] = {outA, outB};
-    const std::uint8_t *const in[] = {inA, inB};
-    StretchPlanes<2>(out, in, stretch, first, count);
-}
-
-static void StretchPixels(std::uint8_t *out, const std::uint8_t *in, const Stretch &stretch,
-                          std::int32_t first, std::ptrdiff_t count) {
+static void ResamplePixels(std::uint8_t *out, const std::uint8_t *in,
+                           const Resampling &resampling) {
 #if defined(__AVX512F__)
-    if (count >= 16 && StretchBlock<16, 32>::Fits(stretch)) {
-        const StretchBlock<16, 32> block(stretch, first);
-        const auto offsets = Load<Words16>(block.offsets);
-        return ForBlocks<16>(count, [&](std::ptrdiff_t i) {
-            const std::int64_t start = block.Start(i);
-            const Words16 samples = (offsets + block.Position(i, start)) >> block.kFraction;
-            const std::uint8_t *window = in + start * 4;
-            Store(out + i * 4, _mm512_permutex2var_epi32(Load<__m512i>(window), (__m512i)samples,
-                                                         Load<__m512i>(window + 64)));
+    if (resampling.window != 0) {
+        const int upperHalf = (resampling.window - 16) * 4; // or once more what is the only one
+        return ForColumnBlocks(resampling, [&](std::ptrdiff_t i, const ColumnBlock &block) {
+            const __m512i samples =
+                _mm512_maskz_cvtepu8_epi32(0xffff, Load<__m128i>(block.offsets));
+            const std::uint8_t *window = in + std::ptrdiff_t(block.start) * 4;
+            Store(out + i * 4, _mm512_permutex2var_epi32(Load<__m512i>(window), samples,
+                                                         Load<__m512i>(window + upperHalf)));
         });
     }
 #elif defined(__AVX2__)
-    if (count >= 8 && StretchBlock<8, 16>::Fits(stretch)) {
-        const StretchBlock<8, 16> block(stretch, first);
-        const auto offsets = Load<Words8>(block.offsets);
-        return ForBlocks<8>(count, [&](std::ptrdiff_t i) {
-            const std::int64_t start = block.Start(i);
-            const auto samples = (__m256i)((offsets + block.Position(i, start)) >> block.kFraction);
-            const std::uint8_t *window = in + start * 4;
-            const __m256i low = _mm256_permutevar8x32_epi32(Load<__m256i>(window), samples);
-            const __m256i high = _mm256_permutevar8x32_epi32(Load<__m256i>(window + 32), samples);
-            // Samples from 8 on have bit 3 set; moved to the sign it chooses the half.
-            const __m256 half = _mm256_castsi256_ps(_mm256_slli_epi32(samples, 28));
-            Store(out + i * 4,
-                  _mm256_blendv_ps(_mm256_castsi256_ps(low), _mm256_castsi256_ps(high), half));
+    if (resampling.window != 0)
+        return ForColumnBlocks(resampling, [&](std::ptrdiff_t column, const ColumnBlock &block) {
+            // Eight columns show samples of sixteen beside each other.
+            const int lastStart = resampling.window - 16;
+            for (int i = 0; i < ColumnBlock::kColumns; i += 8) {
+                const int start = block.offsets[i] < lastStart ? block.offsets[i] : lastStart;
+                const __m256i samples = _mm256_sub_epi32(
+                    _mm256_cvtepu8_epi32(_mm_loadl_epi64((const __m128i *)(block.offsets + i))),
+                    _mm256_set1_epi32(start));
+                const std::uint8_t *window = in + (std::ptrdiff_t(block.start) + start) * 4;
+                const __m256i low = _mm256_permutevar8x32_epi32(Load<__m256i>(window), samples);
+                const __m256i high =
+                    _mm256_permutevar8x32_epi32(Load<__m256i>(window + 32), samples);
+                // Samples from 8 on have bit 3 set; moved to the sign it selects the half.
+                const __m256 half = _mm256_castsi256_ps(_mm256_slli_epi32(samples, 28));
+                Store(out + (column + i) * 4,
+                      _mm256_blendv_ps(_mm256_castsi256_ps(low), _mm256_castsi256_ps(high), half));
+            }
         });
-    }
 #endif
-    StretchOneByOne<4>(out, in, stretch, first, count);
+    ResampleOneByOne<4>(out, in, resampling);
 }
 
 static void MeanOfTwo(std::uint8_t *__restrict out, const std::uint8_t *__restrict samples,
@@ -244,28 +198,14 @@ static void Mirror(std::uint8_t *__restrict out, const std::uint8_t *__restrict 
 // The quotient is below 256 and a fraction of the divisor, at most 32767, away from the next whole
 // number unless it is whole: more than half a unit in the last place of a float, so that the
 // rounded quotient truncates to the same number.
-static void Scale(std::uint8_t *__restrict out, const std::uint8_t *__restrict in,
-                  const std::int16_t *__restrict weights, std::ptrdiff_t count,
-                  std::int32_t divisor, std::int32_t base, std::int32_t limit) {
+static void Scale(std::uint8_t *__restrict samples, const std::int16_t *__restrict weights,
+                  std::ptrdiff_t count, std::int32_t divisor, std::int32_t base,
+                  std::int32_t limit) {
     const auto by = static_cast<float>(divisor);
     for (std::ptrdiff_t i = 0; i < count; ++i) {
-        const auto product = static_cast<float>((in[i] - base) * weights[i]);
+        const auto product = static_cast<float>((samples[i] - base) * weights[i]);
         const std::int32_t value = static_cast<std::int32_t>(product / by) + base;
-        out[i] = static_cast<std::uint8_t>(value < limit ? value : limit);
-    }
-}
-
-static void CopyFourth(std::uint8_t *__restrict out, const std::uint8_t *__restrict in,
-                       std::ptrdiff_t pixels) {
-    constexpr std::uint8_t fourth[] = {0, 0, 0, 255};
-    std::uint32_t mask;
-    std::memcpy(&mask, fourth, sizeof mask);
-    for (std::ptrdiff_t i = 0; i < pixels * 4; i += 4) {
-        std::uint32_t kept, taken;
-        std::memcpy(&kept, out + i, sizeof kept);
-        std::memcpy(&taken, in + i, sizeof taken);
-        kept = (kept & ~mask) | (taken & mask);
-        std::memcpy(out + i, &kept, sizeof kept);
+        samples[i] = static_cast<std::uint8_t>(value < limit ? value : limit);
     }
 }
 
@@ -355,5 +295,5 @@ using namespace tp::TP_ISA;
 
 template<>
 const TurnKernels tp::KernelsFor<TurnKernels>::TP_ISA = {
-    StretchBytes, StretchTwoPlanes, StretchPixels,  MeanOfTwo,      MeanOfFour, Shine, Mirror,
-    Scale,        CopyFourth,       TransposeBytes, TransposePixels};
+    FillBlocks, ResampleBytes, ResamplePixels, MeanOfTwo,      MeanOfFour,
+    Shine,      Mirror,        Scale,          TransposeBytes, TransposePixels};
