@@ -176,11 +176,19 @@ private:
 
 /// The walk over a plane, in the order of memory: draw(row) for each of its rows.
 template<class Draw>
-void DrawRows(const Plane plane, Draw draw) {
-    for (int i = 0; i < plane.rows; ++i) {
-        const int y = plane.isBottomUp ? plane.rows - 1 - i : i * plane.step;
-        draw(Row{plane.start.At(i * plane.pitch), plane, y});
-    }
+void DrawRows(const Plane &plane, Draw draw) {
+    const Place start = plane.start;
+    const int rows = plane.rows;
+    const bool isBottomUp = plane.isBottomUp;
+    const auto walk = [&](Layout layout, int step) {
+        layout.step = step; // a constant below, so that no row asks for it
+        for (int i = 0; i < rows; ++i)
+            draw(Row{start.At(i * layout.pitch), layout, isBottomUp ? rows - 1 - i : i * step});
+    };
+    if (plane.step == 1)
+        walk(plane, 1);
+    else
+        walk(plane, 2);
 }
 
 /// The same over every plane in turn.

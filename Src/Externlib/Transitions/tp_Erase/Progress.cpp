@@ -35,14 +35,4 @@ Progress Smooth(Progress progress) {
     return Stored({SmoothStep(progress.total, progress.position), progress.total});
 }
 
-double StoreProgress(double total, double position) {
-    return Stored({position, total}).position;
-}
-double StoreEased(const TransParam &param) {
-    return Eased(ProgressOf(param)).position;
-}
-double StoreSmooth(const TransParam &param) {
-    return Smooth(ProgressOf(param)).position;
-}
-
 } // namespace tp

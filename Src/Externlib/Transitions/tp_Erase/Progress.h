@@ -40,12 +40,4 @@ Progress Stored(Progress progress);
 Progress Eased(Progress progress);
 Progress Smooth(Progress progress);
 
-// For the families that still read the record.
-double StoreProgress(double total, double position);
-double StoreEased(const TransParam &param);
-double StoreSmooth(const TransParam &param);
-inline double StoredFraction() {
-    return gAdjustParam.dCurrent / gAdjustParam.dTotal;
-}
-
 } // namespace tp

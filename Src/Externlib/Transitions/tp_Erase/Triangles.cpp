@@ -471,6 +471,7 @@ struct Rings {
         const auto add = [&](std::int64_t radius) {
             circles.push_back({radius * radius, static_cast<int>(radius)});
         };
+        circles.reserve(std::size_t(std::sqrt(2.0 * static_cast<double>(last))) + 2);
         for (std::int64_t k = 1; (k * k + k + 2) / 2 < last; ++k)
             add((k * k + k + 2) / 2);
         const Input beyond = circles.size() % 2 ? Input::One : Input::Two;
@@ -499,9 +500,14 @@ void DrawRings(const Frames &frames, Progress progress) {
     if (frames.width < 1 || frames.height < 1)
         return;
     Rings rings(frames.width, frames.height, progress.Fraction());
+    const Span all[] = {{0, frames.width}};
     const auto show = [&](int y) {
-        if (y < frames.height)
+        if (y >= frames.height)
+            return;
+        if (rings.first < rings.circles.size())
             rings.masks.Show(frames, y);
+        else
+            DrawRow(frames, y, [&](const Row &row) { ShowSpans(row, rings.outside, all); });
     };
     // Rows at the same distance above and below the centre are alike.
     show(rings.cy);

@@ -87,7 +87,7 @@ void TrEraseRGB(void *out, void *in1, void *in2, const TransParam *param) {
 namespace {
 
 /// Shows the second input before a column and the first one from there on, both in place.
-void ShowSeam(const Row &row, int column) {
+inline void ShowSeam(const Row &row, int column) {
     const std::ptrdiff_t split = row.Bytes(Limit(column, 0, row.columns));
     row.Copy(Input::Two, 0, split);
     row.Copy(Input::One, split, row.VisibleBytes());
@@ -294,8 +294,7 @@ void DrawWind(const Frames &frames, Progress progress) {
                                                static_cast<int>(first.pitch / first.sampleBytes));
     DrawRows(frames, [&](const Row &row) {
         const int column = splits[static_cast<std::size_t>(row.y >> 1)];
-        const std::ptrdiff_t samples = row.step == 1 ? column : column >> 1;
-        const std::ptrdiff_t split = std::min(samples * row.sampleBytes, row.pitch);
+        const std::ptrdiff_t split = std::min(row.Bytes(column & -row.step), row.pitch);
         row.Copy(Input::Two, 0, split);
         CopyBytes(row.out + split, row.in1, row.pitch - split);
     });
