@@ -182,8 +182,8 @@ public:
         size = frameSize;
         const bool packed = function.rgb != nullptr;
         pitch = packed ? size.width * 4 : size.width + padding;
-        pitchUV = (pitch + 1) / 2 + padding / 2;
         chromaWidth = (size.width + 1) / 2;
+        pitchUV = chromaWidth + padding / 4; // below half of the luma's
         chromaHeight = (size.height + 1) / 2;
         if (function.fullChroma) {
             pitchUV = pitch;

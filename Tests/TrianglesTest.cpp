@@ -156,8 +156,8 @@ TEST(Triangles, AbsurdPositionsFollowTheRuleToo) {
     constexpr double infinity = std::numeric_limits<double>::infinity();
     for (const Case &c : kCases)
         for (const double total : {0.0, 1.0})
-            for (const double current : {0.0, 0.5, 5.0, -5.0, 3e7, -3e7, 1e9, -1e9, 1e11, -1e300,
-                                         infinity, std::nan("")})
+            for (const double current :
+                 {0.0, 0.5, 5.0, -5.0, 3e7, -3e7, 1e9, -1e9, 1e11, -1e300, infinity, std::nan("")})
                 for (const int size : {10, 37}) {
                     if (std::string(c.name) == "TrNTriangle" || std::string(c.name) == "TrCirque")
                         continue; // their own limits

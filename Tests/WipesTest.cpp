@@ -16,6 +16,7 @@
 #include <cstdlib>
 #include <cwchar>
 #include <dlfcn.h>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -106,13 +107,26 @@ TEST(Wipes, WindDrawsOnceForAPairOfRows) {
 }
 
 /// Rows of chroma end with their pitch, also where that is below half of the luma's: at the end of
-/// the transition the split lies beyond both.
+/// the transition some splits lie beyond it.
 TEST(Wipes, WindStaysInNarrowChromaRows) {
     std::srand(1);
     PlanarCall planar({93, 40, 118, 51}, 1);
-    planar.Draw(TrWind, MakeParam(1, 1));
     for (int plane = 1; plane < 3; ++plane)
-        EXPECT_TRUE(std::ranges::equal(planar.Plane(0, plane), planar.Plane(2, plane)));
+        for (int image = 1; image < 3; ++image)
+            std::ranges::fill(planar.Plane(image, plane), std::uint8_t(image));
+    planar.Draw(TrWind, MakeParam(1, 1));
+    for (int plane = 1; plane < 3; ++plane) {
+        std::ptrdiff_t longest = 0;
+        for (std::size_t row = 0; row < 20; ++row) {
+            const auto bytes = planar.Plane(0, plane).subspan(row * 51, 51);
+            const auto split = std::ranges::count(bytes, 2);
+            EXPECT_TRUE(std::ranges::is_sorted(bytes, std::greater()));
+            EXPECT_EQ(split + std::ranges::count(bytes, 1), 51);
+            EXPECT_GE(split, 46); // column 92 or beyond
+            longest = std::max(longest, split);
+        }
+        EXPECT_EQ(longest, 51);
+    }
 }
 
 /// Which input each row shows: 1, 2, or 0 for none.

@@ -8,13 +8,13 @@
 ///
 /// Rules for every transition function:
 /// - The output and both inputs share one geometry; the output never shares memory with an input.
-/// - Nothing is validated and nothing is reported, but for one log line of TrPushRGB. Frames are
-/// the
-///   host's; a function writes only into the output's planes or buffer and never into a record.
+/// - Nothing is validated and nothing is reported, but for one log line of TrPushRGB. Frames belong
+///   to the host; a function writes only into the output's planes or buffer, never into a record.
 /// - Position 0 shows the first input, position dTotal the second; positions in between draw the
 ///   transition. dTotal must be positive and finite. At any other length or position, NaN included,
 ///   a call shows what its arithmetic gives and still touches nothing outside the frames.
-/// - Every size from 1 x 1 on is allowed; a size below 1 draws nothing.
+/// - Every size from 1 x 1 on is allowed. A height below 1 draws nothing; a width below 1 draws no
+///   pixel, but where a function clears or copies whole planes, padding included, it still does.
 /// - One call at a time: the functions share a scratch record, the tables of Flash and the
 ///   process's rand(). Different processes are independent of each other.
 ///
@@ -40,7 +40,7 @@ struct YUVImage {
     std::int32_t nWidth;   ///< pixels
     std::int32_t nHeight;  ///< rows
     std::int32_t nPitchY;  ///< bytes from one luma row to the next, at least nWidth
-    std::int32_t nPitchUV; ///< bytes from one chroma row to the next, at least (nPitchY + 1) / 2
+    std::int32_t nPitchUV; ///< bytes from one chroma row to the next, at least (nWidth + 1) / 2
     std::int32_t nPitchV;  ///< bytes from one Cr row to the next; read by TrRoll alone
 };
 static_assert(offsetof(YUVImage, pY) == 8, "hosts find pY at this offset");
