@@ -42,8 +42,10 @@ TEST(Tool, AnswersWithTheRightWordsAndStatus) {
         int status;
         const char *expected;
     } kCases[] = {
-        {"list", 0, "   12  Push             yes  yes  925C36FB-9EE1-4fca-899F-549D8328F2DC\n"},
-        {"list", 0, "    -  TrBarShift       yes  no   exported by name only\n"},
+        {"list", 0, "\nPush            yuv rgb  B comes in from the left and pushes A out to"},
+        {"list", 0, "\nTrBarShift      yuv      Bar with a slower start and end.\n"},
+        {"list", 0, "\ndissolve        yuv rgb  A changes into B evenly all over.\n"},
+        {"info fade", 0, "its name in this program"},
         {"info wind", 0, "Wind\n  Title        Wind\n"},
         {"info wind", 0, "yes: the same --seed gives the same pictures"},
         {"info TrRect6", 0, "the name of its exported function"},
@@ -55,10 +57,16 @@ TEST(Tool, AnswersWithTheRightWordsAndStatus) {
         {"sheet a.png", 2, "A B"},
         {"sheet no.mp4 no.mp4", 1, "no.mp4: there is no such file"},
         {"sheet -t TrDropShift --path rgb", 1, "\"TrDropShift\" has no rgb path"},
-        {"sheet --columns 0", 2, "--columns"},
-        {"sheet --ease wobbly", 2, "wobbly"},
+        {"sheet --columns 0", 2, "--columns: give a number from 1 to 100, not 0 (see --help)\n"},
+        {"sheet --columns few", 2, "--columns: give a number from 1 to 100, not few"},
+        {"sheet --positions 20,120", 2, "--positions: give a number from 0 to 100, not 120"},
+        {"sheet --seed x", 2, "transitions: --seed = x: give a number"},
+        {"sheet --ease wobbly", 1, "--ease wobbly: there are linear, smooth, "},
+        {"sheet --path sideways", 1, "--path sideways: there are yuv, rgb, both\n"},
+        {"sheet -t Push a.png b.png c.png", 2, "A B"},
+        {"sheet -o sheet.gif", 1, "sheet.gif: pictures are written as .png, .jpg, .webp, .tif or"},
+        {"pictures day.png dusk", 1, "dusk: pictures are written as .png"},
         {"sheet -t Push -o /nowhere/a.png", 1, "/nowhere/a.png: there is no folder /nowhere\n"},
-        {"sheet -t Push -o /dev/full", 1, "/dev/full: "},
         {"--plugin /dev/null list", 1, "transitions: cannot load the plug-in /dev/null"},
     };
     for (const auto &[arguments, status, expected] : kCases) {
@@ -77,7 +85,7 @@ TEST(Tool, WritesJson) {
     EXPECT_EQ(JsonValue(list, "type"), "erase type");
     for (const char *name : {"Wind", "CrossZoom", "TrDropShift"}) {
         const Transition &transition = *TestedPlugin().Find(name);
-        const std::string row = std::to_string(&transition - &TestedPlugin().Transitions()[0]);
+        const std::string row = std::to_string(&transition - TestedPlugin().Transitions().data());
         const std::string known = transition.IsRegistered() ? row : "";
         EXPECT_EQ(JsonValue(list, "transitions " + row + " name"), name);
         EXPECT_EQ(JsonValue(list, "transitions " + row + " index"), known);
@@ -222,6 +230,33 @@ TEST(Sheet, ShowsPositionsPathsAndMotionUpright) {
         }
     }
     EXPECT_EQ(std::distance(fs::directory_iterator(folder.path), {}), 3) << "left-over files";
+}
+
+// The kind of file is that of its name, and the clips may stand behind a list of names.
+TEST(Sheet, IsWrittenAsItsEndingSays) {
+    const Folder folder;
+    WritePpm(folder / "a.ppm", {230, 20, 20}, {20, 230, 20});
+    for (const auto &[name, codec] :
+         {std::pair("s.png", "png"), std::pair("s.JPG", "mjpeg"), std::pair("s.webp", "webp"),
+          std::pair("s.tiff", "tiff"), std::pair("s.bmp", "bmp")}) {
+        const Outcome outcome =
+            Program("sheet -t dissolve -t cut " + (folder / "a.ppm") + " " + (folder / "a.ppm") +
+                    " --positions 0,100 --cell 64 -o " + (folder / name));
+        ASSERT_EQ(outcome.status, 0) << outcome.output;
+        EXPECT_EQ(
+            Shell("ffprobe -v error -show_entries stream=codec_name -of csv=p=0 " + (folder / name))
+                .output,
+            codec + std::string("\n"));
+        const Picture sheet = ReadPng(folder / name);
+        const int x = sheet.width - 20 - 32, y = 20 + 22;
+        for (const auto &[row, expected] :
+             {std::pair(9, std::array{230, 20, 20}), std::pair(27, std::array{20, 230, 20})})
+            for (int i = 0; i < 3; ++i)
+                EXPECT_NEAR(sheet.At(x, y + row)[i], expected[i], 6) << name << row;
+    }
+    fs::create_symlink("/dev/full", folder / "full.png");
+    EXPECT_EQ(Program("sheet -t Push -o " + (folder / "full.png")).output,
+              "transitions: " + (folder / "full.png") + ": No space left on device\n");
 }
 
 TEST(Sheet, HasARowForEachTransitionFromTheBuiltInPictures) {

@@ -44,7 +44,8 @@ void PrintText(const Transition &transition) {
     PrintWrapped("Known by", transition.IsRegistered()
                                  ? "registry index " + std::to_string(transition.index) +
                                        ", GUID " + transition.guid
-                                 : "the name of its exported function");
+                             : info.function.empty() ? "its name in this program"
+                                                     : "the name of its exported function");
     PrintWrapped("Kind", hostkit::KindName(info.kind));
     PrintWrapped("What moves", info.motion);
     PrintWrapped("Planar path", CurveText(info.yuv));

@@ -1,3 +1,4 @@
+#include "Joints.h"
 #include "Json.h"
 #include "Program.h"
 
@@ -9,12 +10,22 @@ namespace host {
 namespace {
 
 void PrintTable(const hostkit::Plugin &plugin) {
-    std::printf("%5s  %-16s %-4s %-4s %s\n", "Index", "Name", "YUV", "RGB", "GUID");
+    const auto print = [](const hostkit::Transition &t) {
+        std::printf("%-15s %-3s %-3s  %s\n", t.name.c_str(), t.yuv ? "yuv" : "", t.rgb ? "rgb" : "",
+                    t.info.motion.c_str());
+    };
+    std::printf(
+        "A is the outgoing clip, B the incoming one; yuv and rgb are the paths that draw.\n\n");
     for (const hostkit::Transition &t : plugin.Transitions())
-        std::printf("%5s  %-16s %-4s %-4s %s\n",
-                    t.IsRegistered() ? std::to_string(t.index).c_str() : "-", t.name.c_str(),
-                    t.yuv ? "yes" : "no", t.rgb ? "yes" : "no",
-                    t.IsRegistered() ? t.guid.c_str() : "exported by name only");
+        if (t.IsRegistered())
+            print(t);
+    std::printf("\nExported by name only, not in the registry:\n");
+    for (const hostkit::Transition &t : plugin.Transitions())
+        if (!t.IsRegistered())
+            print(t);
+    std::printf("\nDrawn by this program:\n");
+    for (const hostkit::PlainJoint &joint : hostkit::PlainJoints())
+        print(joint.transition);
 }
 
 void PrintJson(const hostkit::Plugin &plugin) {

@@ -1,6 +1,5 @@
 #include "Pictures.h"
 
-#include "OutputFile.h"
 #include "Failure.h"
 
 #include <algorithm>
@@ -438,14 +437,18 @@ Surface NewSurface(int width, int height) {
     return surface;
 }
 
-void WritePng(const Surface &surface, const std::filesystem::path &name) {
-    OutputFile file(name);
-    errno = 0;
-    const cairo_status_t status = cairo_surface_write_to_png(surface.get(), file.Part().c_str());
-    if (status != CAIRO_STATUS_SUCCESS)
-        throw Failure(name.string() + ": " +
-                      (errno ? std::strerror(errno) : cairo_status_to_string(status)));
-    file.Keep();
+Frame ToFrame(const Surface &surface) {
+    cairo_surface_flush(surface.get());
+    const int width = cairo_image_surface_get_width(surface.get());
+    const int height = cairo_image_surface_get_height(surface.get());
+    Frame frame = NewPicture(AV_PIX_FMT_BGR0, width, height);
+    frame->color_range = AVCOL_RANGE_JPEG;
+    for (int y = 0; y < height; ++y)
+        std::memcpy(frame->data[0] + y * frame->linesize[0],
+                    cairo_image_surface_get_data(surface.get()) +
+                        y * cairo_image_surface_get_stride(surface.get()),
+                    std::size_t(width) * 4);
+    return frame;
 }
 
 Surface DayPicture(int width, int height) {

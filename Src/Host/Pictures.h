@@ -3,9 +3,10 @@
 /// a few pixels and show which way is up.
 #pragma once
 
+#include "Media.h"
+
 #include <cairo/cairo.h>
 
-#include <filesystem>
 #include <memory>
 
 namespace host {
@@ -17,8 +18,8 @@ using Surface = std::unique_ptr<cairo_surface_t, decltype(&cairo_surface_destroy
 /// short or a side is beyond Cairo's 32,767 pixels.
 Surface NewSurface(int width, int height);
 
-/// Writes a PNG file, which appears under its name only when it is whole.
-void WritePng(const Surface &surface, const std::filesystem::path &name);
+/// A surface's pixels as a picture that shares nothing with it.
+Frame ToFrame(const Surface &surface);
 
 /// A lake below mountains on a bright day. Any size and any shape; the same bytes every time.
 Surface DayPicture(int width, int height);

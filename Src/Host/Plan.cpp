@@ -86,13 +86,6 @@ const NamedCodec *FindCodec(const std::string &name) {
     return Find(std::begin(kCodecs), std::end(kCodecs), &NamedCodec::names, name);
 }
 
-std::string LowerExtension(const std::string &file) {
-    std::string extension = fs::path(file).extension();
-    for (char &c : extension)
-        c = char(std::tolower(static_cast<unsigned char>(c)));
-    return extension;
-}
-
 AVPixelFormat BestPixels(const AVCodec &encoder, AVPixelFormat wanted, bool hasAlpha) {
     return encoder.pix_fmts
                ? avcodec_find_best_pix_fmt_of_list(encoder.pix_fmts, wanted, hasAlpha, nullptr)
@@ -202,6 +195,13 @@ OutputPlan PlanPictures(const OutputOptions &options, const std::string &extensi
 }
 
 } // namespace
+
+std::string LowerExtension(const std::string &file) {
+    std::string extension = fs::path(file).extension();
+    for (char &c : extension)
+        c = char(std::tolower(static_cast<unsigned char>(c)));
+    return extension;
+}
 
 bool OutputPlan::IsY4m() const {
     return container && std::strcmp(container->name, "yuv4mpegpipe") == 0;

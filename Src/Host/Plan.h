@@ -38,6 +38,9 @@ OutputPlan PlanOutput(const OutputOptions &options, bool hasAlpha);
 /// The sound as the file's encoder takes it.
 SoundFormat PlanSound(const OutputPlan &plan, const SoundFormat &wanted);
 
+/// The ending of a file's name from its point on, in small letters.
+std::string LowerExtension(const std::string &file);
+
 /// A number's place in a file name, like the printf formats %d and %04d.
 bool IsNumbered(const std::string &file);
 

@@ -6,6 +6,7 @@
 #include <cctype>
 #include <charconv>
 #include <numeric>
+#include <sstream>
 
 namespace host {
 
@@ -43,6 +44,11 @@ std::string NearestNames(const hostkit::Plugin &plugin, const std::string &name)
     return result;
 }
 
+const hostkit::Transition *FindTransition(const hostkit::Plugin &plugin, const std::string &name) {
+    const hostkit::PlainJoint *joint = hostkit::FindPlainJoint(name);
+    return joint ? &joint->transition : plugin.Find(name);
+}
+
 } // namespace
 
 fs::path DefaultPlugin() {
@@ -54,7 +60,7 @@ fs::path DefaultPlugin() {
 
 const hostkit::Transition &RequireTransition(const hostkit::Plugin &plugin,
                                              const std::string &name) {
-    if (const hostkit::Transition *found = plugin.Find(name))
+    if (const hostkit::Transition *found = FindTransition(plugin, name))
         return *found;
     const hostkit::Likeness like = hostkit::FindLikeness(name);
     throw Failure("there is no transition \"" + name + "\"; " +
@@ -63,17 +69,9 @@ const hostkit::Transition &RequireTransition(const hostkit::Plugin &plugin,
                              : "the nearest are " + NearestNames(plugin, name)));
 }
 
-const hostkit::Transition &RequireJoint(const hostkit::Plugin &plugin, const std::string &name) {
-    if (const hostkit::PlainJoint *joint = hostkit::FindPlainJoint(name))
-        return joint->transition;
-    return RequireTransition(plugin, name);
-}
-
 FindJoint JointFinder(const hostkit::Plugin &plugin) {
     return [&plugin](const std::string &name) {
-        if (const hostkit::PlainJoint *joint = hostkit::FindPlainJoint(name))
-            return KnownJoint{joint->transition.name};
-        if (const hostkit::Transition *transition = plugin.Find(name))
+        if (const hostkit::Transition *transition = FindTransition(plugin, name))
             return KnownJoint{transition->name};
         const hostkit::Likeness like = hostkit::FindLikeness(name);
         return KnownJoint{like.name ? like.name : "", like.reverse};
@@ -103,6 +101,27 @@ void RequirePath(const hostkit::Transition &transition, Path path) {
     throw Failure(
         "\"" + transition.name + "\" has no " + lacking + " path" +
         (other ? std::string("; use --path ") + (path == Path::Yuv ? "rgb" : "yuv") : ""));
+}
+
+const hostkit::Easing &RequireEasing(const std::string &name) {
+    if (const hostkit::Easing *easing = hostkit::FindEasing(name))
+        return *easing;
+    std::string names;
+    for (const hostkit::Easing &easing : hostkit::Easings())
+        names += (names.empty() ? "" : ", ") + std::string(easing.name);
+    throw Failure("--ease " + name + ": there are " + names);
+}
+
+CLI::Validator Between(double low, double high) {
+    return {[low, high](std::string &text) {
+                double number = 0;
+                if (CLI::detail::lexical_cast(text, number) && number >= low && number <= high)
+                    return std::string();
+                std::ostringstream refusal;
+                refusal << "give a number from " << low << " to " << high << ", not " << text;
+                return refusal.str();
+            },
+            ""};
 }
 
 Size ParseSize(const std::string &text, const std::string &option) {

@@ -24,13 +24,11 @@ struct Program {
 /// of the installation that the program belongs to.
 std::filesystem::path DefaultPlugin();
 
-/// The transition of this name; throws a Failure that offers the nearest names, by their
-/// letters or by what other programs call so.
+/// The transition or plain joint of this name; throws a Failure that offers the nearest names, by
+/// their letters or by what other programs call so.
 const hostkit::Transition &RequireTransition(const hostkit::Plugin &plugin,
                                              const std::string &name);
 
-/// The plain joint or else the transition of this name, as RequireTransition finds one.
-const hostkit::Transition &RequireJoint(const hostkit::Plugin &plugin, const std::string &name);
 /// What names in edit lists mean, those of other programs too; the plug-in outlives the answer.
 FindJoint JointFinder(const hostkit::Plugin &plugin);
 
@@ -48,6 +46,25 @@ struct Size {
 };
 /// "1280x720" to its two numbers; throws a Failure that names the option.
 Size ParseSize(const std::string &text, const std::string &option = "--size");
+
+/// The value of a word; throws a Failure that tells all of them.
+template<class Value>
+Value Choose(const std::string &option, const std::string &word,
+             std::initializer_list<std::pair<const char *, Value>> words) {
+    std::string all;
+    for (const auto &[name, value] : words) {
+        if (word == name)
+            return value;
+        all += (all.empty() ? "" : ", ") + std::string(name);
+    }
+    throw Failure(option + " " + word + ": there are " + all);
+}
+
+/// The easing of this name; throws a Failure that tells all of them.
+const hostkit::Easing &RequireEasing(const std::string &name);
+
+/// Refuses what is no number from low to high, in plain words.
+CLI::Validator Between(double low, double high);
 
 // Each sub-command adds itself to the program; its callback runs it. The program's record outlives
 // the call.

@@ -177,7 +177,8 @@ std::vector<Joint> ChooseJoints(const RenderOptions &options, const hostkit::Plu
                                 AVRational rate) {
     std::vector<const hostkit::Transition *> row, candidates;
     for (const JointWish &wish : options.joints)
-        row.push_back(wish.name == hostkit::kAnyJoint ? nullptr : &RequireJoint(plugin, wish.name));
+        row.push_back(wish.name == hostkit::kAnyJoint ? nullptr
+                                                      : &RequireTransition(plugin, wish.name));
     for (const hostkit::Transition &transition : plugin.Transitions())
         if (transition.IsRegistered() && transition.yuv && transition.rgb)
             candidates.push_back(&transition);
@@ -416,7 +417,7 @@ void Render(const RenderOptions &options, const hostkit::Plugin &plugin) {
     HandleSignals();
     for (const JointWish &wish : options.joints)
         if (wish.name != hostkit::kAnyJoint)
-            PathOf(wish, RequireJoint(plugin, wish.name));
+            PathOf(wish, RequireTransition(plugin, wish.name));
     std::vector<Clip> clips = ProbeClips(options);
     const bool keepsAlpha =
         std::any_of(options.joints.begin(), options.joints.end(),

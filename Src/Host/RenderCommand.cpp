@@ -25,30 +25,8 @@ struct Words {
     OutputOptions output;
 };
 
-/// The value of a word; throws a Failure that tells all of them.
-template<class Value>
-Value Choose(const std::string &option, const std::string &word,
-             std::initializer_list<std::pair<const char *, Value>> words) {
-    std::string all;
-    for (const auto &[name, value] : words) {
-        if (word == name)
-            return value;
-        all += (all.empty() ? "" : ", ") + std::string(name);
-    }
-    throw Failure(option + " " + word + ": there are " + all);
-}
-
 Path ParsePath(const std::string &word) {
     return Choose<Path>("--path", word, {{"yuv", Path::Yuv}, {"rgb", Path::Rgb}});
-}
-
-void CheckEasing(const std::string &name) {
-    if (hostkit::FindEasing(name))
-        return;
-    std::string names;
-    for (const hostkit::Easing &easing : hostkit::Easings())
-        names += (names.empty() ? "" : ", ") + std::string(easing.name);
-    throw Failure("--ease " + name + ": there are " + names);
 }
 
 Time ParseLength(const std::string &text, const std::string &option) {
@@ -130,7 +108,7 @@ void ReadList(Words &words, const CLI::App &app, const hostkit::Plugin &plugin,
     }
     for (const EditJoint &joint : edit.joints) {
         const std::string easing = joint.easing.empty() ? "linear" : joint.easing;
-        CheckEasing(easing);
+        RequireEasing(easing);
         options.joints.push_back({joint.name, joint.length, easing,
                                   ParsePath(joint.path.empty() ? "yuv" : joint.path), joint.reverse,
                                   joint.seed.value_or(0)});
@@ -150,7 +128,7 @@ void ReadList(Words &words, const CLI::App &app, const hostkit::Plugin &plugin,
 
 RenderOptions Understand(Words words, const CLI::App &app, const hostkit::Plugin &plugin) {
     RenderOptions options;
-    CheckEasing(words.easing);
+    RequireEasing(words.easing);
     if (words.clips.size() == 1 && IsEditList(words.clips.front()))
         ReadList(words, app, plugin, options);
     else
@@ -285,13 +263,13 @@ void AddSound(CLI::App &app, Words &words) {
     Add(app, "--audio-codec", words.output.soundCodec, "NAME",
         "aac, opus, mp3, flac, pcm or the name of an encoder of FFmpeg");
     Add(app, "--audio-bitrate", words.output.soundBitrate, "KBITS", "In kbit/s, for all channels")
-        ->check(CLI::PositiveNumber);
+        ->check(Between(1, 10000));
     Add(app, "--music", words.music, "FILE",
         "Play under the clips' sound, or with --no-audio instead of it, over and over to the end, "
         "where it fades out");
     Add(app, "--music-volume", words.musicVolume, "PERCENT",
         "Of the music; else 30 under other sound and 100 alone")
-        ->check(CLI::Range(0.0, 1000.0));
+        ->check(Between(0, 1000));
 }
 
 } // namespace

@@ -1,8 +1,10 @@
 #include "Clip.h"
 #include "Failure.h"
 #include "Painter.h"
+#include "PictureFile.h"
 #include "Pictures.h"
 #include "Program.h"
+#include "Progress.h"
 
 #include <algorithm>
 #include <cmath>
@@ -14,13 +16,12 @@ namespace host {
 
 namespace {
 
-namespace fs = std::filesystem;
 using hostkit::Transition;
 
 struct Options {
     std::vector<std::string> clips;
     std::vector<std::string> names;
-    fs::path output = "sheet.png";
+    std::string output = "sheet.png";
     std::string path = "yuv";
     std::string size;
     int columns = 7;
@@ -39,19 +40,6 @@ struct Inputs {
     Frame planar[2];
     Frame packed[2];
 };
-
-Frame ToFrame(const Surface &surface) {
-    const int width = cairo_image_surface_get_width(surface.get());
-    const int height = cairo_image_surface_get_height(surface.get());
-    Frame frame = NewPicture(AV_PIX_FMT_BGR0, width, height);
-    frame->color_range = AVCOL_RANGE_JPEG;
-    for (int y = 0; y < height; ++y)
-        std::memcpy(frame->data[0] + y * frame->linesize[0],
-                    cairo_image_surface_get_data(surface.get()) +
-                        y * cairo_image_surface_get_stride(surface.get()),
-                    std::size_t(width) * 4);
-    return frame;
-}
 
 /// A canvas of such pixels for a sheet's pictures.
 Canvas SheetCanvas(const Canvas &like, AVPixelFormat pixels) {
@@ -93,17 +81,36 @@ Inputs LoadInputs(const Options &options) {
     return inputs;
 }
 
-/// One picture of a transition in the pixels of a Cairo surface.
-Frame DrawPicture(const Transition &transition, Path path, const hostkit::Motion &motion,
-                  const hostkit::Moment &moment, const Inputs &inputs) {
-    const Canvas canvas = DrawingCanvas(inputs.canvas, path);
-    const Frame(&in)[2] = path == Path::Yuv ? inputs.planar : inputs.packed;
-    const Frame drawn = NewPicture(canvas.pixels, canvas.width, canvas.height);
-    Label(*drawn, canvas.colours);
-    hostkit::Frame out = View(*drawn, path);
-    Draw(transition, motion, moment, out, View(*in[0], path), View(*in[1], path));
-    return Converter(SheetCanvas(inputs.canvas, AV_PIX_FMT_BGR0)).Convert(*drawn);
-}
+/// The pictures of a path at the size of the sheet's cells.
+struct Cells {
+    Cells(const Inputs &shown, Path drawingPath, int width, int height)
+        : inputs(shown), path(drawingPath), canvas(DrawingCanvas(shown.canvas, path)),
+          converter(CellCanvas(shown.canvas, width, height)) {}
+
+    Frame Draw(const Transition &transition, const hostkit::Motion &motion,
+               const hostkit::Moment &moment) {
+        const Frame(&in)[2] = path == Path::Yuv ? inputs.planar : inputs.packed;
+        const Frame drawn = NewPicture(canvas.pixels, canvas.width, canvas.height);
+        Label(*drawn, canvas.colours);
+        hostkit::Frame out = View(*drawn, path);
+        hostkit::Draw(transition, motion, moment, out, View(*in[0], path), View(*in[1], path));
+        return converter.Convert(*drawn);
+    }
+
+private:
+    static Canvas CellCanvas(const Canvas &drawn, int width, int height) {
+        Canvas canvas = SheetCanvas(drawn, AV_PIX_FMT_BGR0);
+        canvas.width = width;
+        canvas.height = height;
+        canvas.fit = Fit::Stretch;
+        return canvas;
+    }
+
+    const Inputs &inputs;
+    Path path;
+    Canvas canvas;
+    Converter converter;
+};
 
 // ---------------------------------------------------------------------------------------------
 // The sheet
@@ -198,26 +205,17 @@ void DrawLabel(cairo_t *cr, const Layout &layout, int row) {
     Text(cr, speed + known, x, middle + 15, 11, kFaint);
 }
 
-/// The sheet's own pixels are averages over the picture's, so the thinnest lines still show.
-void DrawCell(cairo_t *cr, const Layout &layout, double x, double y, const AVFrame &picture) {
+void DrawCell(cairo_t *cr, double x, double y, const AVFrame &picture) {
     const Surface surface(cairo_image_surface_create_for_data(picture.data[0], CAIRO_FORMAT_RGB24,
                                                               picture.width, picture.height,
                                                               picture.linesize[0]),
                           cairo_surface_destroy);
-    cairo_save(cr);
-    cairo_translate(cr, x, y);
-    cairo_scale(cr, double(layout.cellWidth) / picture.width,
-                double(layout.cellHeight) / picture.height);
-    cairo_set_source_surface(cr, surface.get(), 0, 0);
-    cairo_pattern_set_filter(cairo_get_source(cr), CAIRO_FILTER_BEST);
-    cairo_pattern_set_extend(cairo_get_source(cr), CAIRO_EXTEND_PAD);
-    cairo_rectangle(cr, 0, 0, picture.width, picture.height);
-    cairo_fill(cr);
-    cairo_restore(cr);
+    cairo_set_source_surface(cr, surface.get(), x, y);
+    cairo_paint(cr);
 }
 
 void DrawRow(cairo_t *cr, const Layout &layout, int row, const hostkit::Motion &motion,
-             const Inputs &inputs) {
+             std::vector<Cells> &cells, Progress &progress) {
     const Transition &transition = *layout.rows[row];
     const int strip = layout.Strip(row);
     DrawLabel(cr, layout, row);
@@ -231,25 +229,26 @@ void DrawRow(cairo_t *cr, const Layout &layout, int row, const hostkit::Motion &
         }
         for (int column = 0; column < layout.Columns(); ++column) {
             const hostkit::Moment moment{layout.positions[column], column};
-            DrawCell(cr, layout, layout.CellX(strip, block, column), layout.RowY(row),
-                     *DrawPicture(transition, path, motion, moment, inputs));
+            DrawCell(cr, layout.CellX(strip, block, column), layout.RowY(row),
+                     *cells[block].Draw(transition, motion, moment));
+            progress.Count();
         }
     }
 }
 
 void Run(const Program &program, const Options &options) {
-    const hostkit::Plugin plugin(program.pluginFile);
+    CheckPictureName(options.output);
     Layout layout = {};
+    layout.blocks = Choose<std::vector<Path>>(
+        "--path", options.path,
+        {{"yuv", {Path::Yuv}}, {"rgb", {Path::Rgb}}, {"both", {Path::Yuv, Path::Rgb}}});
+    const hostkit::Motion motion{&RequireEasing(options.ease), options.reverse, options.seed};
+    const hostkit::Plugin plugin(program.pluginFile);
     layout.rows = ChooseTransitions(plugin, options.names);
-    if (options.path != "rgb")
-        layout.blocks.push_back(Path::Yuv);
-    if (options.path != "yuv")
-        layout.blocks.push_back(Path::Rgb);
     if (layout.blocks.size() == 1 && !options.names.empty())
         for (const Transition *transition : layout.rows)
             RequirePath(*transition, layout.blocks.front());
-    const hostkit::Motion motion{hostkit::FindEasing(options.ease), options.reverse, options.seed};
-    Inputs inputs = LoadInputs(options);
+    const Inputs inputs = LoadInputs(options);
     layout.positions = Positions(options);
     layout.cellWidth = options.cellWidth;
     const AVRational aspect = inputs.canvas.aspect;
@@ -264,10 +263,20 @@ void Run(const Program &program, const Options &options) {
     cairo_paint(cr);
     for (int strip = 0; strip < layout.across; ++strip)
         DrawHeader(cr, layout, strip);
+    std::vector<Cells> cells;
+    cells.reserve(layout.blocks.size());
+    for (const Path path : layout.blocks)
+        cells.emplace_back(inputs, path, layout.cellWidth, layout.cellHeight);
+    std::int64_t drawn = 0;
+    for (const Transition *transition : layout.rows)
+        for (const Path path : layout.blocks)
+            drawn += HasPath(*transition, path) ? layout.Columns() : 0;
+    Progress progress(drawn);
     for (int row = 0; row < int(layout.rows.size()); ++row)
-        DrawRow(cr, layout, row, motion, inputs);
+        DrawRow(cr, layout, row, motion, cells, progress);
+    progress.Finish();
     cairo_destroy(cr);
-    WritePng(sheet, options.output);
+    WritePicture(*ToFrame(sheet), options.output);
 }
 
 } // namespace
@@ -283,21 +292,26 @@ void AddSheet(CLI::App &app, Program &program) {
     command->add_option("-t,--transition", options->names, "The transitions; all when left out")
         ->type_name("NAME")
         ->allow_extra_args(false);
-    command->add_option("-o,--output", options->output, "The sheet, a PNG picture")
+    command
+        ->add_option("-o,--output", options->output,
+                     "The sheet, a picture of the kind that its ending says: .png, .jpg, .webp, "
+                     ".tif or .bmp")
         ->type_name("FILE")
         ->capture_default_str();
     command->add_option("--path", options->path, "Which functions draw; both side by side")
-        ->check(CLI::IsMember({"yuv", "rgb", "both"}))
+        ->type_name("yuv|rgb|both")
         ->capture_default_str();
     CLI::Option *columns =
         command->add_option("--columns", options->columns, "Even positions from 0 to 100 %")
-            ->check(CLI::Range(1, 100))
+            ->check(Between(1, 100))
             ->capture_default_str();
     command
         ->add_option("--positions", options->positions,
                      "These positions instead: most planar paths move between 30 and 70 %")
-        ->type_name("PERCENT")
-        ->check(CLI::Range(0.0, 100.0))
+        ->type_name("PERCENT,...")
+        ->delimiter(',')
+        ->allow_extra_args(false)
+        ->check(Between(0, 100))
         ->excludes(columns);
     command
         ->add_option("--size", options->size,
@@ -305,21 +319,17 @@ void AddSheet(CLI::App &app, Program &program) {
                      "the built-in pictures)")
         ->type_name("WxH");
     command->add_option("--cell", options->cellWidth, "Width of a picture on the sheet in pixels")
-        ->check(CLI::Range(16, 4096))
+        ->check(Between(16, 4096))
         ->capture_default_str();
     command->add_option("--across", options->across, "Transitions side by side")
-        ->check(CLI::Range(1, 10))
+        ->check(Between(1, 10))
         ->capture_default_str();
     command
         ->add_option("--at", options->at, "Which picture of the clips, in seconds from their start")
-        ->check(CLI::NonNegativeNumber)
+        ->check(Between(0, 1e9))
         ->capture_default_str();
     command->add_option("--ease", options->ease, "How the position runs (see render)")
-        ->check(CLI::Validator(
-            [](std::string &name) {
-                return hostkit::FindEasing(name) ? "" : "there is no easing " + name;
-            },
-            "NAME"))
+        ->type_name("NAME")
         ->capture_default_str();
     command->add_flag("--reverse", options->reverse, "Swap A and B and run backwards");
     command->add_option("--seed", options->seed, "Seed of the random transitions")

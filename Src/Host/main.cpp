@@ -28,6 +28,11 @@ int main(int argc, char **argv) {
         app.parse(argc, argv);
     } catch (const CLI::Success &request) {
         return app.exit(request); // --help, --version
+    } catch (const CLI::ConversionError &error) {
+        const std::string what = error.what(), start = "Could not convert: ";
+        std::fprintf(stderr, "transitions: %s: give a number (see --help)\n",
+                     what.substr(what.starts_with(start) ? start.size() : 0).c_str());
+        return 2;
     } catch (const CLI::Error &error) {
         std::fprintf(stderr, "transitions: %s (see --help)\n", error.what());
         return 2;

@@ -1,0 +1,95 @@
+#include "PictureFile.h"
+
+#include "Clip.h"
+#include "Encoder.h"
+#include "Failure.h"
+#include "OutputFile.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+extern "C" {
+#include <libavutil/opt.h>
+}
+
+namespace host {
+
+namespace {
+
+struct Kind {
+    const char *endings; ///< each between blanks
+    const char *encoder;
+    AVPixelFormat pixels;
+    const char *option, *value; ///< of the encoder; may be null
+};
+constexpr Kind kKinds[] = {
+    {" .png ", "png", AV_PIX_FMT_RGB24, "pred", "mixed"},
+    {" .jpg .jpeg ", "mjpeg", AV_PIX_FMT_YUVJ444P, "huffman", "optimal"},
+    {" .webp ", "libwebp", AV_PIX_FMT_BGRA, "lossless", "1"},
+    {" .tif .tiff ", "tiff", AV_PIX_FMT_RGB24, "compression_algo", "lzw"},
+    {" .bmp ", "bmp", AV_PIX_FMT_BGR24, nullptr, nullptr},
+};
+
+const Kind &KindOf(const std::string &name) {
+    std::string ending = LowerExtension(name);
+    ending.insert(0, 1, ' ').push_back(' ');
+    const Kind *found = std::find_if(std::begin(kKinds), std::end(kKinds), [&](const Kind &kind) {
+        return std::strstr(kind.endings, ending.c_str()) != nullptr;
+    });
+    if (found == std::end(kKinds))
+        throw Failure(name + ": pictures are written as .png, .jpg, .webp, .tif or .bmp");
+    return *found;
+}
+
+} // namespace
+
+void CheckPictureName(const std::string &name) {
+    KindOf(name);
+}
+
+void WritePicture(const AVFrame &picture, const std::string &name) {
+    const Kind &kind = KindOf(name);
+    Canvas canvas;
+    canvas.width = picture.width;
+    canvas.height = picture.height;
+    canvas.pixels = kind.pixels;
+    // What readers of JPEG files expect without being told.
+    canvas.colours = {.range = AVCOL_RANGE_JPEG,
+                      .matrix = IsRgb(kind.pixels) ? AVCOL_SPC_RGB : AVCOL_SPC_BT470BG};
+    const Frame converted = Converter(canvas).Convert(picture);
+    converted->format = kind.pixels;
+
+    OutputFile output(name);
+    Encoder encoder(*avcodec_find_encoder_by_name(kind.encoder), name);
+    AVCodecContext &context = encoder.Context();
+    context.width = canvas.width;
+    context.height = canvas.height;
+    context.pix_fmt = kind.pixels;
+    context.time_base = {1, 25};
+    context.flags |= AV_CODEC_FLAG_QSCALE;
+    context.global_quality = 2 * FF_QP2LAMBDA;
+    if (kind.option)
+        av_opt_set(context.priv_data, kind.option, kind.value, 0);
+    encoder.Open();
+    converted->quality = context.global_quality;
+    converted->pts = 0;
+    errno = 0;
+    std::FILE *file = std::fopen(output.Part().c_str(), "wb");
+    bool good = file != nullptr;
+    const auto write = [&](const AVPacket &packet) {
+        good = good && std::fwrite(packet.data, 1, packet.size, file) == std::size_t(packet.size);
+    };
+    if (good) {
+        encoder.Encode(converted.get(), write);
+        encoder.Encode(nullptr, write);
+    }
+    if (file && std::fclose(file) != 0)
+        good = false;
+    if (!good)
+        throw Failure(name + ": " + std::strerror(errno));
+    output.Keep();
+}
+
+} // namespace host
