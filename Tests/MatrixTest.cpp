@@ -174,10 +174,11 @@ Beeps Listen(const std::string &file, const std::string &folder) {
                raw));
     const std::string bytes = Read(raw);
     fs::remove(raw);
+    const std::size_t samples = bytes.size() / sizeof(float);
     Beeps beeps;
-    beeps.length = double(bytes.size() / sizeof(float)) / kRate;
+    beeps.length = double(samples) / kRate;
     double last = -1;
-    for (std::size_t i = 0; i < bytes.size() / sizeof(float); ++i) {
+    for (std::size_t i = 0; i < samples; ++i) {
         float sample = 0;
         std::memcpy(&sample, &bytes[i * sizeof sample], sizeof sample);
         if (std::abs(sample) < 0.1)
@@ -415,6 +416,7 @@ TEST_F(Matrix, ColoursAreThoseOfTheClip) {
                            const std::string &pixels, const std::string &codec = "ffv1") {
         const std::string tag = matrix == "bt601"    ? "smpte170m"
                                 : matrix == "bt2020" ? "bt2020nc"
+                                : matrix == "bt470"  ? "bt470bg"
                                                      : matrix;
         return Text("-vf scale=out_color_matrix=", matrix, ":out_range=", range,
                     ":flags=accurate_rnd+full_chroma_int,format=", pixels,
@@ -430,6 +432,7 @@ TEST_F(Matrix, ColoursAreThoseOfTheClip) {
         {"709.mkv", tagged("bt709", "tv", "yuv420p")},
         {"709full.mkv", tagged("bt709", "pc", "yuv420p")},
         {"601full.mkv", tagged("bt601", "pc", "yuv420p")},
+        {"470.mkv", tagged("bt470", "tv", "yuv420p")},
         {"2020.mkv", tagged("bt2020", "tv", "yuv420p")},
         {"240.mkv", tagged("smpte240m", "tv", "yuv420p")},
         {"444full.mkv", tagged("bt709", "pc", "yuv444p")},
@@ -729,9 +732,9 @@ TEST_F(Matrix, TwelveClipsInOneCommand) {
         for (int i = clip ? kOverlap : 0; i < (clip + 1 < kClips ? kStep : kFrames); ++i)
             EXPECT_EQ(numbers[clip * kStep + i], 20 * clip + i);
     const Beeps beeps = Listen(file("o.mkv"), folder->path);
-    std::vector<double> starts;
+    std::vector<double> starts(kClips);
     for (int clip = 0; clip < kClips; ++clip)
-        starts.push_back((clip * kStep + kBeepFrame) / 25.0);
+        starts[clip] = (clip * kStep + kBeepFrame) / 25.0;
     ExpectBeeps(beeps, starts);
     EXPECT_NEAR(beeps.length, double(numbers.size()) / 25, 0.05);
 }

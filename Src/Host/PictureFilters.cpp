@@ -57,6 +57,7 @@ const char *RangeName(const Colours &colours) {
 /// The scaler's name of a matrix; those it does not know are rare and near to BT.709.
 const char *MatrixName(AVColorSpace matrix) {
     switch (matrix) {
+    case AVCOL_SPC_BT470BG:
     case AVCOL_SPC_SMPTE170M:
         return "smpte170m";
     case AVCOL_SPC_SMPTE240M:
