@@ -145,7 +145,7 @@ TEST_F(EditFile, OffsetsBecomeOverlapsOfWholeClips) {
 TEST_F(EditFile, WrittenAndReadIsTheSame) {
     const AVRational pal = {25, 1}, ntsc = {30000, 1001};
     Edit edit;
-    edit.clips = {{folder / "a%20 \xc3\xa4 #?.mov", "", {}, Span{{0, {1, 1}}, {100, pal}}},
+    edit.clips = {{folder / "a%20 \xc3\xa4 #?.mov", "", {}, Span{{0, {1, 1}}, {8, {2, 1}}}},
                   {"/elsewhere/b:c.mov", "two", Span{{5, ntsc}, {200, ntsc}},
                    Span{{3600, {1, 1}}, {300, ntsc}}},
                   {folder / "photos/c.jpg", "", Span{{0, {1, 1}}, {75, {0, 1}}}, {}},
@@ -179,6 +179,7 @@ TEST_F(EditFile, WrittenAndReadIsTheSame) {
     // The cut is in the middle of the overlap, where an editor without handles would be refused.
     const json track = json::parse(text)["tracks"]["children"][0]["children"];
     EXPECT_EQ(track[0]["source_range"]["duration"], At(87, 25));
+    EXPECT_EQ(track[0]["media_reference"]["available_range"]["duration"], At(100, 25));
     EXPECT_EQ(track[1]["in_offset"], At(12, 25));
     EXPECT_EQ(track[1]["out_offset"], At(13, 25));
     EXPECT_EQ(track[0]["media_reference"]["target_url"], "a%2520%20%C3%A4%20%23%3F.mov");

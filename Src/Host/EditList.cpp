@@ -493,9 +493,10 @@ json Written(const std::optional<Span> &span) {
             {"duration", Written(span->length)}};
 }
 
-/// What is given in frames, in time.
+/// The same time in frames of this rate, as editors count, where it is a whole number of them.
 Time Timed(const Time &time, AVRational rate) {
-    return time.IsInFrames() ? Time{time.value, rate} : time;
+    const Time frames = {FramesIn(time, rate), rate};
+    return time.IsInFrames() || Compare(frames, time) == 0 ? frames : time;
 }
 
 Span Timed(const Span &span, AVRational rate) {
@@ -593,7 +594,10 @@ std::string FormatEdit(const Edit &edit, const std::string &file, AVRational rat
         const EditJoint joint = i < edit.joints.size() ? edit.joints[i] : EditJoint{};
         const std::int64_t overlap = FramesIn(joint.length, rate);
         const Time in = {overlap / 2, rate}, out = {overlap - overlap / 2, rate};
-        children.push_back(Written(clip, Trimmed(clip, before, out), file));
+        std::optional<Span> source = Trimmed(clip, before, out);
+        if (source)
+            source = Timed(*source, rate);
+        children.push_back(Written(clip, source, file));
         if (overlap)
             children.push_back(Written(joint, in, out));
         before = in;
