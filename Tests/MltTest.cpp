@@ -246,57 +246,152 @@ TEST(Mlt, ObeysTheParameters) {
                        {&wind, "seed=7", {nullptr, false, 7}}});
 }
 
-/// Kdenlive's neighbours of one track: the first lies on the upper of two playlists, and "reverse"
-/// may or may not say so. The picture goes from the clip that ends to the one that begins,
-/// forwards.
-TEST(Mlt, GoesFromTheClipThatEnds) {
-    const Form form = {"yuv420p", "", 320, 180};
-    const Transition &wipe = *TestedPlugin().Find("Linear Wipe");
+/// A clip on each of two tracks, and a transition from frame 10 to 14. At its first frame the
+/// outgoing clip shows, at its last the incoming one, forwards.
+struct Order {
+    const char *name;
+    int lowerStart, lowerEnd, upperStart, upperEnd; ///< frames that the clips show, the end after
+    bool lowerGoes;
+    bool isMix;    ///< Kdenlive's between neighbours of one track, which sets "reverse" at will
+    bool isNested; ///< the upper track is made of two
+};
+
+std::ostream &operator<<(std::ostream &out, const Order &order) {
+    return out << order.name;
+}
+
+class Orders : public testing::TestWithParam<Order> {};
+
+constexpr char kSmallProfile[] =
+    "<profile width='64' height='48' frame_rate_num='25' frame_rate_den='1' progressive='1' "
+    "sample_aspect_num='1' sample_aspect_den='1' display_aspect_num='4' display_aspect_den='3' "
+    "colorspace='601'/>";
+
+/// The pictures of a project at the size of kSmallProfile, in red, green, blue and alpha.
+std::string PlayProject(const std::string &project, const char *says = "") {
+    const Folder folder;
+    std::ofstream(folder / "project.mlt") << "<mlt>" << kSmallProfile << project << "</mlt>";
+    const std::string raw = folder / "out.raw";
+    const Outcome outcome = Melt((folder / "project.mlt") + " -consumer avformat:" + raw +
+                                     " f=rawvideo vcodec=rawvideo pix_fmt=rgba "
+                                     "mlt_image_format=rgba an=1 real_time=-1",
+                                 raw);
+    EXPECT_EQ(outcome.status, 0);
+    // The engine may ask for the first picture twice.
+    EXPECT_EQ(outcome.output.substr(0, outcome.output.find('\n')), says);
+    return Read(raw);
+}
+
+std::string Property(const std::string &name, const std::string &value) {
+    return "<property name='" + name + "'>" + value + "</property>";
+}
+
+/// A producer of one colour.
+std::string Coloured(const std::string &colour, int frames) {
+    return "<producer id='" + colour + "' out='" + std::to_string(frames - 1) + "'>" +
+           Property("mlt_service", "color") + Property("resource", colour) + "</producer>";
+}
+
+std::string TransitionFrom(int first, int last, const std::string &properties) {
+    return "<transition in='" + std::to_string(first) + "' out='" + std::to_string(last) + "'>" +
+           Property("a_track", "0") + Property("b_track", "1") + properties + "</transition>";
+}
+
+TEST_P(Orders, GoFromTheClipThatEnds) {
+    const Order &order = GetParam();
+    const auto playlist = [](const char *id, const char *clip, int start, int end) {
+        const std::string blank =
+            start ? "<blank length='" + std::to_string(start) + "'/>" : std::string();
+        return "<playlist id='" + std::string(id) + "'>" + blank + "<entry producer='" + clip +
+               "' in='0' out='" + std::to_string(end - start - 1) + "'/></playlist>";
+    };
+    const std::string upper =
+        order.isNested ? "<tractor id='nested'><track producer='empty'/><track producer='upper'/>"
+                         "</tractor>"
+                       : "";
     for (const char *reverse : {"0", "1"}) {
-        Clips clips(form);
-        std::ofstream xml(clips.folder / "mix.mlt");
-        xml << "<mlt>";
-        for (int clip = 0; clip < 2; ++clip)
-            xml << "<producer id='clip" << clip << "'><property name='mlt_service'>avformat"
-                << "</property><property name='resource'>" << clips.File(clip)
-                << "</property></producer>";
-        xml << "<playlist id='lower'><blank length='2'/><entry producer='clip0' in='0' out='4'/>"
-            << "</playlist><playlist id='upper'><entry producer='clip1' in='0' out='4'/></playlist>"
-            << "<tractor><track producer='lower'/><track producer='upper'/>"
-            << "<transition in='2' out='4'><property name='a_track'>0</property>"
-            << "<property name='b_track'>1</property><property name='mlt_service'>"
-            << mlt::ServiceName(wipe) << "</property><property name='kdenlive:mixcut'>1</property>"
-            << "<property name='reverse'>" << reverse << "</property></transition></tractor></mlt>";
-        xml.close();
-        const std::string mixed =
-            clips.Render("abnormal:xml:" + (clips.folder / "mix.mlt"), "real_time=-1");
-        // Clips in a file are fitted by the engine, which touches chroma.
-        const std::size_t luma = std::size_t(form.width) * form.height;
-        for (int i = 0; i < 3; ++i)
-            EXPECT_TRUE(mixed.compare((i + 2) * form.FrameSize(), luma,
-                                      Drawn(form, wipe, {}, hostkit::MomentOf(i, 3),
-                                            clips.Frame(1, i + 2), clips.Frame(0, i)),
-                                      0, luma) == 0)
-                << "reverse " << reverse << " frame " << i;
+        if (!order.isMix && *reverse == '1')
+            continue;
+        const std::string pictures =
+            PlayProject(Coloured("red", 30) + Coloured("blue", 30) + "<playlist id='empty'/>" +
+                        playlist("lower", "red", order.lowerStart, order.lowerEnd) +
+                        playlist("upper", "blue", order.upperStart, order.upperEnd) + upper +
+                        "<tractor><track producer='lower'/><track producer='" +
+                        (order.isNested ? "nested" : "upper") + "'/>" +
+                        TransitionFrom(10, 14,
+                                       Property("mlt_service", "tp_erase.linear_wipe") +
+                                           Property("reverse", reverse) +
+                                           (order.isMix ? Property("kdenlive:mixcut", "1") : "")) +
+                        "</tractor>");
+        constexpr std::size_t kSize = 64 * 48 * 4;
+        ASSERT_GE(pictures.size(), 15 * kSize);
+        const auto isRed = [&](std::size_t frame) {
+            return static_cast<unsigned char>(pictures[frame * kSize]) > 127;
+        };
+        EXPECT_EQ(isRed(10), order.lowerGoes) << reverse;
+        EXPECT_EQ(isRed(14), !order.lowerGoes) << reverse;
     }
 }
 
+INSTANTIATE_TEST_SUITE_P(Mlt, Orders,
+                         testing::Values(Order{"LowerEnds", 0, 15, 10, 25, true, true, false},
+                                         Order{"UpperEnds", 10, 25, 0, 15, false, true, false},
+                                         Order{"UpperLiesOver", 0, 25, 10, 20, true, false, false},
+                                         Order{"UpperEndsOverLower", 0, 25, 5, 15, false, false,
+                                               false},
+                                         Order{"BothGoOn", 0, 25, 0, 25, true, false, false},
+                                         Order{"BothEnd", 0, 15, 0, 15, true, false, false},
+                                         Order{"NestedEnds", 10, 25, 0, 15, false, false, true},
+                                         Order{"NestedBegins", 0, 15, 10, 25, true, false, true}),
+                         [](const auto &info) { return info.param.name; });
+
+TEST(Mlt, SaysThatAnEasingIsUnknown) {
+    EXPECT_FALSE(PlayProject(Coloured("red", 5) + Coloured("blue", 5) +
+                                 "<tractor><track producer='red'/><track producer='blue'/>" +
+                                 TransitionFrom(0, 4,
+                                                Property("mlt_service", "tp_erase.push") +
+                                                    Property("ease", "wobbly")) +
+                                 "</tractor>",
+                             "[transition tp_erase.push] no easing is named \"wobbly\"\n")
+                     .empty());
+}
+
+/// What editors build their panels from, but for the sentences.
 TEST(Mlt, AnswersQueries) {
     // From the folder for use without installing.
     const Outcome list = Shell("MLT_REPOSITORY=" TP_MLT_REPOSITORY " " TP_MELT_ENVIRONMENT
                                " melt -query transitions");
-    for (const Transition &transition : TestedPlugin().Transitions()) {
-        const std::string name = mlt::ServiceName(transition);
-        EXPECT_NE(list.output.find("- " + name + "\n"), std::string::npos) << name;
-        const Outcome query = Melt("-query transition=" + name);
-        EXPECT_EQ(query.status, 0);
-        std::vector<std::string> lines = {"identifier: " + name,
-                                          "title: " + mlt::Title(transition)};
-        for (const char *parameter : {"reverse", "ease", "path", "seed"})
-            lines.push_back(std::string("  - identifier: ") + parameter);
-        for (const std::string &line : lines)
-            EXPECT_NE(query.output.find("\n" + line + "\n"), std::string::npos) << line;
-    }
+    for (const Transition &transition : TestedPlugin().Transitions())
+        EXPECT_NE(list.output.find("- " + mlt::ServiceName(transition) + "\n"), std::string::npos)
+            << transition.name;
+    const Outcome query = Melt("-query transition=tp_erase.linear_wipe");
+    EXPECT_EQ(query.status, 0);
+    std::istringstream lines(query.output);
+    std::string answer, sentences;
+    for (std::string line; std::getline(lines, line);)
+        (line.find("description: ") < 6 || line.starts_with("notes: ") ? sentences : answer) +=
+            line + '\n';
+    std::string easings;
+    for (const hostkit::Easing &easing : hostkit::Easings())
+        easings += std::string("      - ") + easing.name + '\n';
+    const std::string boolean = "    type: boolean\n    mutable: yes\n    widget: checkbox\n"
+                                "    default: 0\n";
+    const std::string choice = "    type: string\n    mutable: yes\n    widget: dropdown\n";
+    EXPECT_EQ(answer, "---\nschema_version: 7.0\ntype: transition\n"
+                      "identifier: tp_erase.linear_wipe\ntitle: Linear wipe\n"
+                      "version: " TP_VERSION "\nlanguage: en\ntags:\n  - Video\nparameters:\n"
+                      "  - identifier: reverse\n    title: Reverse\n" +
+                          boolean + "  - identifier: backwards\n    title: Backwards\n" + boolean +
+                          "  - identifier: ease\n    title: Easing\n" + choice +
+                          "    default: linear\n    values:\n" + easings +
+                          "  - identifier: path\n    title: Form\n" + choice +
+                          "    default: auto\n    values:\n      - auto\n      - yuv\n      - rgb\n"
+                          "  - identifier: seed\n    title: Seed\n    type: integer\n"
+                          "    mutable: yes\n    widget: spinner\n    default: 0\n"
+                          "    minimum: 0\n...\n");
+    const hostkit::Info &info = TestedPlugin().Find("Linear Wipe")->info;
+    for (const std::string &part : {info.motion, info.ends, "notes: " + info.remarks})
+        EXPECT_NE(sentences.find(part), std::string::npos) << sentences;
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -446,8 +541,7 @@ std::string CheckKdenliveFile(const Transition &transition, const Element &root)
 // As in Kdenlive, whose project names the service and sets what the file offers: melt knows all of
 // it and has nothing to say.
 TEST(Mlt, KdenliveFilesAreXmlAndLoad) {
-    const Folder folder;
-    std::string tracks, services;
+    std::string services;
     int start = 0;
     for (const Transition &transition : TestedPlugin().Transitions()) {
         SCOPED_TRACE(transition.name);
@@ -456,33 +550,16 @@ TEST(Mlt, KdenliveFilesAreXmlAndLoad) {
         const std::unique_ptr<xmlDoc, decltype(&xmlFreeDoc)> document(
             xmlReadFile(file.c_str(), nullptr, XML_PARSE_NONET), xmlFreeDoc);
         ASSERT_TRUE(document) << file;
-        services += "<transition in='" + std::to_string(start) + "' out='" +
-                    std::to_string(start + 1) + "'><property name='a_track'>0</property>" +
-                    "<property name='b_track'>1</property><property name='mlt_service'>" + service +
-                    "</property>" +
-                    CheckKdenliveFile(transition, {xmlDocGetRootElement(document.get())}) +
-                    "</transition>";
+        services += TransitionFrom(
+            start, start + 1,
+            Property("mlt_service", service) +
+                CheckKdenliveFile(transition, {xmlDocGetRootElement(document.get())}));
         start += 2;
     }
-    for (const char *colour : {"red", "blue"})
-        tracks += "<producer id='" + std::string(colour) + "' out='" + std::to_string(start - 1) +
-                  "'><property name='mlt_service'>color</property><property name='resource'>" +
-                  colour + "</property></producer>";
-    std::ofstream(folder / "project.mlt")
-        << "<mlt><profile width='64' height='48' frame_rate_num='25' frame_rate_den='1' "
-        << "progressive='1' sample_aspect_num='1' sample_aspect_den='1' display_aspect_num='4' "
-        << "display_aspect_den='3' colorspace='601'/>" << tracks
-        << "<tractor><track producer='red'/><track producer='blue'/>" << services
-        << "</tractor></mlt>";
-    const std::string raw = folder / "out.raw";
-    const Outcome outcome =
-        Melt((folder / "project.mlt") + " -consumer avformat:" + raw +
-                 " f=rawvideo vcodec=rawvideo pix_fmt=rgba mlt_image_format=rgba an=1 "
-                 "real_time=-1",
-             raw);
-    EXPECT_EQ(outcome.status, 0);
-    EXPECT_EQ(outcome.output, "");
-    EXPECT_EQ(Read(raw).size(), std::size_t(start) * 64 * 48 * 4);
+    const std::string pictures = PlayProject(
+        Coloured("red", start) + Coloured("blue", start) +
+        "<tractor><track producer='red'/><track producer='blue'/>" + services + "</tractor>");
+    EXPECT_EQ(pictures.size(), std::size_t(start) * 64 * 48 * 4);
 }
 
 TEST(Mlt, GoesOnWithoutThePlugIn) {
