@@ -132,6 +132,9 @@ TEST(Clock, PositionsStayWithinTheTransition) {
         EXPECT_EQ(hostkit::PluginPosition({easing, true, 0}, {at, 0}), 1 - forwards)
             << at << " reversed";
     }
+    for (const hostkit::Easing &easing : hostkit::Easings())
+        for (const double end : {0.0, 1.0})
+            EXPECT_EQ(hostkit::PluginPosition({&easing, false, 0}, {end, 0}), end) << easing.name;
 }
 
 // FillRandom draws the top bytes of the same generator, one after the other.
@@ -257,6 +260,14 @@ TEST(Frame, ViewsShareTheirOwnersMemory) {
             const std::ptrdiff_t picture = path == Path::Yuv ? 15 + 2 * 6 : 60;
             EXPECT_EQ(padded.Outside(), before - picture) << "padding was written";
         }
+    for (int padded = 0; padded < 3; ++padded) {
+        std::uint8_t bytes[3][100] = {};
+        std::uint8_t *const rows[] = {bytes[0], bytes[1], bytes[2]};
+        int pitches[] = {6, 3, 3};
+        EXPECT_TRUE(Frame(Path::Yuv, 6, 4, rows, pitches).IsPlugins(Chroma::Half));
+        ++pitches[padded];
+        EXPECT_FALSE(Frame(Path::Yuv, 6, 4, rows, pitches).IsPlugins(Chroma::Half)) << padded;
+    }
     Padded oneRow(Path::Rgb, 5, 2, 0, true);
     EXPECT_EQ(DIGetBits(oneRow.frame.Handle()), oneRow.frame.Row(0, 1));
 }

@@ -352,7 +352,7 @@ TEST(Mlt, SaysThatAnEasingIsUnknown) {
                                                 Property("mlt_service", "tp_erase.push") +
                                                     Property("ease", "wobbly")) +
                                  "</tractor>",
-                             "[transition tp_erase.push] no easing is named \"wobbly\"\n")
+                             "[transition tp_erase.push] no easing is named \"wobbly\"")
                      .empty());
 }
 
