@@ -259,6 +259,20 @@ TEST(CrossZoom, ThreadsTakeOverAboveAThousandPixelsOfTheFirstInput) {
         << "pixels that the first input lacks";
 }
 
+TEST(CrossZoom, NothingIsReadForThePixelsThatTheFirstInputLacks) {
+    constexpr int width = 60, height = 40, rows = 20;
+    GuardedBuffer in1(width * rows * 4), in2(width * rows * 4);
+    FillRandom(in1.Bytes(), 1);
+    FillRandom(in2.Bytes(), 2);
+    Bytes out(width * height * 4);
+    void *handles[] = {DIWrap(out.data(), width, height), DIWrap(in1.Data(), width, rows),
+                       DIWrap(in2.Data(), width, rows)};
+    const TransParam param = MakeParam(1, kPosition);
+    TrCrossZoomRGB(handles[0], handles[1], handles[2], &param);
+    std::ranges::for_each(handles, DIDestroy);
+    EXPECT_NE(PixelAt(out, width * rows - 1), Pixel{});
+}
+
 TEST(CrossZoom, EveryDrawOccursWhateverTheThreads) {
     constexpr Size size = {150, 80};
     const Bytes from = Noise(150 * 80 * 4, 10), to = Noise(150 * 80 * 4, 11);

@@ -65,6 +65,14 @@ private:
     const std::unique_ptr<float[]> samples;
 };
 
+/// How many rows of a frame the blur of its rows down to this one reads. A sample lies between its
+/// pixel's row and the centre's, and the lower a row the lower its samples.
+int RowsRead(const ZoomRow &last, int samples) {
+    const float reach = ZoomReach(samples - 1, kDraws - 1);
+    const int farthest = ZoomSample(last.y, last.down, reach, last.strength, last.lastY);
+    return std::max(static_cast<int>(last.y), farthest) + 1;
+}
+
 /// One draw per pixel of a row from the process's generator.
 void FillDraws(std::vector<std::int32_t> &draws) {
     for (std::int32_t &draw : draws)
@@ -121,14 +129,18 @@ void TrCrossZoomRGB(void *out, void *in1, void *in2, const TransParam *param) {
         }
         return;
     }
-    // Pixels beyond those of the first input stay black.
+    // Pixels beyond those of the first input stay black, and nothing is read for them: the inputs
+    // may end there.
+    constexpr int samples = 5;
     const int count = std::min(inputPixels, width * frames.height);
+    const int rowCount = (count - 1) / width + 1;
     FillBytes(plane.start.out + std::ptrdiff_t(count) * 4, 0,
               plane.size - std::ptrdiff_t(count) * 4);
-    DrawInParallel(frames.height, [&](const cv::Range &rows) { faded.Fade(rows, zoom.fade); });
+    DrawInParallel(RowsRead(zoom.Row(frames, rowCount - 1), samples),
+                   [&](const cv::Range &rows) { faded.Fade(rows, zoom.fade); });
     // A pixel's draw is a function of the seed and of the pixel's index.
     const auto seed = static_cast<std::uint32_t>(std::rand());
-    DrawInParallel((count - 1) / width + 1, [&](const cv::Range &rows) {
+    DrawInParallel(rowCount, [&](const cv::Range &rows) {
         std::vector<std::int32_t> draws(static_cast<std::size_t>(width));
         for (int y = rows.start; y < rows.end; ++y) {
             const int pixels = std::min(width, count - y * width);

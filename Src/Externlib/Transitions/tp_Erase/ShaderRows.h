@@ -1,5 +1,5 @@
 /// \file ShaderRows.h
-/// Row kernels of the shader-style transitions. As in Rows.h they know nothing of frames; a count
+/// Row kernels of the shader-style transitions. They know nothing of frames; a count
 /// below 1 does nothing; output and inputs never overlap.
 #pragma once
 
