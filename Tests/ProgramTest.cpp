@@ -457,6 +457,35 @@ TEST_F(Program, GifIsNearItsSource) {
     EXPECT_LT(Distance(file("g.mkv"), file("o.gif"), file("raw")), 6);
 }
 
+/// White without high dynamic range is 203 nits in a result that has it: 58.07 % of PQ, 75 % of
+/// HLG.
+TEST_F(Program, StandardRangeIsConvertedIntoHighOne) {
+    ASSERT_EQ(
+        Shell("ffmpeg -v error -f lavfi -i color=white:s=64x48:r=25:d=0.4 " + file("w.mp4")).output,
+        "");
+    for (const auto &[transfer, white] :
+         {std::pair("smpte2084", 64 + 876 * 0.5807), std::pair("arib-std-b67", 64 + 876 * 0.75)}) {
+        ASSERT_EQ(
+            Shell(Text("ffmpeg -v error -y -f lavfi -i color=gray:s=64x48:r=25:d=0.4 -c:v ffv1 "
+                       "-pix_fmt yuv420p10le -color_range tv -color_primaries bt2020 "
+                       "-colorspace bt2020nc -color_trc ",
+                       transfer, " ", file("h.mkv")))
+                .output,
+            "");
+        EXPECT_EQ(Render("-q -t cut --depth 10 --codec ffv1 " + file("h.mkv") + " " +
+                         file("w.mp4") + " -o " + file("o.mkv"))
+                      .output,
+                  "");
+        EXPECT_EQ(Probe(file("o.mkv"), "pix_fmt,color_space,color_transfer,color_primaries"),
+                  Text("yuv420p10le bt2020nc ", transfer, " bt2020 "));
+        Shell("ffmpeg -v error -y -ss 0.6 -i " + file("o.mkv") + " -frames:v 1 -f rawvideo " +
+              file("raw"));
+        const std::string raw = Read(file("raw"));
+        ASSERT_EQ(raw.size(), 64u * 48 * 3);
+        EXPECT_NEAR(std::uint8_t(raw[0]) + 256 * std::uint8_t(raw[1]), white, 1) << transfer;
+    }
+}
+
 /// White of alpha 128 on black is grey of level 128: 16 + 219 * 128 / 255.
 TEST_F(Program, TransparentClipsLieOnBlack) {
     ASSERT_EQ(
@@ -579,7 +608,7 @@ TEST_F(Program, MusicPlaysUnderTheClips) {
 TEST_F(Program, ColourTagsAndRateAreCarriedThrough) {
     ASSERT_EQ(Shell("ffmpeg -v error -f lavfi -i color=red:s=64x48:r=30000/1001:d=1 -c:v libx264 "
                     "-pix_fmt yuv420p -colorspace bt709 -color_primaries bt709 -color_trc bt709 "
-                    "-color_range tv -aspect 2:1 " +
+                    "-color_range tv -aspect 2:1 -metadata title=Sea -metadata date=2024 " +
                     file("tagged.mp4"))
                   .output,
               "");
@@ -592,6 +621,10 @@ TEST_F(Program, ColourTagsAndRateAreCarriedThrough) {
             "width,height,color_range,color_space,color_transfer,color_primaries,r_frame_rate,"
             "sample_aspect_ratio";
         EXPECT_EQ(Probe(file("o.mp4"), entries), Probe(file("tagged.mp4"), entries));
+        EXPECT_EQ(Shell("ffprobe -v error -show_entries format_tags=title,date -of csv=p=0 " +
+                        file("o.mp4"))
+                      .output,
+                  "Sea,2024\n");
     }
 }
 

@@ -92,14 +92,15 @@ AVRational RateOf(const std::string &name, AVFormatContext &demuxer, AVStream &s
                   const Scan &scan) {
     constexpr double kMuchFaster = 1.5, kFastest = 240;
     const AVRational said = av_guess_frame_rate(&demuxer, &stream, nullptr);
-    const double measured =
-        scan.interval > 0 ? 1 / (double(scan.interval) * av_q2d(stream.time_base)) : 0;
+    double measured = IsKnown(stream.avg_frame_rate) ? av_q2d(stream.avg_frame_rate) : 0;
+    if (scan.interval > 0)
+        measured = 1 / (double(scan.interval) * av_q2d(stream.time_base));
     if (IsKnown(said) && av_q2d(said) <= kFastest &&
         (measured == 0 || av_q2d(said) < kMuchFaster * measured))
         return said;
     const AVRational rate =
         measured > 0 ? UsualRate(std::min(measured, kFastest)) : AVRational{25, 1};
-    if (scan.pictures > 1) {
+    if (measured > 0) {
         char text[64];
         std::snprintf(text, sizeof text, "%.4g", av_q2d(rate));
         Tell(name + ": tells no frame rate; by its timestamps it has about " + text +

@@ -85,6 +85,8 @@ void SetUpVideo(AVCodecContext &context, const OutputOptions &options, const Out
     SetQuality(context, plan.quality);
     if (!options.preset.empty())
         SetPreset(context, options.preset);
+    if (HasAlpha(plan.pixels) && std::strncmp(plan.video->name, "libvpx", 6) == 0)
+        av_opt_set_int(context.priv_data, "auto-alt-ref", 0, 0); // VP8 has but one of the two
     if (std::strcmp(plan.video->name, "libx265") == 0) // it writes to the terminal by itself
         av_opt_set(context.priv_data, "x265-params", "log-level=none", 0);
 }

@@ -104,22 +104,23 @@ bool NeedsLight(const Colours &from, const Colours &to) {
 /// Through light itself: what no matrix converts, such as PQ to BT.709. White of 203 nits stands
 /// for the white of a picture without high dynamic range.
 std::string ThroughLight(const Colours &from, const Colours &to) {
-    const bool isMapped = IsHdr(from) && !IsHdr(to);
-    const std::string white = isMapped ? "100" : "203";
-    const auto name = [](const auto &colours) {
-        return std::string("t=") + av_color_transfer_name(KnownTransfer(colours)) +
-               ":p=" + av_color_primaries_name(KnownPrimaries(colours)) + ":m=" +
-               (colours.matrix == AVCOL_SPC_RGB ? "gbr" : av_color_space_name(colours.matrix)) +
-               ":r=" + RangeName(colours);
+    const auto pixels = [](const Colours &colours) {
+        return colours.matrix == AVCOL_SPC_RGB ? "format=gbrp16" : "format=yuv444p16";
     };
-    return std::string("format=") + (from.matrix == AVCOL_SPC_RGB ? "gbrp16" : "yuv444p16") +
-           ",zscale=tin=" + av_color_transfer_name(KnownTransfer(from)) +
-           ":pin=" + av_color_primaries_name(KnownPrimaries(from)) +
-           ":min=" + (from.matrix == AVCOL_SPC_RGB ? "gbr" : av_color_space_name(from.matrix)) +
-           ":rin=" + RangeName(from) + ":t=linear:npl=" + white +
-           ",format=gbrpf32,zscale=p=" + av_color_primaries_name(KnownPrimaries(to)) +
-           (isMapped ? ",tonemap=hable:desat=0" : "") + ",zscale=" + name(to) + ":npl=" + white +
-           ",format=" + (to.matrix == AVCOL_SPC_RGB ? "gbrp16" : "yuv444p16");
+    const auto matrix = [](const Colours &colours) {
+        return std::string(colours.matrix == AVCOL_SPC_RGB ? "gbr"
+                                                           : av_color_space_name(colours.matrix));
+    };
+    const bool isMapped = IsHdr(from) && !IsHdr(to);
+    const std::string white = isMapped ? ":npl=100" : ":npl=203";
+    const std::string primaries = av_color_primaries_name(KnownPrimaries(to));
+    return std::string(pixels(from)) + ",setparams=range=" + RangeName(from) +
+           ":color_primaries=" + av_color_primaries_name(KnownPrimaries(from)) +
+           ":color_trc=" + av_color_transfer_name(KnownTransfer(from)) +
+           ":colorspace=" + matrix(from) + ",zscale=t=linear" + white +
+           ",format=gbrpf32,zscale=p=" + primaries + (isMapped ? ",tonemap=hable:desat=0" : "") +
+           ",zscale=t=" + av_color_transfer_name(KnownTransfer(to)) + ":p=" + primaries +
+           ":m=" + matrix(to) + ":r=" + RangeName(to) + white + "," + pixels(to);
 }
 
 /// The blurred picture that fills the canvas behind the whole one. It is blurred small: that is

@@ -1,6 +1,7 @@
 #include "Pictures.h"
 
 #include "Failure.h"
+#include "OutputFile.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cinttypes>
+#include <cmath>
 #include <cstdio>
 
 namespace host {
@@ -44,8 +45,9 @@ void Timeline::Arrange() {
 
 std::string Timeline::Seconds(std::int64_t frames) const {
     char text[32];
-    // Rounded down, so that it fits when it is given as a duration.
-    std::snprintf(text, sizeof text, "%.4g", double(frames * 1000 * rate.den / rate.num) / 1000);
+    // Rounded down to the millisecond, so that it fits when it is given as a duration.
+    const double milliseconds = std::floor(double(frames) * 1000 / av_q2d(rate) + 1e-6);
+    std::snprintf(text, sizeof text, "%.10g", milliseconds / 1000);
     return text;
 }
 
