@@ -106,8 +106,8 @@ TEST(Bench, RefusesWhatItCannotMeasure) {
         {"--size 64x-36", 1, "--size 64x-36: "},
         {"--size 99999999999x36", 1, "--size 99999999999x36: "},
         {"-t TrDropShift --path rgb", 1, "\"TrDropShift\" has no rgb path; use --path yuv"},
-        {"--path sideways", 2, "sideways"},
-        {"--memory 0", 2, "--memory"},
+        {"--path sideways", 1, "--path sideways: there are yuv, rgb, both"},
+        {"--memory 0", 2, "--memory: give a number from 1 to 65536, not 0"},
         {"--markdown --size 64x36", 2, "excludes"},
     };
     for (const auto &[arguments, status, expected] : kCases) {

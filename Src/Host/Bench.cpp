@@ -25,12 +25,10 @@ struct Options {
 std::vector<hostkit::Function> ChooseFunctions(const hostkit::Plugin &plugin,
                                                const Options &options) {
     std::vector<hostkit::Function> functions;
-    for (const Path path : {Path::Yuv, Path::Rgb}) {
-        const char *name = path == Path::Yuv ? "yuv" : "rgb";
-        if (options.path != "both" && options.path != name)
-            continue;
+    const std::vector<Path> paths = ChoosePaths(options.path);
+    for (const Path path : paths) {
         for (const hostkit::Transition *t : ChooseTransitions(plugin, options.names)) {
-            if (options.path == name && !options.names.empty())
+            if (paths.size() == 1 && !options.names.empty())
                 RequirePath(*t, path);
             if (HasPath(*t, path))
                 functions.push_back({t, path});
@@ -182,16 +180,16 @@ void AddBench(CLI::App &app, Program &program) {
                             ->type_name("WxH")
                             ->capture_default_str();
     command->add_option("--path", options->path, "Which functions to measure")
-        ->check(CLI::IsMember({"yuv", "rgb", "both"}))
+        ->type_name("yuv|rgb|both")
         ->capture_default_str();
     command->add_option("--seconds", options->seconds, "Time to spend on each function")
-        ->check(CLI::Range(0.0, 3600.0))
+        ->check(Between(0, 3600))
         ->capture_default_str();
     command
         ->add_option("--memory", options->mebibytes,
                      "Memory that the frames rotate through, in MiB; little keeps them in caches")
         ->type_name("MIB")
-        ->check(CLI::Range(1, 1 << 16))
+        ->check(Between(1, 1 << 16))
         ->capture_default_str();
     command
         ->add_flag("--markdown", options->markdown,

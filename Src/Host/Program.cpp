@@ -103,6 +103,12 @@ void RequirePath(const hostkit::Transition &transition, Path path) {
         (other ? std::string("; use --path ") + (path == Path::Yuv ? "rgb" : "yuv") : ""));
 }
 
+std::vector<Path> ChoosePaths(const std::string &word) {
+    return Choose<std::vector<Path>>(
+        "--path", word,
+        {{"yuv", {Path::Yuv}}, {"rgb", {Path::Rgb}}, {"both", {Path::Yuv, Path::Rgb}}});
+}
+
 const hostkit::Easing &RequireEasing(const std::string &name) {
     if (const hostkit::Easing *easing = hostkit::FindEasing(name))
         return *easing;

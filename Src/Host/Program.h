@@ -60,6 +60,9 @@ Value Choose(const std::string &option, const std::string &word,
     throw Failure(option + " " + word + ": there are " + all);
 }
 
+/// The paths that "yuv", "rgb" or "both" names; throws a Failure for another word.
+std::vector<Path> ChoosePaths(const std::string &word);
+
 /// The easing of this name; throws a Failure that tells all of them.
 const hostkit::Easing &RequireEasing(const std::string &name);
 

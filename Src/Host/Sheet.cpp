@@ -1,4 +1,5 @@
 #include "Clip.h"
+#include "Duration.h"
 #include "Failure.h"
 #include "Painter.h"
 #include "PictureFile.h"
@@ -28,7 +29,7 @@ struct Options {
     std::vector<double> positions; ///< in percent, instead of columns even ones
     int cellWidth = 160;
     int across = 1;
-    double at = 0;
+    std::string at = "0";
     std::string ease = "linear";
     bool reverse = false;
     std::uint64_t seed = 0;
@@ -54,6 +55,7 @@ Inputs LoadInputs(const Options &options) {
     Canvas &canvas = inputs.canvas;
     canvas.width = 640;
     canvas.height = 360;
+    const double at = SecondsIn(ParseTime(options.at, "--at"), canvas.rate);
     std::vector<Clip> clips;
     for (const std::string &name : options.clips)
         clips.push_back(ProbeClip(name));
@@ -74,7 +76,7 @@ Inputs LoadInputs(const Options &options) {
     for (int i = 0; i < 2; ++i) {
         const Frame picture =
             clips.empty() ? ToFrame((i ? DuskPicture : DayPicture)(canvas.width, canvas.height))
-                          : PictureAt(clips[i], canvas, options.at);
+                          : PictureAt(clips[i], canvas, at);
         inputs.planar[i] = Converter(DrawingCanvas(canvas, Path::Yuv)).Convert(*picture);
         inputs.packed[i] = Converter(DrawingCanvas(canvas, Path::Rgb)).Convert(*picture);
     }
@@ -237,11 +239,11 @@ void DrawRow(cairo_t *cr, const Layout &layout, int row, const hostkit::Motion &
 }
 
 void Run(const Program &program, const Options &options) {
+    if (options.clips.size() == 1 || options.clips.size() > 2)
+        throw Failure("give two clips or pictures, or none for the built-in ones");
     CheckPictureName(options.output);
     Layout layout = {};
-    layout.blocks = Choose<std::vector<Path>>(
-        "--path", options.path,
-        {{"yuv", {Path::Yuv}}, {"rgb", {Path::Rgb}}, {"both", {Path::Yuv, Path::Rgb}}});
+    layout.blocks = ChoosePaths(options.path);
     const hostkit::Motion motion{&RequireEasing(options.ease), options.reverse, options.seed};
     const hostkit::Plugin plugin(program.pluginFile);
     layout.rows = ChooseTransitions(plugin, options.names);
@@ -288,7 +290,7 @@ void AddSheet(CLI::App &app, Program &program) {
     command
         ->add_option("A B", options->clips,
                      "Two clips or still pictures; two built-in pictures when left out")
-        ->expected(2);
+        ->type_name("FILE");
     command->add_option("-t,--transition", options->names, "The transitions; all when left out")
         ->type_name("NAME")
         ->allow_extra_args(false);
@@ -325,8 +327,9 @@ void AddSheet(CLI::App &app, Program &program) {
         ->check(Between(1, 10))
         ->capture_default_str();
     command
-        ->add_option("--at", options->at, "Which picture of the clips, in seconds from their start")
-        ->check(Between(0, 1e9))
+        ->add_option("--at", options->at,
+                     "Which picture of the clips, by the time from their start")
+        ->type_name("TIME")
         ->capture_default_str();
     command->add_option("--ease", options->ease, "How the position runs (see render)")
         ->type_name("NAME")

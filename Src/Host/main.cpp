@@ -12,6 +12,31 @@ const std::vector<void (*)(CLI::App &, host::Program &)> kCommands = {
     host::AddRender, host::AddSheet, host::AddList,
     host::AddInfo,   host::AddBench, host::AddPictures};
 
+/// Refuses a first argument that is neither an option nor a sub-command.
+void CheckCommand(const CLI::App &app, const std::string &asked) {
+    std::string names;
+    for (const CLI::App *command : app.get_subcommands({})) {
+        if (asked == command->get_name())
+            return;
+        names += (names.empty() ? "" : ", ") + command->get_name();
+    }
+    if (!asked.starts_with('-'))
+        throw CLI::Error("", asked.empty()
+                                 ? "give a command: " + names
+                                 : "there is no command " + asked + "; there are " + names);
+}
+
+/// What CLI11 says, in plain words.
+std::string Reworded(const std::string &what) {
+    const std::string start = "Could not convert: ";
+    if (what.starts_with(start))
+        return what.substr(start.size()) + ": give a number";
+    const std::string option = what.substr(0, what.find(": "));
+    if (what.ends_with(" missing"))
+        return option + ": its value is missing";
+    return what.find(" but received ") != std::string::npos ? option + ": give it once" : what;
+}
+
 } // namespace
 
 int main(int argc, char **argv) {
@@ -25,16 +50,12 @@ int main(int argc, char **argv) {
         app.require_subcommand(1);
         for (const auto add : kCommands)
             add(app, program);
+        CheckCommand(app, argc > 1 ? argv[1] : "");
         app.parse(argc, argv);
     } catch (const CLI::Success &request) {
         return app.exit(request); // --help, --version
-    } catch (const CLI::ConversionError &error) {
-        const std::string what = error.what(), start = "Could not convert: ";
-        std::fprintf(stderr, "transitions: %s: give a number (see --help)\n",
-                     what.substr(what.starts_with(start) ? start.size() : 0).c_str());
-        return 2;
     } catch (const CLI::Error &error) {
-        std::fprintf(stderr, "transitions: %s (see --help)\n", error.what());
+        std::fprintf(stderr, "transitions: %s (see --help)\n", Reworded(error.what()).c_str());
         return 2;
     } catch (const std::exception &error) {
         std::fprintf(stderr, "transitions: %s\n", error.what());
