@@ -12,8 +12,8 @@ namespace hostkit {
 ///
 /// Why 1, and not the number of frames: the plug-in's eased curves end exactly at their length for
 /// some lengths only. 1 is one of them; at 15, 30, 47 the last frame of TrTriangle2 keeps a line of
-/// the outgoing picture. And a picture then depends on how far the transition has come alone, not on
-/// how many frames it is spread over.
+/// the outgoing picture. And a picture then depends on how far the transition has come alone, not
+/// on how many frames it is spread over.
 constexpr double kLength = 1;
 
 /// Draws one frame by the path of its layout, which the transition must have. The three frames must
