@@ -34,8 +34,6 @@ TEST(Pixels, ConvertTruncatesAndRejects) {
 }
 
 TEST(Pixels, BlendsDivideEachProductOnItsOwn) {
-    for (unsigned n = 0; n <= 255 * 255; ++n)
-        ASSERT_EQ(Div255(n), n / 255);
     for (unsigned w = 0; w < 256; ++w)
         for (unsigned a = 0; a < 256; ++a)
             for (unsigned b = 0; b < 256; b += 5) {

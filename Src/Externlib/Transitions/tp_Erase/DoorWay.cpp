@@ -40,6 +40,7 @@ struct DoorWay {
     int height;
     float size;                             ///< depth of the approaching frame: 3 far, 1 full size
     std::array<Span, 2> doors;              ///< columns that the left and the right door cover
+    std::vector<Span> found;                ///< columns whose samples on the doors are looked for
     Span across;                            ///< columns that the approaching frame covers
     bool isWhole;                           ///< the doors cover their columns in every row
     std::vector<float> squeeze;             ///< per column: how much a door's rows shrink
@@ -121,6 +122,11 @@ DoorWay::DoorWay(const Frames &frames, double progress, DoorStep step)
         if (inBounds(at, height, width))
             Add(across, x);
     }
+    // Over a narrow slit it is quicker to go on than to begin anew.
+    constexpr int narrowSlit = 128;
+    found = {doors[0], doors[1]};
+    if (!doors[0].IsEmpty() && doors[1].begin - doors[0].end < narrowSlit)
+        found = {{doors[0].begin, std::max(doors[0].end, doors[1].end)}};
     for (int y = 0; y < height; ++y)
         backdrops.push_back(BackdropAt(*this, y));
     // A column's source rows run in one direction, so its first and its last row tell.
@@ -170,7 +176,8 @@ void FindPieces(DoorRow &row, const DoorWay &way, int y) {
         if (!columns.IsEmpty() && backdrop->kind != Backdrop::Floor)
             add({columns, false}, behindLasts);
     };
-    way.FindRows(row.doorRows, {0, way.width}, y);
+    for (const Span &columns : way.found)
+        way.FindRows(row.doorRows, columns, y);
     int done = 0;
     for (const Span &door : way.doors) {
         for (int x = door.begin; x < door.end; ++x) {
@@ -186,6 +193,13 @@ void FindPieces(DoorRow &row, const DoorWay &way, int y) {
         }
     }
     addBehind({done, way.width});
+}
+
+/// Where the doors' samples lie in a plane of this pitch, both coordinates shifted.
+void FindOffsets(DoorRow &row, const DoorWay &way, std::int32_t pitch, int shift) {
+    for (const Span &columns : way.found)
+        way.kernels.offsets(row.offsets.data() + columns.begin, row.doorRows.data() + columns.begin,
+                            way.shown.data() + columns.begin, pitch, shift, columns.Size());
 }
 
 void Gather(const ShaderKernels &kernels, const Layout &layout, std::uint8_t *out,
@@ -253,8 +267,7 @@ void DrawDoorWay(const Frames &frames, const DoorWay &way, const cv::Range &rows
             const auto &pieces = row.pieces[std::size_t(plane.step - 1)];
             const std::ptrdiff_t pitch = plane.kind == Plane::Packed ? plane.columns : plane.pitch;
             if (plane.kind != Plane::Cr && !pieces.empty()) // Cr's samples lie as those of Cb
-                way.kernels.offsets(row.offsets.data(), row.doorRows.data(), way.shown.data(),
-                                    static_cast<std::int32_t>(pitch), plane.step - 1, way.width);
+                FindOffsets(row, way, static_cast<std::int32_t>(pitch), plane.step - 1);
             for (const Piece &piece : pieces)
                 DrawPiece(plane, way, row, piece);
         }

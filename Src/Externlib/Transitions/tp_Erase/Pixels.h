@@ -23,17 +23,12 @@ TP_PIXEL std::int32_t Position(double progress, std::int32_t span, double total)
     return Convert(progress * span / total + 0.5);
 }
 
-/// n / 255 truncated, exact for 0 <= n <= 255 * 255, without a division and in 16 bits, which keeps
-/// vectors of bytes narrow.
-TP_PIXEL std::uint16_t Div255(std::uint16_t n) {
-    return static_cast<std::uint16_t>(n + 1 + (n >> 8)) >> 8;
-}
-
 /// The blend of the planar paths: a at weight w, b at 255 - w, each product divided by 255 on its
-/// own and truncated. Full weight reproduces the input.
+/// own and truncated. Full weight reproduces the input. The products have 16 bits, like those
+/// below, which keeps vectors of them narrow.
 TP_PIXEL std::uint8_t BlendYuv(std::uint8_t a, std::uint8_t b, std::uint8_t w) {
     const std::uint16_t productA = a * w, productB = b * (255 - w);
-    return static_cast<std::uint8_t>(Div255(productA) + Div255(productB));
+    return static_cast<std::uint8_t>(productA / 255 + productB / 255);
 }
 
 /// The blend of the packed paths: each product shifted by 8 on its own, so that a blended pixel is
