@@ -123,19 +123,73 @@ std::string ThroughLight(const Colours &from, const Colours &to) {
            ":m=" + matrix(to) + ":r=" + RangeName(to) + white + "," + pixels(to);
 }
 
-/// The blurred picture that fills the canvas behind the whole one. It is blurred small: that is
+/// To a size and to colours.
+std::string ScaleAndColour(const Box &size, const Colours &from, const Colours &to) {
+    if (!NeedsLight(from, to))
+        return Scale(size.width, size.height, from, to);
+    return Scale(size.width, size.height, from, from) + "," + ThroughLight(from, to) + "," +
+           Scale(size.width, size.height, to, to);
+}
+
+/// Where a picture goes.
+struct Fitting {
+    Box source;   ///< the part of it that is used
+    Box inner;    ///< where that lies on the canvas
+    Extent whole; ///< the canvas; with bars, odd sizes have a pixel more
+    bool hasBars;
+};
+
+Fitting FitInto(const Extent &picture, const Canvas &canvas) {
+    const Extent exact = {canvas.width, canvas.height, canvas.aspect};
+    Fitting fit = {
+        {0, 0, picture.width, picture.height}, {0, 0, exact.width, exact.height}, exact, false};
+    if (canvas.fit == Fit::Cover)
+        fit.source = Inner(picture, exact, true);
+    if (canvas.fit != Fit::Contain && canvas.fit != Fit::Blur)
+        return fit;
+    fit.inner = Inner(picture, exact, false);
+    fit.hasBars = fit.inner.width != exact.width || fit.inner.height != exact.height;
+    if (fit.hasBars) { // which end on whole samples of chroma
+        fit.whole.width += exact.width & 1;
+        fit.whole.height += exact.height & 1;
+        fit.inner = Inner(picture, fit.whole, false);
+    }
+    return fit;
+}
+
+/// Around the fitted picture: black, or the picture itself blurred. It is blurred small: that is
 /// fast, and nothing sharp is left.
-std::string OverBlurred(const Extent &picture, const Extent &canvas, const Box &inner,
-                        const std::string &fitted) {
-    const int width = std::max(2, canvas.width / 16 * 2),
-              height = std::max(2, canvas.height / 16 * 2);
-    return "split[front][back];[back]crop=" + Text(Inner(picture, canvas, true)) +
-           ",scale=" + std::to_string(width) + ":" + std::to_string(height) +
-           ":flags=area,gblur=sigma=" + std::to_string(std::max(1, height / 16)) +
-           ",scale=" + std::to_string(canvas.width) + ":" + std::to_string(canvas.height) +
-           ":flags=bicubic[ground];[front]" + fitted +
-           "[whole];[ground][whole]overlay=" + std::to_string(inner.x) + ":" +
-           std::to_string(inner.y) + ":format=auto";
+std::string AddBars(const Extent &picture, const Fitting &fit, Fit kind,
+                    const std::string &fitted) {
+    const auto size = [](int width, int height) {
+        return std::to_string(width) + ":" + std::to_string(height);
+    };
+    const std::string place = std::to_string(fit.inner.x) + ":" + std::to_string(fit.inner.y);
+    const std::string all = size(fit.whole.width, fit.whole.height);
+    if (kind != Fit::Blur)
+        return fitted + ",pad=" + all + ":" + place;
+    const int width = std::max(2, fit.whole.width / 16 * 2);
+    const int height = std::max(2, fit.whole.height / 16 * 2);
+    return "split[front][back];[back]crop=" + Text(Inner(picture, fit.whole, true)) +
+           ",scale=" + size(width, height) +
+           ":flags=area,gblur=sigma=" + std::to_string(std::max(2, height / 16)) + ",scale=" + all +
+           ":flags=bicubic[ground];[front]" + fitted + "[whole];[ground][whole]overlay=" + place +
+           ":format=auto";
+}
+
+/// Makes the extent that of the upright picture.
+std::vector<std::string> TurnUpright(const Orientation &orientation, Extent &extent) {
+    std::vector<std::string> filters;
+    if (orientation.isTransposed) {
+        filters.emplace_back("transpose=cclock_flip");
+        std::swap(extent.width, extent.height);
+        extent.aspect = av_inv_q(extent.aspect);
+    }
+    if (orientation.isMirrored)
+        filters.emplace_back("hflip");
+    if (orientation.isFlipped)
+        filters.emplace_back("vflip");
+    return filters;
 }
 
 std::string Joined(const std::vector<std::string> &filters) {
@@ -189,34 +243,12 @@ std::string PictureFilters(const AVFrame &picture, const Orientation &orientatio
     const AVPixelFormat pixels = PlainPixels(canvas.pixels, ignored);
     const auto own = AVPixelFormat(picture.format);
     Extent extent = {picture.width, picture.height, picture.sample_aspect_ratio};
-    std::vector<std::string> filters;
-    if (orientation.isTransposed) {
-        filters.push_back("transpose=cclock_flip");
-        std::swap(extent.width, extent.height);
-        extent.aspect = av_inv_q(extent.aspect);
-    }
-    if (orientation.isMirrored)
-        filters.emplace_back("hflip");
-    if (orientation.isFlipped)
-        filters.emplace_back("vflip");
-    const Extent exact = {canvas.width, canvas.height, canvas.aspect};
-    const bool isCut = canvas.fit == Fit::Cover;
-    const Box source = isCut ? Inner(extent, exact, true) : Box{0, 0, extent.width, extent.height};
-    Box inner = {0, 0, exact.width, exact.height};
-    if (canvas.fit == Fit::Contain || canvas.fit == Fit::Blur)
-        inner = Inner(extent, exact, false);
-    const bool isWhole = inner.width == exact.width && inner.height == exact.height;
-    Extent whole = exact;
-    if (!isWhole) { // bars end on whole samples of chroma, so odd sizes get a pixel too much at
-                    // first
-        whole.width += whole.width & 1;
-        whole.height += whole.height & 1;
-        inner = Inner(extent, whole, false);
-    }
-    const bool isSame = source.width == inner.width && source.height == inner.height && isWhole &&
-                        own == pixels && from.range == to.range && from.matrix == to.matrix &&
-                        !NeedsLight(from, to);
-    if (isSame)
+    std::vector<std::string> filters = TurnUpright(orientation, extent);
+    const Fitting fit = FitInto(extent, canvas);
+    const Box &source = fit.source, &inner = fit.inner;
+    if (source.width == inner.width && source.height == inner.height && !fit.hasBars &&
+        own == pixels && from.range == to.range && from.matrix == to.matrix &&
+        !NeedsLight(from, to))
         return Joined(filters);
     if (HasAlpha(own) && !HasAlpha(pixels))
         filters.push_back(std::string("format=") +
@@ -225,25 +257,18 @@ std::string PictureFilters(const AVFrame &picture, const Orientation &orientatio
     if (source.width != extent.width || source.height != extent.height)
         filters.push_back("crop=" + Text(source) + ":exact=1");
     // Bars are black in limited range, so a full-range canvas gets its range last.
-    const bool isLate = !isWhole && to.range == AVCOL_RANGE_JPEG && to.matrix != AVCOL_SPC_RGB;
+    const bool isLate = fit.hasBars && to.range == AVCOL_RANGE_JPEG && to.matrix != AVCOL_SPC_RGB;
     if (isLate)
         to.range = AVCOL_RANGE_MPEG;
-    std::string fitted = Scale(inner.width, inner.height, from, to) + "," + PixelsFilter(pixels);
-    if (NeedsLight(from, to))
-        fitted = Scale(inner.width, inner.height, from, from) + "," + ThroughLight(from, to) + "," +
-                 Scale(inner.width, inner.height, to, to) + "," + PixelsFilter(pixels);
-    if (isWhole)
+    const std::string fitted = ScaleAndColour(inner, from, to) + "," + PixelsFilter(pixels);
+    if (!fit.hasBars)
         filters.push_back(fitted);
-    else if (canvas.fit == Fit::Blur)
-        filters.push_back(OverBlurred(extent, whole, inner, fitted) + "," + PixelsFilter(pixels));
     else
-        filters.push_back(fitted + ",pad=" + std::to_string(whole.width) + ":" +
-                          std::to_string(whole.height) + ":" + std::to_string(inner.x) + ":" +
-                          std::to_string(inner.y));
-    if (whole.width != exact.width || whole.height != exact.height)
-        filters.push_back("crop=" + Text({0, 0, exact.width, exact.height}) + ":exact=1");
+        filters.push_back(AddBars(extent, fit, canvas.fit, fitted) + "," + PixelsFilter(pixels));
+    if (fit.whole.width != canvas.width || fit.whole.height != canvas.height)
+        filters.push_back("crop=" + Text({0, 0, canvas.width, canvas.height}) + ":exact=1");
     if (isLate)
-        filters.push_back(Scale(exact.width, exact.height, to, canvas.colours) + "," +
+        filters.push_back(Scale(canvas.width, canvas.height, to, canvas.colours) + "," +
                           PixelsFilter(pixels));
     return Joined(filters);
 }
