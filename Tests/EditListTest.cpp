@@ -255,6 +255,8 @@ TEST_F(EditFile, RefusesInWordsThatSayWhereAndWhat) {
         {"{\"OTIO_SCHEMA\": \"Timeline.1\"}", "has no \"tracks\""},
         {OfClips({}).dump(), "tracks: there is no track of pictures with a clip"},
         {clip("/source_range/duration/rate", 0), "source_range.duration.rate: a rate from"},
+        {clip("/source_range/duration", At(1e13, 25)), "duration: the time is too long"},
+        {clip("/source_range/duration", At(1, 0.004)), "ends after what is all"}, // 250 s
         {clip("/source_range/duration/value", "x"), "value: a number is wanted, not string"},
         {clip("/source_range/duration/value", -1), "source_range.duration: is below 0"},
         {clip("/source_range/start_time/value", 1e300),

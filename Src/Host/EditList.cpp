@@ -121,7 +121,7 @@ AVRational Rate(double rate) {
     const double whole = std::round(rate), ntsc = std::round(rate * 1.001);
     if (std::abs(rate - whole) < 1e-6)
         return {int(whole), 1};
-    if (std::abs(rate - ntsc * 1000 / 1001) < 0.0045 && ntsc < 1000)
+    if (std::abs(rate - ntsc * 1000 / 1001) < 0.0045 && ntsc > 0 && ntsc < 1000)
         return {int(ntsc) * 1000, 1001};
     return av_d2q(rate, 10'000'000);
 }
@@ -132,6 +132,9 @@ Time ReadTime(const Node &node) {
     if (!(rate >= 0.001 && rate <= 1e9))
         rateNode.Fail("a rate from 0.001 to 1000000000 is wanted");
     double value = Number(Require(node, "value"));
+    constexpr double kLongest = 1e9; // seconds, so that sums in the finest unit stay whole
+    if (std::abs(value) > kLongest * rate)
+        node.Fail("the time is too long");
     Time time = {0, Rate(rate)};
     constexpr int kFinest = 1 << 20;
     while (value != std::floor(value) && time.rate.num < kFinest) {
