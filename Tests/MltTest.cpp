@@ -319,17 +319,20 @@ TEST_P(Orders, GoFromTheClipThatEnds) {
                         "<tractor><track producer='lower'/><track producer='" +
                         (order.isNested ? "nested" : "upper") + "'/>" +
                         TransitionFrom(10, 14,
-                                       Property("mlt_service", "tp_erase.linear_wipe") +
+                                       Property("mlt_service", "tp_erase.erase_slide") +
                                            Property("reverse", reverse) +
                                            (order.isMix ? Property("kdenlive:mixcut", "1") : "")) +
                         "</tractor>");
         constexpr std::size_t kSize = 64 * 48 * 4;
         ASSERT_GE(pictures.size(), 15 * kSize);
-        const auto isRed = [&](std::size_t frame) {
-            return static_cast<unsigned char>(pictures[frame * kSize]) > 127;
+        const auto isRed = [&](std::size_t frame, std::size_t x = 0) {
+            return static_cast<unsigned char>(pictures[frame * kSize + x * 4]) > 127;
         };
         EXPECT_EQ(isRed(10), order.lowerGoes) << reverse;
         EXPECT_EQ(isRed(14), !order.lowerGoes) << reverse;
+        // Half-way the incoming clip has come in from the left.
+        EXPECT_EQ(isRed(12, 8), !order.lowerGoes) << reverse;
+        EXPECT_EQ(isRed(12, 56), order.lowerGoes) << reverse;
     }
 }
 
