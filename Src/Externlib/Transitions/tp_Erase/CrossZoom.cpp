@@ -79,6 +79,39 @@ void FillDraws(std::vector<std::int32_t> &draws) {
         draw = std::rand() % kDraws;
 }
 
+/// Blurs a packed frame on one thread, with one draw of the process's generator for each pixel.
+void BlurInOrder(const Frames &frames, const CrossZoom &zoom) {
+    FadedPlane faded(frames[Plane::Packed]);
+    faded.Fade({0, frames.height}, zoom.fade);
+    std::vector<std::int32_t> draws(static_cast<std::size_t>(frames.width));
+    for (int y = 0; y < frames.height; ++y) {
+        FillDraws(draws);
+        Shaders().blurPixels6(faded.Row(y), frames.width, zoom.Row(frames, y), 0, draws.data(),
+                              frames.width);
+    }
+}
+
+/// Blurs the first `count` pixels of a packed frame on several threads. A pixel's draw is a
+/// function of one draw of the process's generator and of the pixel's index.
+void BlurInParallel(const Frames &frames, const CrossZoom &zoom, int count) {
+    constexpr int samples = 5;
+    const int width = frames.width;
+    const int rowCount = (count - 1) / width + 1;
+    FadedPlane faded(frames[Plane::Packed]);
+    DrawInParallel(RowsRead(zoom.Row(frames, rowCount - 1), samples),
+                   [&](const cv::Range &rows) { faded.Fade(rows, zoom.fade); });
+    const auto seed = static_cast<std::uint32_t>(std::rand());
+    DrawInParallel(rowCount, [&](const cv::Range &rows) {
+        std::vector<std::int32_t> draws(static_cast<std::size_t>(width));
+        for (int y = rows.start; y < rows.end; ++y) {
+            const int pixels = std::min(width, count - y * width);
+            Shaders().hashDraws(draws.data(), static_cast<std::uint32_t>(y * width), seed, pixels);
+            Shaders().blurPixels5(faded.Row(y), width, zoom.Row(frames, y), 0, draws.data(),
+                                  pixels);
+        }
+    });
+}
+
 } // namespace
 
 void TrCrossZoom(YUVImage *out, const YUVImage *in1, const YUVImage *in2, const TransParam *param) {
@@ -113,40 +146,19 @@ void TrCrossZoomRGB(void *out, void *in1, void *in2, const TransParam *param) {
     constexpr int serialPixels = 1000;
     const CrossZoom zoom(static_cast<float>(Smooth(ProgressOf(*param)).Fraction()));
     const Frames frames(out, in1, in2);
-    const Plane &plane = frames[Plane::Packed];
     const int inputPixels = DIGetWidth(in1) * DIGetHeight(in1);
-    const int width = frames.width;
-    if (width < 1 || frames.height < 1)
+    if (frames.width < 1 || frames.height < 1)
         return;
     CheckBuffers(frames);
-    FadedPlane faded(plane);
     if (inputPixels <= serialPixels) {
-        faded.Fade({0, frames.height}, zoom.fade);
-        std::vector<std::int32_t> draws(static_cast<std::size_t>(width));
-        for (int y = 0; y < frames.height; ++y) {
-            FillDraws(draws);
-            Shaders().blurPixels6(faded.Row(y), width, zoom.Row(frames, y), 0, draws.data(), width);
-        }
+        BlurInOrder(frames, zoom);
         return;
     }
     // Pixels beyond those of the first input stay black, and nothing is read for them: the inputs
     // may end there.
-    constexpr int samples = 5;
-    const int count = std::min(inputPixels, width * frames.height);
-    const int rowCount = (count - 1) / width + 1;
+    const Plane &plane = frames[Plane::Packed];
+    const int count = std::min(inputPixels, frames.width * frames.height);
     FillBytes(plane.start.out + std::ptrdiff_t(count) * 4, 0,
               plane.size - std::ptrdiff_t(count) * 4);
-    DrawInParallel(RowsRead(zoom.Row(frames, rowCount - 1), samples),
-                   [&](const cv::Range &rows) { faded.Fade(rows, zoom.fade); });
-    // A pixel's draw is a function of the seed and of the pixel's index.
-    const auto seed = static_cast<std::uint32_t>(std::rand());
-    DrawInParallel(rowCount, [&](const cv::Range &rows) {
-        std::vector<std::int32_t> draws(static_cast<std::size_t>(width));
-        for (int y = rows.start; y < rows.end; ++y) {
-            const int pixels = std::min(width, count - y * width);
-            Shaders().hashDraws(draws.data(), static_cast<std::uint32_t>(y * width), seed, pixels);
-            Shaders().blurPixels5(faded.Row(y), width, zoom.Row(frames, y), 0, draws.data(),
-                                  pixels);
-        }
-    });
+    BlurInParallel(frames, zoom, count);
 }

@@ -50,6 +50,8 @@ struct DoorWay {
     std::vector<Backdrop> backdrops;        ///< per row
 
     DoorWay(const Frames &frames, double progress, DoorStep step);
+    /// What FindRows needs to know of the doors in all rows.
+    void PrepareRows();
     float RowCentre() const { return static_cast<float>(height >> 1); }
     /// Finds the first input's rows that a door shows in row y, -1 where that is none; whether all
     /// are found. `rows` has room for every column.
@@ -95,7 +97,7 @@ Backdrop BackdropAt(const DoorWay &way, int y) {
 
 DoorWay::DoorWay(const Frames &frames, double progress, DoorStep step)
     : width(frames.width), height(frames.height),
-      size(mix(1, 3, static_cast<float>(1.0 - progress))), isWhole(true) {
+      size(mix(1, 3, static_cast<float>(1.0 - progress))) {
     constexpr double perspective = 0.4F;
     const int halfWidth = width >> 1;
     const float middle = 0.5F * float(width);
@@ -122,15 +124,20 @@ DoorWay::DoorWay(const Frames &frames, double progress, DoorStep step)
         if (inBounds(at, height, width))
             Add(across, x);
     }
+    for (int y = 0; y < height; ++y)
+        backdrops.push_back(BackdropAt(*this, y));
+    PrepareRows();
+}
+
+void DoorWay::PrepareRows() {
     // Over a narrow slit it is quicker to go on than to begin anew.
     constexpr int narrowSlit = 128;
     found = {doors[0], doors[1]};
     if (!doors[0].IsEmpty() && doors[1].begin - doors[0].end < narrowSlit)
         found = {{doors[0].begin, std::max(doors[0].end, doors[1].end)}};
-    for (int y = 0; y < height; ++y)
-        backdrops.push_back(BackdropAt(*this, y));
     // A column's source rows run in one direction, so its first and its last row tell.
     std::vector<std::int32_t> rows(squeeze.size());
+    isWhole = true;
     for (const Span &door : doors)
         for (const int y : {0, height - 1})
             isWhole &= FindRows(rows, door, y);
