@@ -336,17 +336,19 @@ TEST_P(Orders, GoFromTheClipThatEnds) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Mlt, Orders,
-                         testing::Values(Order{"LowerEnds", 0, 15, 10, 25, true, true, false},
-                                         Order{"UpperEnds", 10, 25, 0, 15, false, true, false},
-                                         Order{"UpperLiesOver", 0, 25, 10, 20, true, false, false},
-                                         Order{"UpperEndsOverLower", 0, 25, 5, 15, false, false,
-                                               false},
-                                         Order{"BothGoOn", 0, 25, 0, 25, true, false, false},
-                                         Order{"BothEnd", 0, 15, 0, 15, true, false, false},
-                                         Order{"NestedEnds", 10, 25, 0, 15, false, false, true},
-                                         Order{"NestedBegins", 0, 15, 10, 25, true, false, true}),
-                         [](const auto &info) { return info.param.name; });
+INSTANTIATE_TEST_SUITE_P(
+    Mlt, Orders,
+    testing::Values(Order{"LowerEnds", 0, 15, 10, 25, true, true, false},
+                    Order{"UpperEnds", 10, 25, 0, 15, false, true, false},
+                    Order{"UpperLiesOver", 0, 25, 10, 20, true, false, false},
+                    Order{"UpperEndsOverLower", 0, 25, 5, 15, false, false, false},
+                    Order{"LowerBeginsUnderUpper", 10, 25, 0, 25, false, false, false},
+                    Order{"UpperIsTheOverlap", 0, 25, 10, 15, true, false, false},
+                    Order{"BothGoOn", 0, 25, 0, 25, true, false, false},
+                    Order{"BothEnd", 0, 15, 0, 15, true, false, false},
+                    Order{"NestedEnds", 10, 25, 0, 15, false, false, true},
+                    Order{"NestedBegins", 0, 15, 10, 25, true, false, true}),
+    [](const auto &info) { return info.param.name; });
 
 TEST(Mlt, SaysThatAnEasingIsUnknown) {
     EXPECT_FALSE(PlayProject(Coloured("red", 5) + Coloured("blue", 5) +
@@ -416,11 +418,13 @@ struct Still {
         return picture;
     }
     /// The bytes of the middle frame.
-    static std::string Half(const Form &form, int alphaOfA, int alphaOfB) {
+    static std::string Half(const Form &form, int alphaOfA, int alphaOfB,
+                            const std::string &properties = "") {
         const Clips clips(form, {Picture(100, 100, alphaOfA), Picture(220, 20, alphaOfB)});
-        const std::string all = clips.Render(clips.Name(0) + " " + clips.Name(1) +
-                                                 " -mix 5 -mixer tp_erase.erase_slide",
-                                             "real_time=-1");
+        const std::string all =
+            clips.Render(clips.Name(0) + " " + clips.Name(1) +
+                             " -mix 5 -mixer tp_erase.erase_slide " + properties,
+                         "real_time=-1");
         return all.size() == 5 * form.FrameSize() ? all.substr(2 * form.FrameSize()) : "";
     }
     static std::array<int, 4> Pixel(const std::string &rgba, int x) {
@@ -435,6 +439,12 @@ TEST(Mlt, KeepsTransparency) {
     const std::string half = Still::Half(Still::kRgba, 255, 128);
     EXPECT_EQ(Still::Pixel(half, 8), (std::array{220, 220, 220, 128}));
     EXPECT_EQ(Still::Pixel(half, 56), (std::array{100, 100, 100, 255}));
+}
+
+TEST(Mlt, PlanarPicturesAreOpaque) {
+    const std::string half = Still::Half(Still::kRgba, 0, 128, "path=yuv");
+    for (const int x : {8, 56})
+        EXPECT_EQ(Still::Pixel(half, x)[3], 255) << x;
 }
 
 // Luma of limited range: 16 + 219 v / 255.
