@@ -509,7 +509,7 @@ TEST_F(Program, ClipIsFittedToTheFirstOne) {
     for (int i = 0; i < 20; ++i)
         grey.push_back(std::string(80 * 20, char(100 + i)) + std::string(40 * 10 * 2, char(128)));
     Write(file("grey.y4m"), Y4m(grey, "W80 H20 F50:1 A1:1"));
-    for (const char *fit : {"contain", "cover", "stretch"}) {
+    for (const char *fit : {"contain", "cover", "stretch", "blur"}) {
         const Outcome run = Render("-t Erase -d 0.2 " + file("a.y4m") + " " + file("grey.y4m") +
                                    " -o " + file("o.y4m") + " --fit " + fit);
         EXPECT_EQ(run.output, "A 12 + B 10 - overlap 5 = 17 frames\n");
@@ -521,6 +521,25 @@ TEST_F(Program, ClipIsFittedToTheFirstOne) {
             const bool bars = std::strcmp(fit, "contain") == 0;
             EXPECT_NEAR(std::uint8_t(frames[i][0]), bars ? 16 : middle, 1) << fit;
         }
+    }
+    // As fast as the result: its last picture is the last, and a still picture is there at all.
+    Write(file("grey.y4m"), Y4m(grey, "W80 H20 F25:1 A1:1"));
+    ASSERT_EQ(
+        Shell("ffmpeg -v error -i " + file("grey.y4m") + " -frames:v 1 " + file("grey.png")).output,
+        "");
+    for (const char *fit : {"contain", "blur"}) {
+        EXPECT_EQ(Render("-q -t cut " + file("a.y4m") + " " + file("grey.y4m") + " " +
+                         file("grey.png") + " --still 2f -o " + file("o.y4m") + " --fit " + fit)
+                      .output,
+                  "");
+        const Pictures frames = FramesOf(Read(file("o.y4m")));
+        ASSERT_EQ(frames.size(), 34u);
+        const auto level = [&](int frame) {
+            return int(std::uint8_t(frames[frame][(kHeight / 2) * kWidth + kWidth / 2]));
+        };
+        EXPECT_EQ(level(12), 100) << fit;
+        EXPECT_EQ(level(31), 119) << fit;
+        EXPECT_NEAR(level(33), 100, 2) << fit; // through RGB
     }
 }
 

@@ -270,11 +270,12 @@ std::string Footage::Filters(const AVFrame &picture) const {
     std::string filters = clip.isInterlaced && !canvas.keepsInterlacing
                               ? "bwdif=mode=send_frame:deint=interlaced,"
                               : "";
-    // Pictures that are left out need not be fitted, and those that are repeated only once.
-    const bool isFaster = av_cmp_q(clip.rate, canvas.rate) > 0;
+    // Pictures that are left out need not be fitted, and those that are repeated only once; but
+    // where two chains come together, how long the last picture shows is lost behind them.
+    const bool isSteadyFirst = av_cmp_q(clip.rate, canvas.rate) > 0 || canvas.fit == Fit::Blur;
     if (fitted.empty())
         return filters + steady;
-    return filters + (isFaster ? steady + ("," + fitted) : fitted + "," + steady);
+    return filters + (isSteadyFirst ? steady + ("," + fitted) : fitted + "," + steady);
 }
 
 void Footage::OpenGraph(const AVFrame &picture) {

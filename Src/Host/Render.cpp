@@ -139,9 +139,9 @@ void TellChanges(const RenderOptions &options, const Work &work, const OutputPla
         if (IsHdr(clip.colours) && !IsHdr(canvas.colours))
             Tell(clip.name +
                  ": its high dynamic range is tone-mapped to the result's standard one");
-        else if (BitsOf(clip.pixels) == 10 && BitsOf(canvas.pixels) == 8)
-            Tell(clip.name +
-                 ": its 10 bits become 8; --depth 10 keeps them outside the transitions");
+        else if (!clip.isStill && BitsOf(clip.pixels) > 8 && BitsOf(canvas.pixels) == 8)
+            Tell(clip.name + ": its " + std::to_string(BitsOf(clip.pixels)) +
+                 " bits become 8; --depth 10 keeps 10 outside the transitions");
         if (!clip.leftOut.empty())
             Tell(clip.name + ": left out: " + clip.leftOut);
         if (clip.isPipe && clip.sound.rate && !options.sound.noClips)
