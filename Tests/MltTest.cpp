@@ -212,6 +212,24 @@ void ExpectDirectCalls(const Form &form, const std::vector<Mix> &mixes) {
     EXPECT_TRUE(clips.Render(timeline, "real_time=-4") == mixed) << "with four threads";
 }
 
+// BT.601 of limited range, by its own weights.
+TEST(Images, ConvertByTheStandardsWeights) {
+    for (const auto &[r, g, b] : {std::array{255, 0, 0}, {0, 255, 0}, {0, 0, 255}, {30, 200, 90}}) {
+        const double luma = 0.299 * r + 0.587 * g + 0.114 * b;
+        const double expected[] = {16 + 219 * luma / 255, 128 + 224 * (b - luma) / 1.772 / 255,
+                                   128 + 224 * (r - luma) / 1.402 / 255};
+        const std::uint8_t rgba[] = {std::uint8_t(r), std::uint8_t(g), std::uint8_t(b), 9};
+        const Frame frame = mlt::ConvertRgba(1, 1, rgba);
+        for (int plane = 0; plane < 3; ++plane)
+            EXPECT_NEAR(*frame.Row(plane, 0), expected[plane], 1.5) << plane;
+        std::uint8_t back[4];
+        mlt::ConvertToRgba(frame, back);
+        for (int i = 0; i < 3; ++i)
+            EXPECT_NEAR(back[i], rgba[i], 4) << i;
+        EXPECT_EQ(back[3], 255);
+    }
+}
+
 class EveryService : public testing::TestWithParam<Form> {};
 
 TEST_P(EveryService, DrawsWhatADirectCallDraws) {
