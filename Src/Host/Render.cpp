@@ -180,7 +180,7 @@ std::vector<Joint> ChooseJoints(const RenderOptions &options, const hostkit::Plu
         row.push_back(wish.name == hostkit::kAnyJoint ? nullptr
                                                       : &RequireTransition(plugin, wish.name));
     for (const hostkit::Transition &transition : plugin.Transitions())
-        if (transition.IsRegistered() && transition.yuv && transition.rgb)
+        if (transition.yuv && transition.rgb && !transition.info.countsBytes) // whole by any path
             candidates.push_back(&transition);
     hostkit::ChooseAny(row, candidates, options.seed);
     std::vector<Joint> joints;
