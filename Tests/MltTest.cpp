@@ -424,7 +424,7 @@ TEST(Mlt, AnswersQueries) {
 /// Erase_slide half-way, from grey to a picture that is bright on the left and dark on the right:
 /// the packed form uncovers it where it stands, the planar form slides it in, its right half first.
 struct Still {
-    static constexpr Form kRgba = {"rgba", "", 64, 48}, kYuv = {"yuv420p", "", 64, 48};
+    static inline const Form kRgba = {"rgba", "", 64, 48}, kYuv = {"yuv420p", "", 64, 48};
 
     static std::string Picture(int left, int right, int alpha) {
         std::string picture;
@@ -488,13 +488,13 @@ struct Element {
     xmlNode *node;
     std::string Attribute(const char *name) const {
         xmlChar *value = xmlGetProp(node, reinterpret_cast<const xmlChar *>(name));
-        const std::string text = value ? reinterpret_cast<const char *>(value) : "(none)";
+        std::string text = value ? reinterpret_cast<const char *>(value) : "(none)";
         xmlFree(value);
         return text;
     }
     std::string Text() const {
         xmlChar *content = xmlNodeGetContent(node);
-        const std::string text = reinterpret_cast<const char *>(content);
+        std::string text = reinterpret_cast<const char *>(content);
         xmlFree(content);
         return text;
     }

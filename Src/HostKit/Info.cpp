@@ -54,7 +54,8 @@ const char *KindName(Kind kind) {
     return kKinds[int(kind)];
 }
 
-std::span<const Info> Infos() {
+// A table, within a function so that it is there for whoever asks before main.
+std::span<const Info> Infos() { // NOLINT(readability-function-size)
     static const Info infos[] = {
         {.name = "Erase",
          .function = "TrErase",
