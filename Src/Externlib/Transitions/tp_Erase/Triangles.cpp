@@ -458,7 +458,7 @@ struct Rings {
         // than a rounding beyond the corner's distance.
         const int corner = Convert(std::sqrt(static_cast<double>(cy * cy + cx * cx)) + 0.5);
         const int radius = Convert(2 * corner * share + 0.5);
-        AddCircles(Limit(std::abs(radius), 0, corner + 1));
+        AddCircles(Limit(std::max(radius, -radius), 0, corner + 1));
         masks.Fill({0, width}, outside);
         for (std::size_t i = circles.size(); i-- > 0;)
             masks.Fill({cx - circles[i].reach, cx + circles[i].reach + 1},
@@ -471,7 +471,6 @@ struct Rings {
         const auto add = [&](std::int64_t radius) {
             circles.push_back({radius * radius, static_cast<int>(radius)});
         };
-        circles.reserve(std::size_t(std::sqrt(2.0 * static_cast<double>(last))) + 2);
         for (std::int64_t k = 1; (k * k + k + 2) / 2 < last; ++k)
             add((k * k + k + 2) / 2);
         const Input beyond = circles.size() % 2 ? Input::One : Input::Two;
