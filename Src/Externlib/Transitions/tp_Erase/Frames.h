@@ -176,7 +176,7 @@ private:
 
 /// The walk over a plane, in the order of memory: draw(row) for each of its rows.
 template<class Draw>
-void DrawRows(const Plane &plane, Draw draw) {
+inline void DrawRows(const Plane &plane, Draw draw) {
     const Place start = plane.start;
     const int rows = plane.rows;
     const bool isBottomUp = plane.isBottomUp;
@@ -200,7 +200,7 @@ void DrawRows(const Frames &frames, Draw draw) {
 
 /// The picture's row y in every plane that has samples of it.
 template<class Draw>
-void DrawRow(const Frames &frames, int y, Draw draw) {
+inline void DrawRow(const Frames &frames, int y, Draw draw) {
     for (const Plane &plane : frames.Planes())
         if ((y & (plane.step - 1)) == 0)
             draw(plane.RowOf(y));

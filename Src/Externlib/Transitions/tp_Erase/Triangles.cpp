@@ -26,7 +26,7 @@ namespace {
 /// the first input to byte x + 3. The columns overlap and the later one wins, so each byte up to
 /// the width shows its own column, two more the last column, one more the first input, and the rest
 /// of the row stays as it was.
-void FinishBytes(const Row &row, Input last) {
+inline void FinishBytes(const Row &row, Input last) {
     const int width = row.columns;
     if (row.kind != Plane::Packed || width < 1)
         return;
@@ -36,7 +36,7 @@ void FinishBytes(const Row &row, Input last) {
 
 /// Shows one input in a row's spans and the other between them. The spans ascend; they may overlap,
 /// be empty or reach out of the row.
-void ShowSpans(const Row &row, Input input, std::span<const Span> spans) {
+inline void ShowSpans(const Row &row, Input input, std::span<const Span> spans) {
     const int end = row.Samples(row.columns);
     int shown = 0;
     for (const Span &span : spans) {
@@ -84,6 +84,7 @@ struct Masks {
     int width;
     std::vector<std::uint8_t> luma;
     std::vector<std::uint8_t> chroma; ///< of the even columns
+    decltype(CopyKernels::select) select = CopyRows().select;
 
     explicit Masks(int w)
         : width(w), luma(static_cast<std::size_t>(w)), chroma(static_cast<std::size_t>(HalfUp(w))) {
@@ -107,7 +108,6 @@ struct Masks {
     }
     /// Draws the picture's row y.
     void Show(const Frames &frames, int y) const {
-        const auto select = CopyRows().select;
         DrawRow(frames, y, [&](const Row &row) {
             const auto &mask = row.step == 1 ? luma : chroma;
             select(row.out, row.in2, row.in1, mask.data(), std::ssize(mask));
