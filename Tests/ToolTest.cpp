@@ -48,6 +48,7 @@ TEST(Tool, AnswersWithTheRightWordsAndStatus) {
         {"info fade", 0, "its name in this program"},
         {"info wind", 0, "Wind\n  Title        Wind\n"},
         {"info wind", 0, "yes: the same --seed gives the same pictures"},
+        {"info Push", 0, "\n  Packed path  linear (at an even speed)\n"},
         {"info TrRect6", 0, "the name of its exported function"},
         {"info --markdown Push", 0, "| `Push` | B comes in from the left"},
         {"", 2, "transitions: give a command: render, sheet, list, info, bench, pictures (see"},
