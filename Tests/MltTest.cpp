@@ -27,12 +27,6 @@ using hostkit::Transition;
 
 constexpr int kFrames = 5;
 
-std::string Read(const std::string &file) {
-    std::ostringstream bytes;
-    bytes << std::ifstream(file, std::ios::binary).rdbuf();
-    return bytes.str();
-}
-
 /// A folder of the module and of those of the engine's that the tests need: the engine's others
 /// take their time and talk.
 const std::string &Repository() {
