@@ -1,4 +1,4 @@
-# What `cmake --install` puts where, and the Debian package that `cpack` makes of it.
+# What `cmake --install` puts where, and in which package (see Packages.cmake).
 include(CMakePackageConfigHelpers)
 
 set(TP_INCLUDE_FOLDER ${CMAKE_INSTALL_INCLUDEDIR}/tp_Erase)
@@ -20,9 +20,11 @@ foreach(library IN LISTS TP_INSTALLED_LIBRARIES)
 endforeach()
 # The plug-in finds the libraries beside it, wherever the installation is moved.
 set_property(TARGET tp_Erase PROPERTY INSTALL_RPATH "$ORIGIN")
+# Hosts load libtp_Erase.so by this name, so the link is needed at run time.
 install(TARGETS ${TP_INSTALLED_LIBRARIES} EXPORT tp_EraseTargets
-        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT libtp-erase1 NAMELINK_COMPONENT libtp-erase1
         INCLUDES DESTINATION ${TP_INCLUDE_FOLDER})
+set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME libtp-erase-dev)
 install(FILES Src/Externlib/Transitions/tp_Erase/tp_Erase.h
               Src/Externlib/Ozmu_ImageProc/Ozmu_ImageProc.h
               Src/Externlib/libVeskLogger/VeskLogger.h
@@ -47,26 +49,7 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/tp_Erase.pc DESTINATION ${TP_PKGCONFIG
 if(TP_BUILD_HOST)
     file(RELATIVE_PATH TP_BIN_TO_LIB /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
     set_property(TARGET transitions PROPERTY INSTALL_RPATH "$ORIGIN/${TP_BIN_TO_LIB}")
+    set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME transitions)
     install(TARGETS transitions RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
     install(FILES Docs/transitions.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 endif()
-
-set(CPACK_GENERATOR DEB)
-set(CPACK_PACKAGE_NAME tp-erase)
-set(CPACK_PACKAGE_VENDOR "tp_Erase")
-set(CPACK_PACKAGE_CONTACT "tp_Erase maintainers <tp-erase@example.org>")
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "Video transitions as a plug-in library and a program")
-set(CPACK_PACKAGE_DESCRIPTION
-    "Transitions between two video frames, planar and packed, in a plug-in
-library for video editors, and a program that renders them between clips and
-still pictures.")
-set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
-set(CPACK_STRIP_FILES ON)
-set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-set(CPACK_DEBIAN_PACKAGE_SECTION video)
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-# Libraries of the package itself are in no other package.
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
-# The labels of contact sheets.
-set(CPACK_DEBIAN_PACKAGE_RECOMMENDS fonts-dejavu-core)
-include(CPack)

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cstring>
 #include <cxxabi.h>
+#include <dlfcn.h>
 #include <elf.h>
 #include <fstream>
 #include <iterator>
@@ -54,7 +55,8 @@ Symbols Defined(const std::filesystem::path &path) {
         const Elf64_Shdr names = section(table.sh_link);
         for (std::size_t at = 0; at < table.sh_size; at += table.sh_entsize) {
             const auto symbol = At<Elf64_Sym>(file, table.sh_offset + at);
-            if (symbol.st_shndx == SHN_UNDEF)
+            // The version itself stands among the symbols as an absolute one.
+            if (symbol.st_shndx == SHN_UNDEF || symbol.st_shndx == SHN_ABS)
                 continue;
             const std::string name = &file.at(names.sh_offset + symbol.st_name);
             symbols[name] = Readable(name);
@@ -88,6 +90,15 @@ TEST(Exports, AreExactlyTheListedOnes) {
     EXPECT_TRUE(added.empty()) << "not in exports.txt, an internal that leaked:" << added;
     for (const auto &[symbol, text] : listed)
         EXPECT_EQ(text, Readable(symbol));
+}
+
+// Programs that link the plug-in ask for this version, so it stays as long as the soname does.
+TEST(Exports, HaveTheVersionOfTheSoname) {
+    void *library = dlopen(TestedPlugin().File().c_str(), RTLD_NOW);
+    ASSERT_NE(library, nullptr) << dlerror();
+    for (const auto &[symbol, text] : Listed())
+        EXPECT_NE(dlvsym(library, symbol.c_str(), "TP_ERASE_1"), nullptr) << text;
+    dlclose(library);
 }
 
 } // namespace

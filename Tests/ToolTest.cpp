@@ -318,16 +318,4 @@ TEST(Install, WorksWhereverItIsMoved) {
                          "LD_LIBRARY_PATH=$(pkg-config --variable=libdir tp_Erase) ./link"));
 }
 
-TEST(Install, DebianPackageNamesWhatItNeedsAndRuns) {
-    const Folder folder;
-    ASSERT_TRUE(Succeeds("cpack --config " TP_BUILD "/CPackConfig.cmake -B " + (folder / "deb")));
-    const std::string package = folder / "deb/*.deb";
-    const std::string needs = Shell("dpkg-deb -f " + package + " Depends").output;
-    for (const char *library : {"libavformat", "libcairo2", "libavfilter", "libstdc++6"})
-        EXPECT_NE(needs.find(library), std::string::npos) << needs;
-    ASSERT_TRUE(Succeeds("dpkg-deb -x " + package + " " + (folder / "root")));
-    EXPECT_EQ(Shell((folder / "root") + "/usr/bin/transitions list").output,
-              Program("list").output);
-}
-
 } // namespace

@@ -5,6 +5,7 @@
 
 #define VESK_API __attribute__((visibility("default")))
 
+#ifdef __cplusplus
 /// The logger that the host provides.
 class VeskLogger {
 public:
@@ -18,13 +19,19 @@ protected:
 };
 
 extern "C" {
+#else
+typedef struct VeskLogger VeskLogger; ///< opaque in C, which cannot make one of its own
+#endif
+
 /// The process's default logger, or null when there is none. At first it is one that writes
 /// messages of level VeskSetLevel and above to standard error.
-VESK_API VeskLogger *VeskGetDefaultLogger();
+VESK_API VeskLogger *VeskGetDefaultLogger(void);
 /// Replaces the default logger; null takes it away. The caller keeps the object alive.
 VESK_API void VeskSetDefaultLogger(VeskLogger *logger);
 /// The logger that writes to standard error.
-VESK_API VeskLogger *VeskGetStderrLogger();
+VESK_API VeskLogger *VeskGetStderrLogger(void);
 /// The lowest level that the standard error logger writes; 64 at first.
 VESK_API void VeskSetLevel(int level);
+#ifdef __cplusplus
 }
+#endif

@@ -18,11 +18,17 @@
 /// - One call at a time: the functions share a scratch record, the tables of Flash and the
 ///   process's rand(). Different processes are independent of each other.
 ///
-/// The offsets below are part of the interface and do not change.
+/// C hosts see the records and the registry; the functions that are exported by name are C++'s. The
+/// offsets below are part of the interface and do not change.
 #pragma once
 
+#include <assert.h>
+#include <stddef.h>
+#include <stdint.h>
+#ifdef __cplusplus
 #include <cstddef>
 #include <cstdint>
+#endif
 
 #define TP_ERASE_API __attribute__((visibility("default")))
 
@@ -31,18 +37,18 @@
 /// the geometry from the output's record and apply it to all three frames (TrCirque alone takes
 /// width and height from the first input). roll_RT alone needs chroma planes of full resolution:
 /// nPitchY * nHeight bytes each.
-struct YUVImage {
-    void *pHost0;          ///< the host's, never read
-    std::uint8_t *pY;      ///< luma, row 0 first; nPitchY * nHeight bytes
-    std::uint8_t *pU;      ///< Cb; nPitchUV * ((nHeight + 1) / 2) bytes
-    std::uint8_t *pV;      ///< Cr; the same size as pU
-    void *pHost1;          ///< the host's, never read
-    std::int32_t nWidth;   ///< pixels
-    std::int32_t nHeight;  ///< rows
-    std::int32_t nPitchY;  ///< bytes from one luma row to the next, at least nWidth
-    std::int32_t nPitchUV; ///< bytes from one chroma row to the next, at least (nWidth + 1) / 2
-    std::int32_t nPitchV;  ///< bytes from one Cr row to the next; read by TrRoll alone
-};
+typedef struct YUVImage {
+    void *pHost0;     ///< the host's, never read
+    uint8_t *pY;      ///< luma, row 0 first; nPitchY * nHeight bytes
+    uint8_t *pU;      ///< Cb; nPitchUV * ((nHeight + 1) / 2) bytes
+    uint8_t *pV;      ///< Cr; the same size as pU
+    void *pHost1;     ///< the host's, never read
+    int32_t nWidth;   ///< pixels
+    int32_t nHeight;  ///< rows
+    int32_t nPitchY;  ///< bytes from one luma row to the next, at least nWidth
+    int32_t nPitchUV; ///< bytes from one chroma row to the next, at least (nWidth + 1) / 2
+    int32_t nPitchV;  ///< bytes from one Cr row to the next; read by TrRoll alone
+} YUVImage;
 static_assert(offsetof(YUVImage, pY) == 8, "hosts find pY at this offset");
 static_assert(offsetof(YUVImage, pU) == 16, "hosts find pU at this offset");
 static_assert(offsetof(YUVImage, pV) == 24, "hosts find pV at this offset");
@@ -53,35 +59,35 @@ static_assert(offsetof(YUVImage, nPitchUV) == 52, "hosts find nPitchUV at this o
 static_assert(offsetof(YUVImage, nPitchV) == 56, "hosts find nPitchV at this offset");
 
 /// The host's parameter record. Two fields are read; none is written.
-struct TransParam {
+typedef struct TransParam {
     unsigned char host0[416]; ///< the host's, never read
     double dTotal;            ///< length of the transition in the host's unit, above 0
     double dCurrent;          ///< position, 0 to dTotal in the same unit
     unsigned char host1[48];  ///< the host's, never read
-};
+} TransParam;
 static_assert(offsetof(TransParam, dTotal) == 416, "hosts find dTotal at this offset");
 static_assert(offsetof(TransParam, dCurrent) == 424, "hosts find dCurrent at this offset");
 static_assert(sizeof(TransParam) == 480, "hosts lay TransParam out in this size");
 
 /// Draws one frame of a transition in the planar layout.
-using TransFuncYUV = void (*)(YUVImage *out, const YUVImage *in1, const YUVImage *in2,
-                              const TransParam *param);
+typedef void (*TransFuncYUV)(YUVImage *out, const YUVImage *in1, const YUVImage *in2,
+                             const TransParam *param);
 /// Draws one frame of a transition in the packed layout. The frames are image handles of the host's
 /// imaging library: 4 bytes per pixel, rows of exactly width * 4 bytes. The channel order is not
 /// interpreted.
-using TransFuncRGB = void (*)(void *out, void *in1, void *in2, const TransParam *param);
+typedef void (*TransFuncRGB)(void *out, void *in1, void *in2, const TransParam *param);
 
 static_assert(sizeof(wchar_t) == 4, "the records hold 4-byte wide characters");
 
 /// One row of the registry. Strings are NUL-terminated and zero-filled.
-struct TransInfo {
-    std::uint32_t nType;          ///< kind of plug-in; 2 in every row
+typedef struct TransInfo {
+    uint32_t nType;               ///< kind of plug-in; 2 in every row
     wchar_t szName[64];           ///< name shown to users
     TransFuncYUV pfnTransYUV;     ///< planar path
     TransFuncRGB pfnTransRGB;     ///< packed path
     wchar_t szGUID[37];           ///< what hosts know the transition by; the spelling is fixed
     unsigned char reserved[2420]; ///< zero
-};
+} TransInfo;
 static_assert(offsetof(TransInfo, szName) == 4, "hosts find szName at this offset");
 static_assert(offsetof(TransInfo, pfnTransYUV) == 264, "hosts find pfnTransYUV at this offset");
 static_assert(offsetof(TransInfo, pfnTransRGB) == 272, "hosts find pfnTransRGB at this offset");
@@ -91,15 +97,15 @@ static_assert(sizeof(TransInfo) == 2848, "hosts lay TransInfo out in this size")
 
 /// One cell of the moving rectangles. Centred coordinates have their origin in the middle of the
 /// frame, x to the right and y upward.
-struct RectInfo {
-    std::int32_t bHidden; ///< 1: wholly outside the frame (row-copied cells only)
-    double dOrgX;         ///< home x, centred (row-copied cells: pixels)
-    double dOrgY;         ///< home y, centred (row-copied cells: pixels)
-    double dPosX;         ///< current left edge, centred (row-copied cells: clipped, pixels)
-    double dPosY;         ///< current top edge, centred (row-copied cells: clipped, pixels)
-    std::int32_t nCopyW;  ///< pixels per row left after clipping (row-copied cells only)
-    std::int32_t nCopyH;  ///< rows left after clipping (row-copied cells only)
-};
+typedef struct RectInfo {
+    int32_t bHidden; ///< 1: wholly outside the frame (row-copied cells only)
+    double dOrgX;    ///< home x, centred (row-copied cells: pixels)
+    double dOrgY;    ///< home y, centred (row-copied cells: pixels)
+    double dPosX;    ///< current left edge, centred (row-copied cells: clipped, pixels)
+    double dPosY;    ///< current top edge, centred (row-copied cells: clipped, pixels)
+    int32_t nCopyW;  ///< pixels per row left after clipping (row-copied cells only)
+    int32_t nCopyH;  ///< rows left after clipping (row-copied cells only)
+} RectInfo;
 static_assert(offsetof(RectInfo, dOrgX) == 8, "hosts find dOrgX at this offset");
 static_assert(offsetof(RectInfo, dOrgY) == 16, "hosts find dOrgY at this offset");
 static_assert(offsetof(RectInfo, dPosX) == 24, "hosts find dPosX at this offset");
@@ -109,28 +115,35 @@ static_assert(offsetof(RectInfo, nCopyH) == 44, "hosts find nCopyH at this offse
 static_assert(sizeof(RectInfo) == 48, "hosts lay RectInfo out in this size");
 
 /// A point in single precision: x is a column, y a row in buffer order.
-struct Point2f {
+typedef struct Point2f {
     float x;
     float y;
-};
+} Point2f;
 static_assert(sizeof(Point2f) == 8, "hosts lay Point2f out in this size");
 
 // ---------------------------------------------------------------------------------------------
 // The registry
 // ---------------------------------------------------------------------------------------------
 
+#ifdef __cplusplus
 extern "C" {
+#endif
 /// The category of every transition here: "erase type". The same pointer on every call.
-TP_ERASE_API const char *GetTransType();
+TP_ERASE_API const char *GetTransType(void);
 /// The number of registered transitions.
-TP_ERASE_API std::int32_t GetTransCount();
+TP_ERASE_API int32_t GetTransCount(void);
 /// The record at index 0 .. GetTransCount() - 1, null for any other index.
-TP_ERASE_API const TransInfo *GetTransInfo(std::int32_t index);
-}
+TP_ERASE_API const TransInfo *GetTransInfo(int32_t index);
 
 /// The registered transitions, GetTransCount() of them; what GetTransInfo points into. Writable,
 /// never written here.
 extern TP_ERASE_API TransInfo g_arTransInfo[];
+#ifdef __cplusplus
+} // extern "C"
+
+// ---------------------------------------------------------------------------------------------
+// Functions exported by name, C++ alone
+// ---------------------------------------------------------------------------------------------
 
 /// A transition exported by its function name alone.
 struct NamedTrans {
@@ -351,3 +364,4 @@ TP_ERASE_API bool PtInTriangleCell(int x, int y, int n, double d, int ignored, i
 /// columns and b rows. The left and right ones exclude their edges, the upper and lower include
 /// them.
 TP_ERASE_API bool PtInRegion(int x, int y, int a, int b, int cx, int cy);
+#endif // __cplusplus

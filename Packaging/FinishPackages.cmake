@@ -1,0 +1,46 @@
+# Makes of each component that cmake has installed what Debian's policy asks of a package.
+set(source ${CPACK_TP_SOURCE_FOLDER})
+
+# changelog.Debian: an entry for each version of the changes' file that has a date.
+function(write_debian_changelog file)
+    file(STRINGS ${source}/CHANGELOG.md headings REGEX "^## [0-9.]+ \\(")
+    set(text "")
+    foreach(heading IN LISTS headings)
+        string(REGEX MATCH "^## ([0-9.]+) \\(([0-9-]+)\\)" found "${heading}")
+        execute_process(COMMAND date -u -R -d ${CMAKE_MATCH_2} OUTPUT_VARIABLE date COMMAND_ERROR_IS_FATAL ANY)
+        string(APPEND text "tp-erase (${CMAKE_MATCH_1}-${CPACK_DEBIAN_PACKAGE_RELEASE}) unstable; urgency=medium\n\n"
+                           "  * Version ${CMAKE_MATCH_1}; what changed is in changelog.gz.\n\n"
+                           " -- ${CPACK_PACKAGE_CONTACT}  ${date}\n")
+    endforeach()
+    file(WRITE ${file} "${text}")
+endfunction()
+
+function(compress)
+    execute_process(COMMAND gzip -9nf ${ARGN} COMMAND_ERROR_IS_FATAL ANY)
+endfunction()
+
+foreach(package IN LISTS CPACK_COMPONENTS_ALL)
+    set(root ${CPACK_TEMPORARY_DIRECTORY}/${package}/usr)
+    # In the system's folders libraries are found without being told where.
+    file(GLOB_RECURSE binaries ${root}/bin/* ${root}/lib/*.so*)
+    foreach(binary IN LISTS binaries)
+        if(NOT IS_SYMLINK ${binary})
+            file(RPATH_REMOVE FILE ${binary})
+        endif()
+    endforeach()
+
+    set(documents ${root}/share/doc/${package})
+    file(MAKE_DIRECTORY ${documents})
+    file(COPY_FILE ${source}/CHANGELOG.md ${documents}/changelog)
+    write_debian_changelog(${documents}/changelog.Debian)
+    file(COPY ${source}/Packaging/copyright DESTINATION ${documents})
+    file(GLOB manuals ${root}/share/man/*/*.[1-9])
+    compress(${documents}/changelog ${documents}/changelog.Debian ${manuals})
+
+    set(overrides ${source}/Packaging/${package}.lintian-overrides)
+    if(EXISTS ${overrides})
+        file(MAKE_DIRECTORY ${root}/share/lintian/overrides)
+        file(COPY_FILE ${overrides} ${root}/share/lintian/overrides/${package})
+    endif()
+    execute_process(COMMAND chmod -R u=rwX,go=rX ${root} COMMAND_ERROR_IS_FATAL ANY)
+endforeach()
