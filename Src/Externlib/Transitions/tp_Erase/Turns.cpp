@@ -391,15 +391,12 @@ void DrawPeel(const Frames &frames, Progress progress) {
     const Peel peel = MakePeel(frames.width, frames.height, progress);
     for (const Plane &plane : frames.Planes()) {
         PeelPainter painter(peel, plane);
-        const std::ptrdiff_t bytes = plane.VisibleBytes();
-        DrawRows(plane, [&](const Row &row) {
-            const int fold = row.y - peel.start;
-            if (fold <= 0)
-                row.Copy(Input::One, 0, bytes);
-            else if (fold >= frames.width)
-                row.Copy(Input::Two, 0, bytes);
-            else
+        DrawRows(plane, [&painter, start = peel.start](const Row &row) {
+            const int fold = row.y - start;
+            if (fold > 0 && fold < row.columns)
                 painter.Draw(row, fold);
+            else
+                row.Copy(fold <= 0 ? Input::One : Input::Two, 0, row.VisibleBytes());
         });
     }
 }
