@@ -92,6 +92,16 @@ lists."
         DEPENDS ${TP_LIBRARY_PACKAGE}
         ENHANCES "kdenlive, melt")
 endif()
+if(TARGET Maps)
+    tp_package(tp-erase-lumas
+        SECTION video MULTI_ARCH foreign
+        SUMMARY "video transitions as luma maps for video editors"
+        DESCRIPTION "Those transitions of libtp_Erase that choose between two pictures pixel by
+pixel, as pictures that tell when each pixel changes: where the Wipe of
+Kdenlive looks for them, and packed for editors whose wipes take a file."
+        ENHANCES "kdenlive, shotcut, openshot-qt")
+    set(CPACK_DEBIAN_TP-ERASE-LUMAS_PACKAGE_ARCHITECTURE all)
+endif()
 
 # What the files need that cmake has installed for a package, and the time that stands in it.
 set(CPACK_PROJECT_CONFIG_FILE ${PROJECT_SOURCE_DIR}/Packaging/AtPackaging.cmake)

@@ -51,7 +51,7 @@ TEST(Tool, AnswersWithTheRightWordsAndStatus) {
         {"info Push", 0, "\n  Packed path  linear (at an even speed)\n"},
         {"info TrRect6", 0, "the name of its exported function"},
         {"info --markdown Push", 0, "| `Push` | B comes in from the left"},
-        {"", 2, "transitions: give a command: render, sheet, list, info, bench, pictures (see"},
+        {"", 2, "transitions: give a command: render, sheet, list, "},
         {"rendr a b", 2, "transitions: there is no command rendr; there are render, sheet, "},
         {"info Wint", 1, "transitions: there is no transition \"Wint\"; the nearest are \"Wind\","},
         {"info wipeleft", 1, "\"wipeleft\"; the nearest is \"Erase\" with --reverse\n"},

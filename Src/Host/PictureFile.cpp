@@ -49,6 +49,39 @@ void CheckPictureName(const std::string &name) {
     KindOf(name);
 }
 
+void EncodePicture(AVFrame &picture, const char *encoderName, const std::string &name,
+                   const char *option, const char *value) {
+    OutputFile output(name);
+    Encoder encoder(*avcodec_find_encoder_by_name(encoderName), name);
+    AVCodecContext &context = encoder.Context();
+    context.width = picture.width;
+    context.height = picture.height;
+    context.pix_fmt = AVPixelFormat(picture.format);
+    context.time_base = {1, 25};
+    context.flags |= AV_CODEC_FLAG_QSCALE;
+    context.global_quality = 2 * FF_QP2LAMBDA;
+    if (option)
+        av_opt_set(context.priv_data, option, value, 0);
+    encoder.Open();
+    picture.quality = context.global_quality;
+    picture.pts = 0;
+    errno = 0;
+    std::FILE *file = std::fopen(output.Part().c_str(), "wb");
+    bool good = file != nullptr;
+    const auto write = [&](const AVPacket &packet) {
+        good = good && std::fwrite(packet.data, 1, packet.size, file) == std::size_t(packet.size);
+    };
+    if (good) {
+        encoder.Encode(&picture, write);
+        encoder.Encode(nullptr, write);
+    }
+    if (file && std::fclose(file) != 0)
+        good = false;
+    if (!good)
+        throw Failure(name + ": " + std::strerror(errno));
+    output.Keep();
+}
+
 void WritePicture(const AVFrame &picture, const std::string &name) {
     const Kind &kind = KindOf(name);
     Canvas canvas;
@@ -61,35 +94,7 @@ void WritePicture(const AVFrame &picture, const std::string &name) {
     const Frame converted = Converter(canvas).Convert(picture);
     converted->format = kind.pixels;
 
-    OutputFile output(name);
-    Encoder encoder(*avcodec_find_encoder_by_name(kind.encoder), name);
-    AVCodecContext &context = encoder.Context();
-    context.width = canvas.width;
-    context.height = canvas.height;
-    context.pix_fmt = kind.pixels;
-    context.time_base = {1, 25};
-    context.flags |= AV_CODEC_FLAG_QSCALE;
-    context.global_quality = 2 * FF_QP2LAMBDA;
-    if (kind.option)
-        av_opt_set(context.priv_data, kind.option, kind.value, 0);
-    encoder.Open();
-    converted->quality = context.global_quality;
-    converted->pts = 0;
-    errno = 0;
-    std::FILE *file = std::fopen(output.Part().c_str(), "wb");
-    bool good = file != nullptr;
-    const auto write = [&](const AVPacket &packet) {
-        good = good && std::fwrite(packet.data, 1, packet.size, file) == std::size_t(packet.size);
-    };
-    if (good) {
-        encoder.Encode(converted.get(), write);
-        encoder.Encode(nullptr, write);
-    }
-    if (file && std::fclose(file) != 0)
-        good = false;
-    if (!good)
-        throw Failure(name + ": " + std::strerror(errno));
-    output.Keep();
+    EncodePicture(*converted, kind.encoder, name, kind.option, kind.value);
 }
 
 } // namespace host

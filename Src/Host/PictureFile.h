@@ -16,4 +16,8 @@ void CheckPictureName(const std::string &name);
 /// under the name when it is whole.
 void WritePicture(const AVFrame &picture, const std::string &name);
 
+/// Writes a picture as it is by this encoder of FFmpeg's, with an option of the encoder's.
+void EncodePicture(AVFrame &picture, const char *encoderName, const std::string &name,
+                   const char *option = nullptr, const char *value = nullptr);
+
 } // namespace host

@@ -77,5 +77,6 @@ void AddInfo(CLI::App &app, Program &program);
 void AddBench(CLI::App &app, Program &program);
 void AddSheet(CLI::App &app, Program &program);
 void AddPictures(CLI::App &app, Program &program);
+void AddMap(CLI::App &app, Program &program);
 
 } // namespace host

@@ -355,4 +355,15 @@ Info InfoFor(std::string_view name) {
     return unknown;
 }
 
+std::string Stem(std::string_view name) {
+    std::string stem;
+    for (const char c : name) {
+        if ((c >= 'a' && c <= 'z') || (c >= '0' && c <= '9'))
+            stem += c;
+        else
+            stem += c >= 'A' && c <= 'Z' ? char(c - 'A' + 'a') : '_';
+    }
+    return stem;
+}
+
 } // namespace hostkit

@@ -56,4 +56,8 @@ std::span<const Info> Infos();
 /// The record for a name of the plug-in; for an unknown one, a record of the name and no more.
 Info InfoFor(std::string_view name);
 
+/// The name for files and for services of other programs: in lower case, an underscore for whatever
+/// is neither letter nor digit: "Linear Wipe" is linear_wipe.
+std::string Stem(std::string_view name);
+
 } // namespace hostkit

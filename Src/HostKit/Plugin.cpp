@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdlib>
 #include <dlfcn.h>
 #include <stdexcept>
 
@@ -49,6 +50,16 @@ std::string MangledYUV(std::string_view function) {
 
 std::string MangledRGB(std::string_view function) {
     return Mangled(function, "PvS_S_PK10TransParam");
+}
+
+std::filesystem::path PluginOf(const void *module, const std::filesystem::path &installed) {
+    if (const char *named = std::getenv("TP_ERASE_PLUGIN"))
+        return named;
+    Dl_info info = {};
+    dladdr(module, &info);
+    const std::filesystem::path folder = std::filesystem::canonical(info.dli_fname).parent_path();
+    const std::filesystem::path beside = folder / "libtp_Erase.so";
+    return std::filesystem::exists(beside) ? beside : (folder / installed).lexically_normal();
 }
 
 Plugin::Plugin(const std::filesystem::path &path) : file(path) {

@@ -23,6 +23,12 @@ struct Transition {
     bool IsRegistered() const { return index >= 0; }
 };
 
+/// The plug-in that a module of another program loads: the file that the environment variable
+/// TP_ERASE_PLUGIN names, else the one beside the module, else the one at this place seen from the
+/// module's folder.
+/// \param module an address within the module
+std::filesystem::path PluginOf(const void *module, const std::filesystem::path &installed);
+
 /// The symbol of an exported planar or packed transition function, by the platform's mangling.
 std::string MangledYUV(std::string_view function);
 std::string MangledRGB(std::string_view function);

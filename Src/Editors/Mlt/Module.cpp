@@ -3,30 +3,13 @@
 #include "Service.h"
 #include "Services.h"
 
-#include <cstdlib>
-#include <dlfcn.h>
 #include <exception>
-#include <filesystem>
 #include <memory>
 #include <string>
 
 namespace {
 
-namespace fs = std::filesystem;
-
 std::unique_ptr<hostkit::Plugin> loaded;
-
-/// The file that the environment names, else the one beside this module, else the one in the
-/// library folder of the installation that the module belongs to.
-fs::path PluginFile() {
-    if (const char *named = std::getenv("TP_ERASE_PLUGIN"))
-        return named;
-    Dl_info module = {};
-    dladdr(reinterpret_cast<const void *>(&PluginFile), &module);
-    const fs::path folder = fs::canonical(module.dli_fname).parent_path();
-    const fs::path beside = folder / "libtp_Erase.so";
-    return fs::exists(beside) ? beside : (folder / TP_INSTALLED_PLUGIN).lexically_normal();
-}
 
 const hostkit::Transition *FindService(const std::string &name) {
     for (const hostkit::Transition &transition : loaded->Transitions())
@@ -98,7 +81,8 @@ mlt_properties Metadata(mlt_service_type, const char *name, void *) {
 
 extern "C" __attribute__((visibility("default"))) void mlt_register(mlt_repository repository) {
     try {
-        loaded = std::make_unique<hostkit::Plugin>(PluginFile());
+        loaded = std::make_unique<hostkit::Plugin>(
+            hostkit::PluginOf(reinterpret_cast<const void *>(&FindService), TP_INSTALLED_PLUGIN));
     } catch (const std::exception &error) {
         // The engine goes on without the services.
         mlt_log_error(nullptr, "tp_erase: %s; there are no tp_erase transitions\n", error.what());

@@ -5,14 +5,7 @@
 namespace mlt {
 
 std::string ServiceName(const hostkit::Transition &transition) {
-    std::string name = "tp_erase.";
-    for (const char c : transition.name) {
-        if ((c >= 'a' && c <= 'z') || (c >= '0' && c <= '9'))
-            name += c;
-        else
-            name += c >= 'A' && c <= 'Z' ? char(c - 'A' + 'a') : '_';
-    }
-    return name;
+    return "tp_erase." + hostkit::Stem(transition.name);
 }
 
 std::string Title(const hostkit::Transition &transition) {

@@ -9,8 +9,7 @@
 
 namespace mlt {
 
-/// "tp_erase." and the transition's name in lower case, an underscore for whatever is neither
-/// letter nor digit: "Linear Wipe" is tp_erase.linear_wipe.
+/// "tp_erase." and the transition's stem: "Linear Wipe" is tp_erase.linear_wipe.
 std::string ServiceName(const hostkit::Transition &transition);
 
 /// For menus.

@@ -1,0 +1,139 @@
+// Luma maps: which transitions have one, and that MLT's own wipe, given the map, plays the
+// transition.
+
+#include "Draw.h"
+#include "Shell.h"
+#include "Support.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+
+namespace {
+
+using hostkit::Frame;
+using hostkit::Path;
+using hostkit::Transition;
+
+constexpr int kWidth = 640, kHeight = 360, kFrames = 24;
+
+/// What melt's luma makes of the map between black and white: B's weights in levels of 255.
+std::vector<double> PlayedByMelt(const Folder &folder, const std::string &map, int softness) {
+    std::ofstream(folder / "profile")
+        << "description=test\nframe_rate_num=25\nframe_rate_den=1\nprogressive=1\n"
+        << "sample_aspect_num=1\nsample_aspect_den=1\ncolorspace=601\nwidth=" << kWidth
+        << "\nheight=" << kHeight << "\ndisplay_aspect_num=16\ndisplay_aspect_den=9\n";
+    const std::string frames = std::to_string(kFrames), raw = folder / "out.raw";
+    const Outcome outcome = Shell(
+        "timeout 100 melt -silent -profile " + (folder / "profile") + " color:black out=" +
+        std::to_string(kFrames - 1) + " color:white out=" + std::to_string(kFrames - 1) + " -mix " +
+        frames + " -mixer luma resource=" + map + " softness=" + std::to_string(softness / 100.0) +
+        " -consumer avformat:" + raw +
+        " f=rawvideo vcodec=rawvideo an=1 pix_fmt=yuv422p mlt_image_format=yuv422 real_time=-1");
+    EXPECT_EQ(outcome.status, 0) << outcome.output;
+    const std::string pictures = Read(raw);
+    constexpr std::size_t kLuma = std::size_t(kWidth) * kHeight;
+    EXPECT_EQ(pictures.size(), 2 * kLuma * kFrames);
+    std::vector<double> weights;
+    for (int frame = 0; frame < kFrames; ++frame)
+        for (std::size_t i = 0; i < kLuma; ++i)
+            weights.push_back((std::uint8_t(pictures[2 * kLuma * frame + i]) - 16) * 255.0 / 219);
+    return weights;
+}
+
+/// Of the frames that melt plays from those that the plug-in draws at the same instants, of which
+/// melt's first is 0 and the one after its last 1.
+double Distance(const Transition &transition, Path path, const std::vector<double> &played) {
+    Frame black(path, kWidth, kHeight), white(path, kWidth, kHeight), out(path, kWidth, kHeight);
+    std::memset(black.Bytes().data(), 0, black.Bytes().size());
+    std::memset(white.Bytes().data(), 255, white.Bytes().size());
+    double sum = 0;
+    const double *next = played.data();
+    for (int frame = 0; frame < kFrames; ++frame) {
+        Draw(transition, {}, {double(frame) / kFrames, frame}, out, black, white);
+        for (int y = 0; y < kHeight; ++y)
+            for (int x = 0; x < kWidth; ++x)
+                sum += std::abs(out.Row(0, y)[path == Path::Rgb ? 4 * x : x] - *next++);
+    }
+    return sum / double(played.size());
+}
+
+TEST(Map, IsThereForWhatOnlyChoosesInPlace) {
+    // The distance holds melt's own rounding to video levels, 0.6 on average.
+    struct Case {
+        const char *name;
+        Path path;       ///< that gives the map
+        bool isSoft;     ///< has an edge that blends
+        double farthest; ///< mean distance in levels of 255
+    };
+    constexpr Case kCases[] = {
+        {"Erase", Path::Yuv, true, 1.6},        {"Erase_slide", Path::Rgb, false, 0.8},
+        {"Bar", Path::Yuv, false, 0.8},         {"Linear Wipe", Path::Yuv, true, 2.4},
+        {"Tr4Triangle", Path::Yuv, false, 0.8}, {"TrNTriangle", Path::Yuv, false, 0.8},
+        {"TrTriangle2", Path::Yuv, false, 0.8}, {"TrCirque", Path::Yuv, false, 0.8},
+        {"TrEraseShift", Path::Yuv, true, 1.1}, {"TrBarShift", Path::Yuv, false, 0.8},
+    };
+    const Folder folder;
+    const Outcome made = Shell(TP_PROGRAM " map -o " + (folder / "maps") + " --size 640x360");
+    ASSERT_EQ(made.status, 0) << made.output;
+    std::size_t files = 0;
+    for (const auto &entry : std::filesystem::directory_iterator(folder / "maps"))
+        files += entry.is_regular_file();
+    EXPECT_EQ(files, std::size(kCases)) << made.output;
+    for (const Case &c : kCases) {
+        SCOPED_TRACE(c.name);
+        const std::string file = "tp_erase-" + hostkit::Stem(c.name) + ".pgm";
+        const std::size_t line = made.output.find(file + ": softness ");
+        ASSERT_NE(line, std::string::npos) << made.output;
+        const int softness = std::atoi(&made.output[line + file.size() + 11]);
+        EXPECT_EQ(softness > 0, c.isSoft) << softness;
+        const std::string map = folder / ("maps/" + file);
+        EXPECT_EQ(Read(map).substr(0, 17), "P5\n640 360\n65535\n");
+        EXPECT_LE(
+            Distance(*TestedPlugin().Find(c.name), c.path, PlayedByMelt(folder, map, softness)),
+            c.farthest);
+    }
+}
+
+TEST(Map, OneTransitionGoesToOneFile) {
+    const Folder folder;
+    const std::string png = folder / "map.png", pgm = folder / "map.pgm";
+    for (const std::string &file : {png, pgm})
+        EXPECT_EQ(Shell(TP_PROGRAM " map -t 'Linear Wipe' --size 801x603 -o " + file).status, 0);
+    const auto grey = [](const std::string &file) {
+        return Shell("ffmpeg -v error -i " + file + " -f rawvideo -pix_fmt gray16be -").output;
+    };
+    EXPECT_EQ(grey(png), grey(pgm));
+    EXPECT_EQ(grey(png).size(), 2u * 801 * 603);
+}
+
+TEST(Map, IsRefusedWithTheReason) {
+    struct Case {
+        const char *arguments, *says;
+    };
+    constexpr Case kCases[] = {
+        {"-t Push -o x.png", "shows pixels that neither picture has at that place"},
+        {"-t Erase_slide --path yuv -o x.png", "neither picture has at that place"},
+        {"-t Blind -o x.pgm", "go back from B to A"},
+        {"-t dissolve -o x.pgm", "blends both pictures otherwise than at a soft edge"},
+        {"-t TrTriangle3 -o folder", "go back from B to A"},
+        {"-t Erase -t Bar -o x.png", "give one transition"},
+        {"-o x.png", "give one transition"},
+        {"-t Erase -o x --as jpg", "--as jpg: there are pgm, png"},
+        {"-t TrBarShift -o x.png --path rgb", "no rgb path"},
+    };
+    const Folder folder;
+    for (const Case &c : kCases) {
+        const Outcome outcome = Shell("cd " + folder.path.string() + " && " TP_PROGRAM " map " +
+                                      c.arguments + " --size 320x180");
+        EXPECT_EQ(outcome.status, 1) << c.arguments;
+        EXPECT_NE(outcome.output.find(c.says), std::string::npos) << outcome.output;
+    }
+    for (const auto &entry : std::filesystem::recursive_directory_iterator(folder.path))
+        EXPECT_FALSE(entry.is_regular_file()) << entry.path();
+}
+
+} // namespace
