@@ -1,11 +1,8 @@
-#include "Clip.h"
-#include "Duration.h"
-#include "Failure.h"
-#include "Painter.h"
 #include "PictureFile.h"
 #include "Pictures.h"
 #include "Program.h"
 #include "Progress.h"
+#include "Samples.h"
 
 #include <algorithm>
 #include <cmath>
@@ -20,103 +17,18 @@ namespace {
 using hostkit::Transition;
 
 struct Options {
-    std::vector<std::string> clips;
+    SampleOptions samples;
     std::vector<std::string> names;
     std::string output = "sheet.png";
     std::string path = "yuv";
-    std::string size;
     int columns = 7;
     std::vector<double> positions; ///< in percent, instead of columns even ones
     int cellWidth = 160;
     int across = 1;
-    std::string at = "0";
     std::string ease = "linear";
     bool reverse = false;
     std::uint64_t seed = 0;
 };
-
-/// The two pictures that the transitions run between, as each path takes them.
-struct Inputs {
-    Canvas canvas;
-    Frame planar[2];
-    Frame packed[2];
-};
-
-/// A canvas of such pixels for a sheet's pictures.
-Canvas SheetCanvas(const Canvas &like, AVPixelFormat pixels) {
-    Canvas canvas = like;
-    canvas.pixels = pixels;
-    canvas.colours = Assumed({.matrix = AVCOL_SPC_BT709}, pixels, canvas.height);
-    return canvas;
-}
-
-Inputs LoadInputs(const Options &options) {
-    Inputs inputs;
-    Canvas &canvas = inputs.canvas;
-    canvas.width = 640;
-    canvas.height = 360;
-    const double at = SecondsIn(ParseTime(options.at, "--at"), canvas.rate);
-    std::vector<Clip> clips;
-    for (const std::string &name : options.clips)
-        clips.push_back(ProbeClip(name));
-    if (!clips.empty()) {
-        canvas.width = clips[0].width;
-        canvas.height = clips[0].height;
-        canvas.aspect = clips[0].aspect;
-        canvas.rate = clips[0].rate;
-    }
-    if (!options.size.empty()) {
-        const Size size = ParseSize(options.size);
-        canvas.width = size.width;
-        canvas.height = size.height;
-        canvas.aspect = {1, 1};
-    }
-    // Pictures in between keep what both paths show of them.
-    canvas = SheetCanvas(canvas, AV_PIX_FMT_BGRA);
-    for (int i = 0; i < 2; ++i) {
-        const Frame picture =
-            clips.empty() ? ToFrame((i ? DuskPicture : DayPicture)(canvas.width, canvas.height))
-                          : PictureAt(clips[i], canvas, at);
-        inputs.planar[i] = Converter(DrawingCanvas(canvas, Path::Yuv)).Convert(*picture);
-        inputs.packed[i] = Converter(DrawingCanvas(canvas, Path::Rgb)).Convert(*picture);
-    }
-    return inputs;
-}
-
-/// The pictures of a path at the size of the sheet's cells.
-struct Cells {
-    Cells(const Inputs &shown, Path drawingPath, int width, int height)
-        : inputs(shown), path(drawingPath), canvas(DrawingCanvas(shown.canvas, path)),
-          converter(CellCanvas(shown.canvas, width, height)) {}
-
-    Frame Draw(const Transition &transition, const hostkit::Motion &motion,
-               const hostkit::Moment &moment) {
-        const Frame(&in)[2] = path == Path::Yuv ? inputs.planar : inputs.packed;
-        const Frame drawn = NewPicture(canvas.pixels, canvas.width, canvas.height);
-        Label(*drawn, canvas.colours);
-        hostkit::Frame out = View(*drawn, path);
-        hostkit::Draw(transition, motion, moment, out, View(*in[0], path), View(*in[1], path));
-        return converter.Convert(*drawn);
-    }
-
-private:
-    static Canvas CellCanvas(const Canvas &drawn, int width, int height) {
-        Canvas canvas = SheetCanvas(drawn, AV_PIX_FMT_BGR0);
-        canvas.width = width;
-        canvas.height = height;
-        canvas.fit = Fit::Stretch;
-        return canvas;
-    }
-
-    const Inputs &inputs;
-    Path path;
-    Canvas canvas;
-    Converter converter;
-};
-
-// ---------------------------------------------------------------------------------------------
-// The sheet
-// ---------------------------------------------------------------------------------------------
 
 constexpr int kMargin = 20, kLabelWidth = 150, kGap = 6, kBlockGap = 24, kHeading = 22;
 
@@ -217,7 +129,7 @@ void DrawCell(cairo_t *cr, double x, double y, const AVFrame &picture) {
 }
 
 void DrawRow(cairo_t *cr, const Layout &layout, int row, const hostkit::Motion &motion,
-             std::vector<Cells> &cells, Progress &progress) {
+             std::vector<SamplePainter> &cells, Progress &progress) {
     const Transition &transition = *layout.rows[row];
     const int strip = layout.Strip(row);
     DrawLabel(cr, layout, row);
@@ -239,8 +151,6 @@ void DrawRow(cairo_t *cr, const Layout &layout, int row, const hostkit::Motion &
 }
 
 void Run(const Program &program, const Options &options) {
-    if (options.clips.size() == 1 || options.clips.size() > 2)
-        throw Failure("give two clips or pictures, or none for the built-in ones");
     CheckPictureName(options.output);
     Layout layout = {};
     layout.blocks = ChoosePaths(options.path);
@@ -250,13 +160,10 @@ void Run(const Program &program, const Options &options) {
     if (layout.blocks.size() == 1 && !options.names.empty())
         for (const Transition *transition : layout.rows)
             RequirePath(*transition, layout.blocks.front());
-    const Inputs inputs = LoadInputs(options);
+    const SampleInputs inputs = LoadInputs(options.samples);
     layout.positions = Positions(options);
     layout.cellWidth = options.cellWidth;
-    const AVRational aspect = inputs.canvas.aspect;
-    const double shape = (aspect.num > 0 ? av_q2d(aspect) : 1) * inputs.canvas.width;
-    layout.cellHeight =
-        std::max(1, int(std::lround(options.cellWidth * inputs.canvas.height / shape)));
+    layout.cellHeight = SampleHeight(inputs.canvas, options.cellWidth);
     layout.across = options.across;
     layout.across = layout.Strip(int(layout.rows.size()) - 1) + 1; // no strip without rows
     const Surface sheet = NewSurface(layout.Width(), layout.Height());
@@ -265,7 +172,7 @@ void Run(const Program &program, const Options &options) {
     cairo_paint(cr);
     for (int strip = 0; strip < layout.across; ++strip)
         DrawHeader(cr, layout, strip);
-    std::vector<Cells> cells;
+    std::vector<SamplePainter> cells;
     cells.reserve(layout.blocks.size());
     for (const Path path : layout.blocks)
         cells.emplace_back(inputs, path, layout.cellWidth, layout.cellHeight);
@@ -287,10 +194,7 @@ void AddSheet(CLI::App &app, Program &program) {
     const auto options = std::make_shared<Options>();
     CLI::App *command = app.add_subcommand(
         "sheet", "Draw a contact sheet: a row for each transition, a column for each position");
-    command
-        ->add_option("A B", options->clips,
-                     "Two clips or still pictures; two built-in pictures when left out")
-        ->type_name("FILE");
+    AddSampleOptions(*command, options->samples);
     command->add_option("-t,--transition", options->names, "The transitions; all when left out")
         ->type_name("NAME")
         ->allow_extra_args(false);
@@ -315,21 +219,11 @@ void AddSheet(CLI::App &app, Program &program) {
         ->allow_extra_args(false)
         ->check(Between(0, 100))
         ->excludes(columns);
-    command
-        ->add_option("--size", options->size,
-                     "Size at which the transitions draw (default: the size of A, 640x360 for "
-                     "the built-in pictures)")
-        ->type_name("WxH");
     command->add_option("--cell", options->cellWidth, "Width of a picture on the sheet in pixels")
         ->check(Between(16, 4096))
         ->capture_default_str();
     command->add_option("--across", options->across, "Transitions side by side")
         ->check(Between(1, 10))
-        ->capture_default_str();
-    command
-        ->add_option("--at", options->at,
-                     "Which picture of the clips, by the time from their start")
-        ->type_name("TIME")
         ->capture_default_str();
     command->add_option("--ease", options->ease, "How the position runs (see render)")
         ->type_name("NAME")

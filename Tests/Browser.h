@@ -1,0 +1,114 @@
+/// \file Browser.h
+/// A page in Chromium, without a window, led by its driver's protocol (W3C WebDriver).
+#pragma once
+
+#include "Shell.h"
+
+#include <nlohmann/json.hpp>
+
+#include <chrono>
+#include <cstdio>
+#include <functional>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+class Browser {
+public:
+    using Json = nlohmann::json;
+
+    static bool IsThere() { return Shell("command -v chromedriver chromium curl").status == 0; }
+
+    Browser(int width, int height, std::vector<std::string> more = {}) {
+        for (const char *argument : {"--headless=new", "--no-sandbox", "--disable-gpu"})
+            more.emplace_back(argument);
+        more.push_back(Text("--window-size=", width, ",", height));
+        const Json options = {{"args", more}};
+        const Json started = Call(
+            "POST", "", {{"capabilities", {{"alwaysMatch", {{"goog:chromeOptions", options}}}}}});
+        session = Text("/", started.at("sessionId").get<std::string>());
+    }
+
+    void Open(const std::string &file) { Call("POST", "/url", {{"url", "file://" + file}}); }
+    /// The value of a script's `return`, with these `arguments`.
+    Json Run(const std::string &script, const Json &arguments = Json::array()) {
+        return Call("POST", "/execute/sync", {{"script", script}, {"args", arguments}});
+    }
+    /// Whether an expression becomes true within some seconds.
+    bool Becomes(const std::string &expression, const Json &arguments = Json::array()) {
+        constexpr std::chrono::milliseconds kPause(30);
+        for (int tries = 0; tries < 500; ++tries, std::this_thread::sleep_for(kPause))
+            if (Run("return Boolean(" + expression + ")", arguments) == true)
+                return true;
+        return false;
+    }
+    /// A real click, or a pointer that only rests there.
+    void Click(const std::string &selector) {
+        Call("POST", "/element/" + Find(selector) + "/click", Json::object());
+    }
+    void Hover(const std::string &selector) {
+        const Json origin = {{"element-6066-11e4-a52e-4f735466cecf", Find(selector)}};
+        const Json move = {
+            {"type", "pointerMove"}, {"duration", 0}, {"x", 0}, {"y", 0}, {"origin", origin}};
+        Act({{"type", "pointer"}, {"id", "mouse"}, {"actions", {move}}});
+    }
+    /// Key presses, one after the other; those that are held go first and up last.
+    void Press(const std::vector<std::string> &keys) {
+        Json actions;
+        for (const std::string &key : keys)
+            actions.push_back({{"type", "keyDown"}, {"value", key}});
+        for (auto key = keys.rbegin(); key != keys.rend(); ++key)
+            actions.push_back({{"type", "keyUp"}, {"value", *key}});
+        Act({{"type", "key"}, {"id", "keyboard"}, {"actions", actions}});
+    }
+
+private:
+    /// The process that leads the browser; both end with it.
+    struct Driver {
+        Driver() : output(popen("exec 2>&1; chromedriver --port=0 & echo $!; wait", "r")) {
+            const std::string mark = "successfully on port ";
+            char line[512];
+            while (port.empty() && std::fgets(line, sizeof line, output)) {
+                if (process.empty())
+                    process = std::to_string(std::stoi(line));
+                const std::string text = line;
+                if (const std::size_t at = text.find(mark); at != std::string::npos)
+                    port = std::to_string(std::stoi(text.substr(at + mark.size())));
+            }
+        }
+        ~Driver() {
+            Shell("kill " + process);
+            pclose(output);
+        }
+        Driver(const Driver &) = delete;
+        Driver &operator=(const Driver &) = delete;
+
+        FILE *output;
+        std::string process, port;
+    };
+
+    std::string Find(const std::string &selector) {
+        return Call("POST", "/element", {{"using", "css selector"}, {"value", selector}})
+            .begin()
+            .value();
+    }
+    void Act(const Json &source) { Call("POST", "/actions", {{"actions", {source}}}); }
+    Json Call(const std::string &method, const std::string &path, const Json &body) {
+        Write(folder / "body", body.dump());
+        const Outcome answer = Shell(
+            Text("curl -s -m 60 -X ", method, " -H Content-Type:application/json --data @",
+                 folder / "body", " http://127.0.0.1:", driver.port, "/session", session, path));
+        const Json value = Json::parse(answer.output, nullptr, false);
+        if (value.is_discarded() || !value.contains("value") ||
+            (value["value"].is_object() && value["value"].contains("error"))) {
+            ADD_FAILURE() << method << " " << path << " " << body << "\n" << answer.output;
+            throw std::runtime_error("the browser does not do as it is told");
+        }
+        return value["value"];
+    }
+
+    Folder folder;
+    Driver driver;
+    std::string session;
+};
