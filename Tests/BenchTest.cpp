@@ -29,6 +29,9 @@ TEST(Bench, ComparesEachFrameWithTheBaselineKernels) {
               std::string::npos)
         << outcome.output;
     EXPECT_EQ(outcome.output.find("\nWrongLate "), std::string::npos) << outcome.output;
+    const Outcome table = BenchOfTestPlugin("--markdown -t WrongLate");
+    EXPECT_NE(table.output.find("transitions: WrongLate YUV at 0.85 of "), std::string::npos)
+        << table.output;
 }
 
 TEST(Bench, TellsOfCrashes) {
@@ -71,6 +74,7 @@ TEST(Bench, CountsRandomNumbersWhereThereAreMany) {
     const double times = std::atof(&random[random.rfind("  ", behind)]);
     EXPECT_TRUE(times > 0.7 && times < 4) << random;
     EXPECT_EQ(BenchOfTestPlugin("-t Copy --size 40x30").output.find("rand()"), std::string::npos);
+    EXPECT_EQ(Bench("-t Wind --size 40x30").output.find("rand()"), std::string::npos); // few
 }
 
 std::vector<double> Numbers(const std::string &table, const std::string &heading) {
