@@ -92,6 +92,14 @@ lists."
         DEPENDS ${TP_LIBRARY_PACKAGE}
         ENHANCES "kdenlive, melt")
 endif()
+if(TP_BUILD_GSTREAMER)
+    tp_package(gstreamer1.0-tp-erase
+        SECTION video MULTI_ARCH same
+        SUMMARY "video transitions for GStreamer"
+        DESCRIPTION "An element, tp_transition, that draws the transitions of libtp_Erase between
+two streams of GStreamer."
+        DEPENDS ${TP_LIBRARY_PACKAGE})
+endif()
 if(TARGET Maps)
     tp_package(tp-erase-lumas
         SECTION video MULTI_ARCH foreign

@@ -1,0 +1,389 @@
+// The element tp_transition in real pipelines: every frame must be what a direct call of the
+// plug-in draws from the inputs' frames.
+
+#include "Draw.h"
+#include "Shell.h"
+#include "Support.h"
+
+#include <gst/app/app.h>
+#include <gst/controller/controller.h>
+#include <gst/video/video.h>
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <memory>
+
+namespace {
+
+using hostkit::Frame;
+using hostkit::Path;
+using hostkit::Transition;
+
+constexpr int kFrames = 5, kRate = 25;
+constexpr GstClockTime kDuration = GST_SECOND / kRate;
+
+struct Unref {
+    void operator()(void *object) const { gst_object_unref(object); }
+};
+using Pipeline = std::unique_ptr<GstElement, Unref>;
+
+/// GStreamer with the element and the few modules of its own that the tests need: all of them would
+/// take seconds.
+void Start() {
+    static const Folder folder;
+    static const bool isStarted = [] {
+        for (const char *name :
+             {"app", "coreelements", "coretracers", "videotestsrc", "videoconvertscale"})
+            std::filesystem::create_symlink(Text(TP_GSTREAMER_SYSTEM "/libgst", name, ".so"),
+                                            folder / Text("libgst", name, ".so"));
+        setenv("GST_PLUGIN_SYSTEM_PATH", folder.path.c_str(), 1);
+        setenv("GST_PLUGIN_PATH", TP_GSTREAMER_PLUGINS, 1);
+        setenv("GST_REGISTRY", (folder / "registry").c_str(), 1);
+        setenv("GST_REGISTRY_FORK", "no", 1);
+        gst_init(nullptr, nullptr);
+        return true;
+    }();
+    ASSERT_TRUE(isStarted);
+}
+
+/// A format of pictures.
+struct Form {
+    const char *format;
+    int width, height;
+
+    Path Layout() const { return std::strcmp(format, "I420") == 0 ? Path::Yuv : Path::Rgb; }
+    std::string Caps() const {
+        return Text("video/x-raw,format=", format, ",width=", width, ",height=", height,
+                    ",framerate=", kRate, "/1");
+    }
+    GstVideoInfo Info() const {
+        GstVideoInfo info;
+        GstCaps *caps = gst_caps_from_string(Caps().c_str());
+        gst_video_info_from_caps(&info, caps);
+        gst_caps_unref(caps);
+        return info;
+    }
+};
+
+std::ostream &operator<<(std::ostream &out, const Form &form) {
+    return out << form.format << ' ' << form.width << " x " << form.height;
+}
+
+Frame Noise(const Form &form, int seed) {
+    Frame frame(form.Layout(), form.width, form.height);
+    FillRandom(frame.Bytes(), seed);
+    return frame;
+}
+
+/// The bytes of a frame's rows from GStreamer's memory to it or back.
+void CopyRows(GstVideoFrame &memory, Frame &frame, bool toFrame) {
+    for (int plane = 0; plane < frame.Planes(); ++plane)
+        for (int y = 0; y < frame.Rows(plane); ++y) {
+            auto *row = static_cast<std::uint8_t *>(GST_VIDEO_FRAME_PLANE_DATA(&memory, plane)) +
+                        std::ptrdiff_t(y) * GST_VIDEO_FRAME_PLANE_STRIDE(&memory, plane);
+            std::memcpy(toFrame ? frame.Row(plane, y) : row, toFrame ? row : frame.Row(plane, y),
+                        frame.RowBytes(plane));
+        }
+}
+
+GstBuffer *BufferOf(const Form &form, Frame frame, int number) {
+    GstVideoInfo info = form.Info();
+    GstBuffer *buffer = gst_buffer_new_allocate(nullptr, info.size, nullptr);
+    GstVideoFrame memory;
+    gst_video_frame_map(&memory, &info, buffer, GST_MAP_WRITE);
+    CopyRows(memory, frame, false);
+    gst_video_frame_unmap(&memory);
+    GST_BUFFER_PTS(buffer) = number * kDuration;
+    GST_BUFFER_DURATION(buffer) = kDuration;
+    return buffer;
+}
+
+/// Whether a sample is this picture, at this place in the stream.
+void ExpectSample(GstSample *sample, const Frame &expected, int number) {
+    ASSERT_NE(sample, nullptr) << "frame " << number;
+    GstVideoInfo info;
+    gst_video_info_from_caps(&info, gst_sample_get_caps(sample));
+    GstBuffer *buffer = gst_sample_get_buffer(sample);
+    EXPECT_EQ(GST_BUFFER_PTS(buffer), number * kDuration);
+    ASSERT_EQ(info.width, expected.Width());
+    ASSERT_EQ(info.height, expected.Height());
+    ASSERT_EQ(GST_VIDEO_INFO_N_PLANES(&info), guint(expected.Planes()));
+    Frame shown(expected.Layout(), info.width, info.height);
+    GstVideoFrame memory;
+    gst_video_frame_map(&memory, &info, buffer, GST_MAP_READ);
+    CopyRows(memory, shown, true);
+    gst_video_frame_unmap(&memory);
+    EXPECT_TRUE(std::ranges::equal(shown.Bytes(), expected.Bytes())) << "frame " << number;
+    gst_sample_unref(sample);
+}
+
+/// Two streams of the tests' own frames through the element.
+class Mix {
+public:
+    explicit Mix(const std::string &properties) {
+        Start();
+        pipeline.reset(gst_parse_launch(
+            Text("tp_transition name=mix ", properties, " ! appsink name=out sync=false ",
+                 "appsrc name=a format=time ! mix.sink_0 appsrc name=b format=time ! mix.sink_1")
+                .c_str(),
+            nullptr));
+    }
+    ~Mix() { gst_element_set_state(pipeline.get(), GST_STATE_NULL); }
+
+    Pipeline Get(const char *name) const {
+        return Pipeline(gst_bin_get_by_name(GST_BIN(pipeline.get()), name));
+    }
+    /// Frame i of the stream shows positions[i].
+    void SetPositions(const std::vector<double> &positions) const {
+        GstControlSource *points = gst_interpolation_control_source_new();
+        g_object_set(points, "mode", GST_INTERPOLATION_MODE_NONE, nullptr);
+        for (std::size_t i = 0; i < positions.size(); ++i)
+            gst_timed_value_control_source_set(GST_TIMED_VALUE_CONTROL_SOURCE(points),
+                                               i * kDuration, positions[i]);
+        const Pipeline mix = Get("mix");
+        gst_object_add_control_binding(
+            GST_OBJECT(mix.get()),
+            gst_direct_control_binding_new_absolute(GST_OBJECT(mix.get()), "position", points));
+        gst_object_unref(points);
+    }
+    void Play() const { gst_element_set_state(pipeline.get(), GST_STATE_PLAYING); }
+    void SetForm(const char *source, const Form &form) const {
+        GstCaps *caps = gst_caps_from_string(form.Caps().c_str());
+        gst_app_src_set_caps(GST_APP_SRC(Get(source).get()), caps);
+        gst_caps_unref(caps);
+    }
+    void Push(const char *source, const Form &form, const Frame &frame, int number) const {
+        Frame copy(form.Layout(), form.width, form.height);
+        CopyPicture(frame, copy);
+        gst_app_src_push_buffer(GST_APP_SRC(Get(source).get()),
+                                BufferOf(form, std::move(copy), number));
+    }
+    void End(const char *source) const {
+        gst_app_src_end_of_stream(GST_APP_SRC(Get(source).get()));
+    }
+    /// Null at the end of the stream, or after a time in which any machine has drawn it.
+    GstSample *Pull() const {
+        return gst_app_sink_try_pull_sample(GST_APP_SINK(Get("out").get()), 20 * GST_SECOND);
+    }
+    /// Up to the end of the stream.
+    std::vector<GstSample *> PullAll() const {
+        std::vector<GstSample *> samples;
+        while (GstSample *sample = Pull())
+            samples.push_back(sample);
+        EXPECT_TRUE(gst_app_sink_is_eos(GST_APP_SINK(Get("out").get())));
+        return samples;
+    }
+
+    Pipeline pipeline;
+};
+
+/// What the element shows at a position, by a direct call: made once the element draws no more, for
+/// the plug-in draws one frame at a time.
+Frame Drawn(const Transition &transition, const hostkit::Motion &motion, double position, int i,
+            const Frame &a, const Frame &b) {
+    Frame out(a.Layout(), a.Width(), a.Height());
+    if (position <= 0 || position >= 1)
+        CopyPicture(position <= 0 ? a : b, out);
+    else
+        Draw(transition, motion, {position, i}, out, a, b);
+    return out;
+}
+
+void ExpectDirectCalls(const Form &form, const Transition &transition,
+                       const std::string &properties = "", const hostkit::Motion &motion = {}) {
+    SCOPED_TRACE(Text(transition.name, ' ', form, ' ', properties));
+    const std::vector<double> positions = {0, 0.25, 0.5, 0.8, 1};
+    Mix mix("transition=" + hostkit::Stem(transition.name) + " " + properties);
+    mix.SetPositions(positions);
+    mix.Play();
+    for (const char *source : {"a", "b"}) {
+        mix.SetForm(source, form);
+        for (int i = 0; i < kFrames; ++i)
+            mix.Push(source, form, Noise(form, 10 * i + *source), i);
+        mix.End(source);
+    }
+    const std::vector<GstSample *> samples = mix.PullAll();
+    ASSERT_EQ(samples.size(), kFrames);
+    for (int i = 0; i < kFrames; ++i)
+        ExpectSample(samples[i],
+                     Drawn(transition, motion, positions[i], i, Noise(form, 10 * i + 'a'),
+                           Noise(form, 10 * i + 'b')),
+                     i);
+}
+
+class EveryForm : public testing::TestWithParam<Form> {};
+
+TEST_P(EveryForm, ShowsWhatADirectCallDraws) {
+    const Form &form = GetParam();
+    for (const Transition &transition : TestedPlugin().Transitions())
+        if (form.Layout() == Path::Yuv || (transition.rgb && !transition.info.countsBytes))
+            ExpectDirectCalls(form, transition);
+}
+
+INSTANTIATE_TEST_SUITE_P(GStreamer, EveryForm,
+                         testing::Values(Form{"I420", 320, 180}, Form{"I420", 211, 123},
+                                         Form{"BGRA", 211, 123}, Form{"RGBA", 64, 48}),
+                         [](const auto &info) {
+                             return info.param.format + std::to_string(info.param.width);
+                         });
+
+TEST(GStreamer, ObeysTheProperties) {
+    const Form form = {"I420", 320, 180};
+    const Transition &wipe = *TestedPlugin().Find("Linear Wipe");
+    ExpectDirectCalls(form, wipe, "reverse=true", {nullptr, true, 0});
+    ExpectDirectCalls(form, wipe, "easing=in-cubic", {hostkit::FindEasing("in-cubic"), false, 0});
+    ExpectDirectCalls(form, *TestedPlugin().Find("Wind"), "seed=7", {nullptr, false, 7});
+}
+
+TEST(GStreamer, ShowsTheOtherStreamWhereOneHasEnded) {
+    const Form form = {"I420", 64, 48};
+    const Transition &push = *TestedPlugin().Find("Push");
+    for (const bool firstEnds : {true, false}) {
+        Mix mix("transition=push position=0.5");
+        mix.Play();
+        for (const char *source : {"a", "b"}) {
+            mix.SetForm(source, form);
+            const int count = (*source == 'a') == firstEnds ? 2 : kFrames;
+            for (int i = 0; i < count; ++i)
+                mix.Push(source, form, Noise(form, 10 * i + *source), i);
+            mix.End(source);
+        }
+        const std::vector<GstSample *> samples = mix.PullAll();
+        ASSERT_EQ(samples.size(), kFrames);
+        for (int i = 0; i < kFrames; ++i) {
+            const Frame a = Noise(form, 10 * i + 'a'), b = Noise(form, 10 * i + 'b');
+            ExpectSample(samples[i], Drawn(push, {}, i < 2 ? 0.5 : firstEnds, i, a, b), i);
+        }
+    }
+}
+
+TEST(GStreamer, FollowsNewSizesAndFormats) {
+    const Form forms[] = {{"I420", 64, 48}, {"BGRA", 96, 54}, {"I420", 31, 17}};
+    Mix mix("position=0.5 transition=push");
+    mix.Play();
+    for (const char *source : {"a", "b"}) {
+        for (int i = 0; i < 6; ++i) {
+            mix.SetForm(source, forms[i / 2]);
+            mix.Push(source, forms[i / 2], Noise(forms[i / 2], 10 * i + *source), i);
+        }
+        mix.End(source);
+    }
+    const std::vector<GstSample *> samples = mix.PullAll();
+    ASSERT_EQ(samples.size(), 6u);
+    for (int i = 0; i < 6; ++i) {
+        const Frame a = Noise(forms[i / 2], 10 * i + 'a'), b = Noise(forms[i / 2], 10 * i + 'b');
+        ExpectSample(samples[i], Drawn(*TestedPlugin().Find("Push"), {}, 0.5, i, a, b), i);
+    }
+}
+
+TEST(GStreamer, GoesOverToTheFormatOfAnotherTransition) {
+    const Form form = {"BGRA", 64, 48};
+    Mix mix("position=0.5 transition=push");
+    mix.Play();
+    const char *expected = "BGRA";
+    for (int i = 0; i < 3; ++i) {
+        for (const char *source : {"a", "b"}) {
+            mix.SetForm(source, form);
+            mix.Push(source, form, Noise(form, *source), i);
+        }
+        GstSample *const sample = mix.Pull();
+        ASSERT_NE(sample, nullptr);
+        GstVideoInfo info;
+        gst_video_info_from_caps(&info, gst_sample_get_caps(sample));
+        EXPECT_STREQ(GST_VIDEO_INFO_NAME(&info), expected);
+        gst_sample_unref(sample);
+        gst_util_set_object_arg(G_OBJECT(mix.Get("mix").get()), "transition", "trcirque");
+        expected = "I420";
+    }
+}
+
+TEST(GStreamer, BringsDifferentInputsTogether) {
+    const Form small = {"BGRA", 32, 24}, large = {"I420", 64, 48};
+    Mix mix("transition=push ! video/x-raw,format=I420");
+    mix.SetPositions({1, 0.5});
+    mix.Play();
+    mix.SetForm("a", small);
+    mix.SetForm("b", large);
+    for (int i = 0; i < 2; ++i) {
+        mix.Push("a", small, Noise(small, i), i);
+        mix.Push("b", large, Noise(large, i), i);
+    }
+    ExpectSample(mix.Pull(), Noise(large, 0), 0);
+    GstSample *const mixed = mix.Pull();
+    EXPECT_NE(mixed, nullptr);
+    if (mixed)
+        gst_sample_unref(mixed);
+}
+
+TEST(GStreamer, DrawsTheSameAfterASeek) {
+    Start();
+    const Pipeline pipeline(gst_parse_launch(
+        "tp_transition name=mix transition=wind position=0.5 ! video/x-raw,format=I420,width=64,"
+        "height=48,framerate=25/1 ! appsink name=out sync=false "
+        "videotestsrc ! mix.sink_0 videotestsrc pattern=ball ! mix.sink_1",
+        nullptr));
+    const Pipeline out(gst_bin_get_by_name(GST_BIN(pipeline.get()), "out"));
+    const auto pull = [&] {
+        GstSample *sample = gst_app_sink_try_pull_sample(GST_APP_SINK(out.get()), 20 * GST_SECOND);
+        GstBuffer *buffer = gst_buffer_ref(gst_sample_get_buffer(sample));
+        gst_sample_unref(sample);
+        return buffer;
+    };
+    gst_element_set_state(pipeline.get(), GST_STATE_PLAYING);
+    std::vector<GstBuffer *> played(12);
+    std::ranges::generate(played, pull);
+    for (const int i : {7, 2, 11, 0}) {
+        gst_element_seek_simple(pipeline.get(), GST_FORMAT_TIME,
+                                GstSeekFlags(GST_SEEK_FLAG_FLUSH | GST_SEEK_FLAG_ACCURATE),
+                                i * kDuration);
+        GstBuffer *const buffer = pull();
+        EXPECT_EQ(GST_BUFFER_PTS(buffer), i * kDuration);
+        GstMapInfo bytes;
+        gst_buffer_map(buffer, &bytes, GST_MAP_READ);
+        EXPECT_EQ(gst_buffer_memcmp(played[i], 0, bytes.data, bytes.size), 0) << i;
+        gst_buffer_unmap(buffer, &bytes);
+        gst_buffer_unref(buffer);
+    }
+    for (GstBuffer *buffer : played)
+        gst_buffer_unref(buffer);
+    gst_element_set_state(pipeline.get(), GST_STATE_NULL);
+}
+
+TEST(GStreamer, LeaksNothingAndTakesTwoInputs) {
+    Start();
+    const std::string run =
+        "GST_TRACERS=leaks timeout 60 env " TP_FOREIGN_ENVIRONMENT
+        " gst-launch-1.0 -q tp_transition "
+        "name=mix "
+        "position=0.5 ! fakesink videotestsrc num-buffers=5 ! mix. videotestsrc num-buffers=9 "
+        "! video/x-raw,format=RGBA ! mix. ";
+    const Outcome two = Shell(run);
+    EXPECT_EQ(two.status, 0) << two.output;
+    EXPECT_EQ(two.output.find("Leaks detected"), std::string::npos) << two.output;
+    EXPECT_NE(Shell(run + "videotestsrc ! mix.").status, 0);
+}
+
+TEST(GStreamer, SaysWhatItCannotLoad) {
+    Start();
+    const Folder folder;
+    const Outcome outcome =
+        Shell("GST_REGISTRY=" + (folder / "r") +
+              " TP_ERASE_PLUGIN=/nowhere/libtp_Erase.so env " TP_FOREIGN_ENVIRONMENT
+              " gst-inspect-1.0 tp_transition");
+    EXPECT_NE(outcome.status, 0);
+    EXPECT_NE(outcome.output.find("cannot load the plug-in /nowhere/libtp_Erase.so"),
+              std::string::npos)
+        << outcome.output;
+}
+
+TEST(GStreamer, InspectShowsEachTransitionInWords) {
+    Start();
+    const std::string text =
+        Shell("env " TP_FOREIGN_ENVIRONMENT " gst-inspect-1.0 tp_transition").output;
+    for (const Transition &transition : TestedPlugin().Transitions())
+        EXPECT_NE(text.find(transition.info.title + ": " + transition.info.motion),
+                  std::string::npos)
+            << transition.name;
+}
+
+} // namespace
