@@ -52,6 +52,26 @@ void RestoreOpacity(Frame &out, const Frame &in1, const Frame &in2) {
     }
 }
 
+/// Draws of the plug-in's own: it takes them from the process's rand(), which goes on behind where
+/// others left it.
+class OwnDraws {
+public:
+    explicit OwnDraws(unsigned seed) : others(initstate(seed, own, sizeof own)) {}
+    ~OwnDraws() { setstate(others); }
+    OwnDraws(const OwnDraws &) = delete;
+    OwnDraws &operator=(const OwnDraws &) = delete;
+
+private:
+    char own[128] = {}; // as large as the C library's, so that the numbers are srand()'s
+    char *others;
+};
+
+/// Paths that ease keep their last position, one for the whole process. Of an unknown transition
+/// no curve is known.
+bool SharesNothing(const Info &info, Path path) {
+    return (path == Path::Yuv ? info.yuv : info.rgb) == Curve::Linear && !info.random;
+}
+
 } // namespace
 
 bool HasPath(const Transition &transition, Path path) {
@@ -82,10 +102,12 @@ void Draw(const Transition &transition, const Motion &motion, const Moment &mome
     TransParam param = {};
     param.dTotal = kLength;
     param.dCurrent = PluginPosition(motion, moment) * kLength;
-    {
+    if (SharesNothing(transition.info, out.Layout())) {
+        CallPlugin(transition, drawn, from, to, param);
+    } else {
         static std::mutex turns;
         const std::lock_guard guard(turns);
-        std::srand(RandomSeed(motion, moment));
+        const OwnDraws draws(RandomSeed(motion, moment));
         CallPlugin(transition, drawn, from, to, param);
     }
     if (!isDirect)

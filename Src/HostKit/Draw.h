@@ -26,8 +26,9 @@ constexpr double kLength = 1;
 /// or two, left a little transparent are opaque again: all of them when both inputs are opaque
 /// throughout, otherwise those at which both inputs are opaque and the output nearly so.
 ///
-/// May be called from several threads: they take turns, for the plug-in draws one frame at a time
-/// and its random numbers are the process's.
+/// May be called from several threads: they take turns at paths that ease or draw random numbers,
+/// for the plug-in keeps the last position and takes the process's rand(). What others get of
+/// rand() is undisturbed but while such a frame is drawn, and so is the frame by them.
 void Draw(const Transition &transition, const Motion &motion, const Moment &moment, Frame &out,
           const Frame &in1, const Frame &in2);
 

@@ -62,8 +62,8 @@ Frame::Frame(Path l, int w, int h, Chroma c) : layout(l), chroma(c), width(w), h
     Describe();
 }
 
-Frame::Frame(Path l, int w, int h, std::uint8_t *const *rows, const int *p)
-    : layout(l), width(w), height(h) {
+Frame::Frame(Path l, int w, int h, std::uint8_t *const *rows, const int *p, Chroma c)
+    : layout(l), chroma(c), width(w), height(h) {
     assert(width > 0 && height > 0);
     std::copy_n(rows, Planes(), top);
     std::copy_n(p, Planes(), pitches);

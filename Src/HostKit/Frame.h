@@ -29,9 +29,9 @@ public:
     Frame(Path layout, int width, int height, Chroma chroma = Chroma::Half);
     /// A view of somebody else's memory, which must outlive it. `rows` are the first pixels of each
     /// plane's top row and `pitches` the bytes from one row to the next below, negative for
-    /// pictures that lie upside down: three planes of a planar frame with chroma of half
-    /// resolution, one of a packed one.
-    Frame(Path layout, int width, int height, std::uint8_t *const *rows, const int *pitches);
+    /// pictures that lie upside down: three planes of a planar frame, one of a packed one.
+    Frame(Path layout, int width, int height, std::uint8_t *const *rows, const int *pitches,
+          Chroma chroma = Chroma::Half);
 
     Path Layout() const { return layout; }
     int Width() const { return width; }

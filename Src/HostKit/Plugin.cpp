@@ -4,6 +4,8 @@
 #include <cctype>
 #include <cstdlib>
 #include <dlfcn.h>
+#include <fstream>
+#include <link.h>
 #include <stdexcept>
 
 namespace hostkit {
@@ -42,6 +44,27 @@ std::string Mangled(std::string_view function, const char *parameters) {
     return "_Z" + std::to_string(function.size()) + std::string(function) + parameters;
 }
 
+/// Throws for a library that ends before what it wants to have mapped does: whoever touches the
+/// missing part would end the process. What is no library at all the loader tells.
+void CheckLength(const std::filesystem::path &file) {
+    std::ifstream bytes(file, std::ios::binary);
+    ElfW(Ehdr) header;
+    const auto read = [&](std::uintmax_t at, auto &record) {
+        bytes.seekg(std::streamoff(at));
+        return bool(bytes.read(reinterpret_cast<char *>(&record), sizeof record));
+    };
+    if (!read(0, header) || !std::equal(ELFMAG, ELFMAG + SELFMAG, header.e_ident))
+        return;
+    const std::uintmax_t size = std::filesystem::file_size(file);
+    for (int i = 0; i < header.e_phnum; ++i) {
+        ElfW(Phdr) part;
+        const bool isThere = read(header.e_phoff + std::uintmax_t(i) * sizeof part, part);
+        if (!isThere || (part.p_type == PT_LOAD && part.p_offset + part.p_filesz > size))
+            throw std::runtime_error("the plug-in " + file.string() + " is cut short after " +
+                                     std::to_string(size) + " bytes: copy or build it again");
+    }
+}
+
 } // namespace
 
 std::string MangledYUV(std::string_view function) {
@@ -53,8 +76,11 @@ std::string MangledRGB(std::string_view function) {
 }
 
 std::filesystem::path PluginOf(const void *module, const std::filesystem::path &installed) {
-    if (const char *named = std::getenv("TP_ERASE_PLUGIN"))
+    if (const char *named = std::getenv("TP_ERASE_PLUGIN")) {
+        if (!*named)
+            throw std::runtime_error("TP_ERASE_PLUGIN is empty: it takes the plug-in's file");
         return named;
+    }
     Dl_info info = {};
     dladdr(module, &info);
     const std::filesystem::path folder = std::filesystem::canonical(info.dli_fname).parent_path();
@@ -63,6 +89,7 @@ std::filesystem::path PluginOf(const void *module, const std::filesystem::path &
 }
 
 Plugin::Plugin(const std::filesystem::path &path) : file(path) {
+    CheckLength(file);
     // An absolute path keeps dlopen from searching the system's folders instead. The library stays
     // in memory: it keeps tables and worker threads for the life of the process.
     library =

@@ -25,7 +25,7 @@ struct Transition {
 
 /// The plug-in that a module of another program loads: the file that the environment variable
 /// TP_ERASE_PLUGIN names, else the one beside the module, else the one at this place seen from the
-/// module's folder.
+/// module's folder. Throws std::runtime_error when the variable is empty.
 /// \param module an address within the module
 std::filesystem::path PluginOf(const void *module, const std::filesystem::path &installed);
 

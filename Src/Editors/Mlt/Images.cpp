@@ -2,65 +2,185 @@
 
 #include <algorithm>
 #include <cassert>
-#include <framework/mlt.h>
+#include <cstring>
+#include <limits>
+#include <new>
+#include <utility>
 
 namespace mlt {
 
+using hostkit::Chroma;
 using hostkit::Frame;
 using hostkit::Path;
 
-Frame View(Path layout, int width, int height, std::uint8_t *picture) {
-    if (layout == Path::Rgb) {
-        const int pitch = width * 4;
-        return {layout, width, height, &picture, &pitch};
+namespace {
+
+constexpr int kChannels = 4;
+
+int Pitch(const Shape &shape) {
+    return shape.width * (shape.format == mlt_image_rgba ? 4 : 2);
+}
+
+// Two pixels of yuv422 are Y, Cb, Y, Cr.
+void Unpack(const std::uint8_t *row, int pairs, std::uint8_t *luma, std::uint8_t *cb,
+            std::uint8_t *cr) {
+    for (int i = 0; i < 2 * pairs; ++i)
+        luma[i] = row[2 * i];
+    for (int i = 0; i < pairs; ++i) {
+        cb[i] = row[4 * i + 1];
+        cr[i] = row[4 * i + 3];
     }
-    // What the engine's own mlt_image_format_planes() says of these is not true in all versions.
-    assert(HasPlanarSize(width, height));
-    const std::size_t luma = std::size_t(width) * height;
-    std::uint8_t *const planes[] = {picture, picture + luma, picture + luma * 5 / 4};
-    const int pitches[] = {width, width / 2, width / 2};
-    return {layout, width, height, planes, pitches};
 }
 
-Frame ConvertRgba(int width, int height, const std::uint8_t *rgba) {
-    Frame frame(Path::Yuv, width, height);
-    const auto pixel = [&](int x, int y) {
-        return rgba + (std::size_t(std::min(y, height - 1)) * width + std::min(x, width - 1)) * 4;
+void Pack(const std::uint8_t *luma, const std::uint8_t *cb, const std::uint8_t *cr, int pairs,
+          std::uint8_t *row) {
+    for (int i = 0; i < pairs; ++i, row += 4) {
+        row[0] = luma[2 * i];
+        row[1] = cb[i];
+        row[2] = luma[2 * i + 1];
+        row[3] = cr[i];
+    }
+}
+
+/// The same with as much chroma as luma.
+void UnpackFull(const std::uint8_t *row, int pairs, std::uint8_t *luma, std::uint8_t *cb,
+                std::uint8_t *cr) {
+    for (int i = 0; i < 2 * pairs; ++i) {
+        luma[i] = row[2 * i];
+        cb[i] = row[4 * (i / 2) + 1];
+        cr[i] = row[4 * (i / 2) + 3];
+    }
+}
+
+void PackFull(const std::uint8_t *luma, const std::uint8_t *cb, const std::uint8_t *cr, int pairs,
+              std::uint8_t *row) {
+    const auto mean = [](const std::uint8_t *two) {
+        return std::uint8_t((two[0] + two[1] + 1) / 2);
     };
-    for (int y = 0; y < height; ++y)
-        for (int x = 0; x < width; ++x) {
-            const std::uint8_t *p = pixel(x, y);
-            int luma;
-            [[maybe_unused]] int cb, cr;
-            RGB2YUV_601_SCALED(p[0], p[1], p[2], luma, cb, cr);
-            frame.Row(0, y)[x] = std::uint8_t(luma);
-        }
-    for (int y = 0; y < frame.Rows(1); ++y)
-        for (int x = 0; x < frame.RowBytes(1); ++x) {
-            int mean[3], cb, cr;
-            for (int c = 0; c < 3; ++c)
-                mean[c] = (pixel(2 * x, 2 * y)[c] + pixel(2 * x + 1, 2 * y)[c] +
-                           pixel(2 * x, 2 * y + 1)[c] + pixel(2 * x + 1, 2 * y + 1)[c] + 2) /
-                          4;
-            RGB2UV_601_SCALED(mean[0], mean[1], mean[2], cb, cr);
-            frame.Row(1, y)[x] = std::uint8_t(cb);
-            frame.Row(2, y)[x] = std::uint8_t(cr);
-        }
-    return frame;
+    for (int i = 0; i < 2 * pairs; i += 2, row += 4) {
+        row[0] = luma[i];
+        row[1] = mean(cb + i);
+        row[2] = luma[i + 1];
+        row[3] = mean(cr + i);
+    }
 }
 
-void ConvertToRgba(const Frame &frame, std::uint8_t *rgba) {
-    for (int y = 0; y < frame.Height(); ++y)
-        for (int x = 0; x < frame.Width(); ++x) {
-            const int luma = frame.Row(0, y)[x];
-            const int cb = frame.Row(1, y / 2)[x / 2], cr = frame.Row(2, y / 2)[x / 2];
-            int red, green, blue;
-            YUV2RGB_601_SCALED(luma, cb, cr, red, green, blue);
-            *rgba++ = std::uint8_t(red);
-            *rgba++ = std::uint8_t(green);
-            *rgba++ = std::uint8_t(blue);
-            *rgba++ = 255;
+void UnpackChannel(const std::uint8_t *row, int width, std::uint8_t *channel) {
+    for (int x = 0; x < width; ++x)
+        channel[x] = row[4 * x];
+}
+
+void PackChannels(const Frame *channels, int y, std::uint8_t *row) {
+    constexpr std::uint8_t kNearlyOpaque = 253;
+    const std::uint8_t *red = channels[0].Row(0, y), *green = channels[1].Row(0, y);
+    const std::uint8_t *blue = channels[2].Row(0, y), *alpha = channels[3].Row(0, y);
+    for (int x = 0; x < channels[0].Width(); ++x, row += 4) {
+        row[0] = red[x];
+        row[1] = green[x];
+        row[2] = blue[x];
+        row[3] = alpha[x] >= kNearlyOpaque ? 255 : alpha[x];
+    }
+}
+
+} // namespace
+
+Sheets::Sheets(const Shape &s, std::uint8_t *picture) : shape(s) {
+    const int width = shape.width, height = shape.height;
+    const std::size_t luma = std::size_t(width) * height;
+    if (shape.format == mlt_image_yuv420p) {
+        // What the engine's own mlt_image_format_planes() says is not true in all versions.
+        assert(HasYuv(width, height) && !shape.isInterlaced);
+        AddPlanar(picture, picture + luma, picture + luma * 5 / 4);
+        return;
+    }
+    // No shape takes more than four bytes a pixel of each field and two chroma planes of each sort.
+    const std::size_t chroma = std::size_t((width + 1) / 2) * ((height + 1) / 2);
+    const std::size_t size = luma * 4 * Fields() + chroma * 4;
+    if (size <= std::numeric_limits<int>::max())
+        memory.reset(static_cast<std::uint8_t *>(mlt_pool_alloc(int(size))));
+    if (!memory)
+        throw std::bad_alloc();
+    std::uint8_t *next = memory.get();
+    const auto take = [&](std::size_t bytes) { return std::exchange(next, next + bytes); };
+    if (shape.path == Path::Rgb)
+        for (int field = 0; field < Fields(); ++field) {
+            std::uint8_t *const top = take(luma * 4) + std::size_t(height - 1) * width * 4;
+            const int pitch = -width * 4;
+            frames.emplace_back(Path::Rgb, width, height, &top, &pitch);
         }
+    else if (shape.format == mlt_image_rgba) {
+        std::uint8_t *const grey = take(chroma);
+        std::fill_n(grey, chroma, std::uint8_t(128));
+        for (int i = 0; i < kChannels * Fields(); ++i)
+            AddPlanar(take(luma), grey, grey);
+    } else if (shape.chroma == Chroma::Full) {
+        for (int field = 0; field < Fields(); ++field)
+            AddPlanar(take(luma), take(luma), take(luma));
+    } else {
+        std::uint8_t *rows = nullptr;
+        for (const bool isFirst : {true, false}) {
+            rows = isFirst || shape.isInterlaced ? take(luma) : rows;
+            AddPlanar(rows, take(chroma), take(chroma));
+        }
+    }
+}
+
+void Sheets::AddPlanar(std::uint8_t *luma, std::uint8_t *cb, std::uint8_t *cr) {
+    std::uint8_t *const planes[] = {luma, cb, cr};
+    const bool isFull = shape.format == mlt_image_yuv422 && shape.chroma == Chroma::Full;
+    const int half = isFull ? shape.width : (shape.width + 1) / 2;
+    const int pitches[] = {shape.width, half, half};
+    frames.emplace_back(Path::Yuv, shape.width, shape.height, planes, pitches,
+                        isFull ? Chroma::Full : Chroma::Half);
+}
+
+/// Interlaced, only the even rows of a frame are filled, and RepeatRows() does the others.
+void Sheets::Split(const std::uint8_t *picture) {
+    const bool isFull = shape.chroma == Chroma::Full;
+    const int pairs = shape.width / 2;
+    const int rows = shape.format == mlt_image_yuv420p ? 0 : shape.height;
+    for (int y = 0; y < rows; ++y, picture += Pitch(shape)) {
+        const int field = shape.isInterlaced ? y % 2 : 0, row = y - field;
+        if (shape.path == Path::Rgb)
+            std::memcpy(frames[field].Row(0, row), picture, Pitch(shape));
+        else if (shape.format == mlt_image_rgba)
+            for (int c = 0; c < kChannels; ++c)
+                UnpackChannel(picture + c, shape.width, frames[field * kChannels + c].Row(0, row));
+        else if (isFull)
+            UnpackFull(picture, pairs, frames[field].Row(0, row), frames[field].Row(1, row),
+                       frames[field].Row(2, row));
+        else
+            Unpack(picture, pairs, frames[field].Row(0, row), frames[y % 2].Row(1, y / 2),
+                   frames[y % 2].Row(2, y / 2));
+    }
+    if (shape.isInterlaced)
+        RepeatRows();
+}
+
+void Sheets::RepeatRows() {
+    for (Frame &frame : frames)
+        for (int plane = 0; plane < frame.Planes(); ++plane)
+            for (int y = 1; y < shape.height && frame.Rows(plane) == shape.height; y += 2)
+                std::memcpy(frame.Row(plane, y), frame.Row(plane, y - 1), frame.RowBytes(plane));
+}
+
+void Sheets::Join(std::uint8_t *picture) const {
+    const bool isFull = shape.chroma == Chroma::Full;
+    const int pairs = shape.width / 2;
+    const int rows = shape.format == mlt_image_yuv420p ? 0 : shape.height;
+    for (int y = 0; y < rows; ++y, picture += Pitch(shape)) {
+        const int field = shape.isInterlaced ? y % 2 : 0;
+        if (shape.path == Path::Rgb)
+            std::memcpy(picture, frames[field].Row(0, y), Pitch(shape));
+        else if (shape.format == mlt_image_rgba)
+            PackChannels(&frames[field * kChannels], y, picture);
+        else if (isFull)
+            PackFull(frames[field].Row(0, y), frames[field].Row(1, y), frames[field].Row(2, y),
+                     pairs, picture);
+        else
+            Pack(frames[field].Row(0, y), frames[y % 2].Row(1, y / 2), frames[y % 2].Row(2, y / 2),
+                 pairs, picture);
+    }
 }
 
 } // namespace mlt

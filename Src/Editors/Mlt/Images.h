@@ -1,25 +1,69 @@
 /// \file Images.h
-/// The engine's pictures as frames of the transitions. The engine's pictures lie in memory without
-/// padding, top row first.
+/// The engine's pictures cut into frames that the transitions draw, and put together again.
 #pragma once
 
 #include "Frame.h"
 
+#include <framework/mlt.h>
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
 namespace mlt {
 
-/// Whether the engine has this size in planar 4:2:0: it knows no chroma for an odd last column or
-/// row, and its parts disagree about such planes.
-constexpr bool HasPlanarSize(int width, int height) {
+/// Whether the engine has sound YUV pictures of this size: its parts disagree about the chroma of
+/// an odd last column or row. Fields ask for an even height too.
+constexpr bool HasYuv(int width, int height) {
     return width % 2 == 0 && height % 2 == 0;
 }
 
-/// The engine's memory of a picture as a frame: planar 4:2:0, for sizes that HasPlanarSize, or 4
-/// bytes per pixel. The transitions take red, green and blue in any order.
-hostkit::Frame View(hostkit::Path layout, int width, int height, std::uint8_t *picture);
+/// Pictures of the engine, which lie in memory without padding, top row first, and how a transition
+/// takes them.
+struct Shape {
+    mlt_image_format format; ///< rgba; or yuv422 or yuv420p, for sizes that HasYuv
+    hostkit::Path path;
+    hostkit::Chroma chroma; ///< what the planar function works on
+    int width;
+    int height;
+    bool isInterlaced; ///< of an even height, and not in yuv420p
+};
 
-/// To planar 4:2:0 from 4 bytes per pixel and back, for sizes that the engine has no planar
-/// pictures of. Alpha is dropped on the way in and opaque on the way out.
-hostkit::Frame ConvertRgba(int width, int height, const std::uint8_t *rgba);
-void ConvertToRgba(const hostkit::Frame &frame, std::uint8_t *rgba);
+/// One picture as frames that the plug-in takes as they lie. For each format and path:
+/// - rgba, packed: one frame. Red, green and blue may come in any order.
+/// - rgba, planar: red, green, blue and alpha as the luma of one frame each, so that colours and
+///   transparency stay what they are. For transitions that move pixels and never make any.
+/// - yuv422: the even rows' chroma in one frame and the odd rows' in another, which share the luma.
+///   Each is planar 4:2:0, and no chroma is lost. One frame for functions of full chroma.
+/// - yuv420p: the picture itself.
+///
+/// An interlaced picture gives frames for each of its fields, the even rows' first. Their rows
+/// count twice, so that shapes keep their proportions and nothing moves to the other field.
+class Sheets {
+public:
+    /// With undefined contents; throws std::bad_alloc. A yuv420p `picture` must outlive the sheets.
+    Sheets(const Shape &shape, std::uint8_t *picture);
+    /// From a picture and back; yuv420p is in place already. Of channels, nearly opaque alpha
+    /// becomes opaque, for soft edges lose a level or two.
+    void Split(const std::uint8_t *picture);
+    void Join(std::uint8_t *picture) const;
+
+    std::size_t Count() const { return frames.size(); }
+    hostkit::Frame &operator[](std::size_t i) { return frames[i]; }
+    /// Whether a frame is of the odd rows' field.
+    bool IsOddField(std::size_t i) const { return shape.isInterlaced && i >= frames.size() / 2; }
+
+private:
+    struct Release {
+        void operator()(std::uint8_t *memory) const { mlt_pool_release(memory); }
+    };
+    void AddPlanar(std::uint8_t *luma, std::uint8_t *cb, std::uint8_t *cr);
+    void RepeatRows();
+    int Fields() const { return shape.isInterlaced ? 2 : 1; }
+
+    Shape shape;
+    std::unique_ptr<std::uint8_t, Release> memory; // the engine's, which are reused
+    std::vector<hostkit::Frame> frames;
+};
 
 } // namespace mlt

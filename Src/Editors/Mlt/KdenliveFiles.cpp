@@ -39,14 +39,6 @@ std::string Joined(const std::vector<std::string> &words, char separator) {
     return result;
 }
 
-/// Whether the parameter is offered: not what Kdenlive itself sets in mixes, nor what does nothing
-/// in this transition.
-bool IsOffered(const mlt::Parameter &parameter, const Transition &transition) {
-    const std::string_view name = parameter.name;
-    return name != mlt::kReverse && (name != mlt::kPath || (transition.yuv && transition.rgb)) &&
-           (name != mlt::kSeed || transition.info.random);
-}
-
 void WriteParameter(std::ostream &out, const mlt::Parameter &parameter) {
     constexpr const char *kTypes[] = {"bool", "constant", "list"};
     constexpr const char *kRanges[] = {" min=\"0\" max=\"1\"", " min=\"0\" max=\"99999\"", ""};
@@ -71,8 +63,9 @@ void WriteTransition(std::ostream &out, const Transition &transition) {
         << name << "\" type=\"short\">\n    <name>" << Escaped(mlt::Title(transition))
         << "</name>\n    <description>" << Escaped(mlt::Description(transition))
         << "</description>\n";
-    for (const mlt::Parameter &parameter : mlt::Parameters())
-        if (IsOffered(parameter, transition))
+    // Kdenlive itself sets kReverse in mixes.
+    for (const mlt::Parameter &parameter : mlt::Parameters(transition))
+        if (parameter.name != std::string_view(mlt::kReverse))
             WriteParameter(out, parameter);
     out << "</transition>\n";
 }

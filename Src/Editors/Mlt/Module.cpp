@@ -5,6 +5,7 @@
 
 #include <exception>
 #include <memory>
+#include <stdexcept>
 #include <string>
 
 namespace {
@@ -18,9 +19,22 @@ const hostkit::Transition *FindService(const std::string &name) {
     return nullptr;
 }
 
+/// The engine is written in C: what goes wrong is told and answered with a null.
+template<class Call>
+auto Guarded(const char *name, Call call) -> decltype(call()) {
+    try {
+        return call();
+    } catch (const std::exception &error) {
+        mlt_log_error(nullptr, "%s: %s\n", name, error.what());
+        return nullptr;
+    }
+}
+
 void *Create(mlt_profile, mlt_service_type, const char *name, const void *) {
-    const hostkit::Transition *transition = FindService(name);
-    return transition ? mlt::NewService(*transition) : nullptr;
+    return Guarded(name, [&]() -> void * {
+        const hostkit::Transition *transition = FindService(name);
+        return transition ? mlt::NewService(*transition) : nullptr;
+    });
 }
 
 /// Appends a list or record to a list or record, which closes it in the end.
@@ -56,25 +70,31 @@ void Describe(mlt_properties list, const mlt::Parameter &parameter) {
     }
 }
 
-mlt_properties Metadata(mlt_service_type, const char *name, void *) {
-    const hostkit::Transition *transition = FindService(name);
-    if (!transition)
-        return nullptr;
+mlt_properties MetadataOf(const hostkit::Transition &transition, const char *name) {
     const mlt_properties metadata = mlt_properties_new();
     mlt_properties_set(metadata, "schema_version", "7.0");
     mlt_properties_set(metadata, "type", "transition");
     mlt_properties_set(metadata, "identifier", name);
-    mlt_properties_set(metadata, "title", mlt::Title(*transition).c_str());
+    mlt_properties_set(metadata, "title", mlt::Title(transition).c_str());
     mlt_properties_set(metadata, "version", TP_VERSION);
+    mlt_properties_set(metadata, "creator", "The tp_Erase maintainers");
+    mlt_properties_set(metadata, "copyright", "The tp_Erase maintainers");
     mlt_properties_set(metadata, "language", "en");
     mlt_properties_set(Append(metadata, "tags"), "0", "Video");
-    mlt_properties_set(metadata, "description", mlt::Description(*transition).c_str());
-    if (const std::string notes = mlt::Notes(*transition); !notes.empty())
+    mlt_properties_set(metadata, "description", mlt::Description(transition).c_str());
+    if (const std::string notes = mlt::Notes(transition); !notes.empty())
         mlt_properties_set(metadata, "notes", notes.c_str());
     const mlt_properties parameters = Append(metadata, "parameters");
-    for (const mlt::Parameter &parameter : mlt::Parameters())
+    for (const mlt::Parameter &parameter : mlt::Parameters(transition))
         Describe(parameters, parameter);
     return metadata;
+}
+
+mlt_properties Metadata(mlt_service_type, const char *name, void *) {
+    return Guarded(name, [&]() -> mlt_properties {
+        const hostkit::Transition *transition = FindService(name);
+        return transition ? MetadataOf(*transition, name) : nullptr;
+    });
 }
 
 } // namespace
@@ -83,17 +103,16 @@ extern "C" __attribute__((visibility("default"))) void mlt_register(mlt_reposito
     try {
         loaded = std::make_unique<hostkit::Plugin>(
             hostkit::PluginOf(reinterpret_cast<const void *>(&FindService), TP_INSTALLED_PLUGIN));
+        for (const hostkit::Transition &transition : loaded->Transitions()) {
+            if (!transition.yuv && !transition.rgb)
+                continue;
+            const std::string name = mlt::ServiceName(transition);
+            mlt_repository_register(repository, mlt_service_transition_type, name.c_str(), Create);
+            mlt_repository_register_metadata(repository, mlt_service_transition_type, name.c_str(),
+                                             Metadata, nullptr);
+        }
     } catch (const std::exception &error) {
         // The engine goes on without the services.
         mlt_log_error(nullptr, "tp_erase: %s; there are no tp_erase transitions\n", error.what());
-        return;
-    }
-    for (const hostkit::Transition &transition : loaded->Transitions()) {
-        if (!transition.yuv && !transition.rgb)
-            continue;
-        const std::string name = mlt::ServiceName(transition);
-        mlt_repository_register(repository, mlt_service_transition_type, name.c_str(), Create);
-        mlt_repository_register_metadata(repository, mlt_service_transition_type, name.c_str(),
-                                         Metadata, nullptr);
     }
 }

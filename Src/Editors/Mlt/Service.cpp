@@ -2,68 +2,34 @@
 
 #include "Draw.h"
 #include "Images.h"
-#include "Order.h"
+#include "Plan.h"
 #include "Services.h"
 
 #include <algorithm>
+#include <cstring>
+#include <exception>
+#include <memory>
 #include <string>
-#include <string_view>
 
 namespace mlt {
 
-using hostkit::Frame;
-using hostkit::Moment;
-using hostkit::Motion;
+using hostkit::Chroma;
 using hostkit::Path;
 using hostkit::Transition;
 
 namespace {
 
-std::string_view Text(mlt_properties properties, const char *name) {
-    const char *text = mlt_properties_get(properties, name);
-    return text ? text : "";
-}
-
 /// One picture of the overlap: a is the frame of the lower track, which also carries the result.
 struct Overlap {
-    mlt_transition service;
+    const Plan &plan;
     mlt_frame a;
     mlt_frame b;
-    bool swapped; ///< b is the outgoing clip
     int width;
     int height;
 
-    mlt_properties Properties() const { return MLT_TRANSITION_PROPERTIES(service); }
-    const Transition &Painter() const { return *static_cast<const Transition *>(service->child); }
-    mlt_frame Outgoing() const { return swapped ? b : a; }
-    mlt_frame Incoming() const { return swapped ? a : b; }
+    mlt_frame Outgoing() const { return plan.swapped ? b : a; }
+    mlt_frame Incoming() const { return plan.swapped ? a : b; }
 };
-
-/// A service without limits follows the engine's own progress.
-Moment MomentOf(const Overlap &overlap) {
-    const mlt_position in = mlt_transition_get_in(overlap.service);
-    const mlt_position out = mlt_transition_get_out(overlap.service);
-    const mlt_position frame = mlt_frame_get_position(overlap.a) - in;
-    if (out <= 0)
-        return {mlt_transition_get_progress(overlap.service, overlap.a), frame};
-    return hostkit::MomentOf(frame, out - in + 1);
-}
-
-Motion MotionOf(const Overlap &overlap, const Moment &moment) {
-    const mlt_properties properties = overlap.Properties();
-    Motion motion;
-    const std::string_view ease = Text(properties, kEase);
-    motion.easing = hostkit::FindEasing(ease);
-    if (!motion.easing && !ease.empty() && moment.frame == 0)
-        mlt_log_warning(MLT_TRANSITION_SERVICE(overlap.service), "no easing is named \"%s\"\n",
-                        std::string(ease).c_str());
-    // What Kdenlive says by the name in mixes of a track's neighbours is known already.
-    const bool isMix = mlt_properties_exists(properties, "kdenlive:mixcut");
-    motion.reverse = mlt_properties_get_int(properties, kBackwards) ||
-                     (mlt_properties_get_int(properties, kReverse) && !isMix);
-    motion.seed = std::uint64_t(mlt_properties_get_int64(properties, kSeed));
-    return motion;
-}
 
 /// The frame's picture in this format and size, which stays the frame's; null when the engine
 /// cannot make it.
@@ -84,100 +50,171 @@ std::uint8_t *Fetch(mlt_frame frame, mlt_image_format format, int width, int hei
     return found == format && w == width && h == height ? image : nullptr;
 }
 
-/// Whether a frame that was fetched without alpha has pixels that one sees through.
-bool IsTransparent(mlt_frame frame) {
+bool IsAll(const std::uint8_t *bytes, std::size_t count, std::uint8_t value) {
+    return count == 0 || (bytes[0] == value && !std::memcmp(bytes, bytes + 1, count - 1));
+}
+
+/// Whether a frame that was fetched without alpha has pixels that one sees through, but for the
+/// bars that the engine puts around a picture of another shape: equal ones above and below, or left
+/// and right, which are black.
+bool IsTransparent(mlt_frame frame, int width, int height) {
     int size = 0;
     const std::uint8_t *alpha = mlt_frame_get_alpha_size(frame, &size);
-    return alpha && std::any_of(alpha, alpha + size, [](std::uint8_t a) { return a != 255; });
+    if (!alpha || size < width * height)
+        return false;
+    const auto row = [&](int y) { return alpha + std::size_t(y) * width; };
+    int top = 0, left = 0;
+    while (top < height / 2 && IsAll(row(top), width, 0) && IsAll(row(height - 1 - top), width, 0))
+        ++top;
+    while (top == 0 && left < width / 2 && !alpha[left] && !alpha[width - 1 - left])
+        ++left;
+    if (2 * top >= height - 1 || 2 * left >= width - 1)
+        return true;
+    for (int y = top; y < height - top; ++y)
+        if (!IsAll(row(y), left, 0) || !IsAll(row(y) + width - left, left, 0) ||
+            !IsAll(row(y) + left, width - 2 * left, 255))
+            return true;
+    return false;
 }
 
-/// One form of the transition: what it fetches and returns, and how it is drawn.
-struct Form {
-    mlt_image_format format;
-    Path path;
+/// The engine tells only the lower track's frame how the consumer wants its pictures.
+void PassWishes(mlt_frame a, mlt_frame b) {
+    const mlt_properties from = MLT_FRAME_PROPERTIES(a), to = MLT_FRAME_PROPERTIES(b);
+    mlt_properties_copy(to, from, "consumer.");
+    if (const char *distort = mlt_properties_get(from, "distort"))
+        mlt_properties_set(to, "distort", distort);
+}
+
+/// Whether the engine gives this frame as yuv420p in this size: it neither scales such pictures nor
+/// puts bars around them.
+bool IsNative(mlt_frame frame, int width, int height) {
+    const mlt_properties properties = MLT_FRAME_PROPERTIES(frame);
+    return mlt_properties_get_int(properties, "meta.media.width") == width &&
+           mlt_properties_get_int(properties, "meta.media.height") == height;
+}
+
+bool IsInterlaced(mlt_frame frame) {
+    const mlt_properties properties = MLT_FRAME_PROPERTIES(frame);
+    return mlt_properties_exists(properties, "consumer.progressive") &&
+           !mlt_properties_get_int(properties, "consumer.progressive");
+}
+
+bool IsOddFieldFirst(mlt_frame frame) {
+    const mlt_properties properties = MLT_FRAME_PROPERTIES(frame);
+    // A negative wish is none.
+    if (mlt_properties_exists(properties, "consumer.top_field_first") &&
+        mlt_properties_get_int(properties, "consumer.top_field_first") >= 0)
+        return !mlt_properties_get_int(properties, "consumer.top_field_first");
+    return !mlt_properties_get_int(properties, "top_field_first");
+}
+
+/// How the transition is drawn for an engine that works in RGB or in YUV: as the user wishes, else
+/// as the engine does. RGB of those whose packed function is squeezed into a corner is drawn by the
+/// planar one.
+void Choose(Shape &shape, const Plan &plan, bool isRgb) {
+    const Transition &transition = *plan.transition;
+    const bool isWhole = transition.rgb && !transition.info.countsBytes;
+    if (transition.rgb && (plan.look == Look::Rgb || !transition.yuv)) {
+        shape.format = mlt_image_rgba;
+        shape.path = Path::Rgb;
+    } else if (isRgb && (plan.look == Look::Auto || !isWhole)) {
+        shape.format = mlt_image_rgba;
+        shape.path = isWhole ? Path::Rgb : Path::Yuv;
+    } else {
+        shape.format = mlt_image_yuv422;
+        shape.path = Path::Yuv;
+    }
+}
+
+Shape ShapeOf(const Overlap &overlap, mlt_image_format wanted) {
+    const int width = overlap.width, height = overlap.height;
+    const bool hasYuv = HasYuv(width, height);
+    Plan plan = overlap.plan;
+    if (!hasYuv && plan.look == Look::Yuv)
+        plan.look = Look::Auto;
+    Shape shape = {mlt_image_none, Path::Yuv, plan.transition->info.chroma,
+                   width,          height,    IsInterlaced(overlap.a) && height % 2 == 0};
+    Choose(shape, plan, wanted == mlt_image_rgb || wanted == mlt_image_rgba || !hasYuv);
+    if (shape.format == mlt_image_rgba)
+        return shape;
+    if (wanted == mlt_image_yuv420p && !shape.isInterlaced && IsNative(overlap.a, width, height) &&
+        IsNative(overlap.b, width, height))
+        shape.format = mlt_image_yuv420p;
+    // Alpha is known once the pictures are there.
+    for (const mlt_frame frame : {overlap.a, overlap.b})
+        if (Fetch(frame, shape.format, width, height) && IsTransparent(frame, width, height)) {
+            Choose(shape, plan, true);
+            break;
+        }
+    return shape;
+}
+
+struct Release {
+    void operator()(std::uint8_t *memory) const { mlt_pool_release(memory); }
 };
-constexpr Form kPacked = {mlt_image_rgba, Path::Rgb};
-constexpr Form kPlanar = {mlt_image_yuv420p, Path::Yuv};
-constexpr Form kPlanarFromRgba = {mlt_image_rgba, Path::Yuv};
-
-bool IsConverted(const Form &form) {
-    return form.format == mlt_image_rgba && form.path == Path::Yuv;
-}
 
 /// The picture, which frame a owns from then on; null when the inputs cannot be had.
-std::uint8_t *Paint(const Overlap &overlap, const Form &form) {
-    const int width = overlap.width, height = overlap.height;
-    std::uint8_t *from = Fetch(overlap.Outgoing(), form.format, width, height);
-    std::uint8_t *to = Fetch(overlap.Incoming(), form.format, width, height);
+std::uint8_t *Paint(const Overlap &overlap, const Shape &shape) {
+    std::uint8_t *from = Fetch(overlap.Outgoing(), shape.format, shape.width, shape.height);
+    std::uint8_t *to = Fetch(overlap.Incoming(), shape.format, shape.width, shape.height);
     if (!from || !to)
         return nullptr;
-    const int size = mlt_image_format_size(form.format, width, height, nullptr);
-    auto *picture = static_cast<std::uint8_t *>(mlt_pool_alloc(size));
-    const Moment moment = MomentOf(overlap);
-    const Motion motion = MotionOf(overlap, moment);
-    const Transition &transition = overlap.Painter();
-    if (IsConverted(form)) {
-        Frame out(form.path, width, height);
-        Draw(transition, motion, moment, out, ConvertRgba(width, height, from),
-             ConvertRgba(width, height, to));
-        ConvertToRgba(out, picture);
-    } else {
-        Frame out = View(form.path, width, height, picture);
-        Draw(transition, motion, moment, out, View(form.path, width, height, from),
-             View(form.path, width, height, to));
+    const int size = mlt_image_format_size(shape.format, shape.width, shape.height, nullptr);
+    std::unique_ptr<std::uint8_t, Release> picture(
+        static_cast<std::uint8_t *>(mlt_pool_alloc(size)));
+    Sheets in1(shape, from), in2(shape, to), out(shape, picture.get());
+    in1.Split(from);
+    in2.Split(to);
+    const bool oddFirst = IsOddFieldFirst(overlap.a);
+    const Plan &plan = overlap.plan;
+    for (std::size_t i = 0; i < out.Count(); ++i) {
+        const bool isLater = out.IsOddField(i) != oddFirst;
+        Draw(*plan.transition, plan.motion, shape.isInterlaced ? plan.fields[isLater] : plan.moment,
+             out[i], in1[i], in2[i]);
     }
-    mlt_frame_set_image(overlap.a, picture, size, mlt_pool_release);
+    out.Join(picture.get());
+    mlt_frame_set_image(overlap.a, picture.get(), size, mlt_pool_release);
     mlt_frame_set_alpha(overlap.a, nullptr, 0, nullptr);
-    return picture;
-}
-
-/// Whether the packed form draws: as the user wishes, else for an engine that works in RGB and for
-/// pictures that the planar form would lose something of. Nobody gets a packed form that is
-/// squeezed into a corner without asking.
-bool IsPacked(const Overlap &overlap, mlt_image_format wanted) {
-    const Transition &painter = overlap.Painter();
-    const std::string_view path = Text(overlap.Properties(), kPath);
-    if (!painter.yuv || !painter.rgb || path == kYuv || path == kRgb)
-        return painter.rgb && (path == kRgb || !painter.yuv);
-    if (painter.info.countsBytes)
-        return false;
-    if (wanted == mlt_image_rgb || wanted == mlt_image_rgba ||
-        !HasPlanarSize(overlap.width, overlap.height))
-        return true;
-    // Alpha is known once the pictures are there.
-    Fetch(overlap.a, mlt_image_yuv420p, overlap.width, overlap.height);
-    Fetch(overlap.b, mlt_image_yuv420p, overlap.width, overlap.height);
-    return IsTransparent(overlap.a) || IsTransparent(overlap.b);
+    return picture.release();
 }
 
 int GetImage(mlt_frame a, std::uint8_t **image, mlt_image_format *format, int *width, int *height,
              int writable) {
     const mlt_frame b = mlt_frame_pop_frame(a);
-    const bool swapped = mlt_frame_pop_service_int(a);
-    const auto service = static_cast<mlt_transition>(mlt_frame_pop_service(a));
-    const Overlap overlap = {service, a, b, swapped, *width, *height};
-    if (*width > 0 && *height > 0) {
-        const bool isPacked = IsPacked(overlap, *format);
-        const Form &form = isPacked                         ? kPacked
-                           : HasPlanarSize(*width, *height) ? kPlanar
-                                                            : kPlanarFromRgba;
-        if (std::uint8_t *picture = Paint(overlap, form)) {
-            *image = picture;
-            *format = form.format;
-            return 0;
+    const auto *plan = static_cast<const Plan *>(mlt_frame_pop_service(a));
+    std::string reason = "the clips give no pictures of that size";
+    if (*width > 0 && *height > 0)
+        try {
+            PassWishes(a, b);
+            const Overlap overlap = {*plan, a, b, *width, *height};
+            const Shape shape = ShapeOf(overlap, *format);
+            if (std::uint8_t *picture = Paint(overlap, shape)) {
+                *image = picture;
+                *format = shape.format;
+                return 0;
+            }
+        } catch (const std::exception &error) { // the engine is written in C
+            reason = error.what();
         }
-        mlt_log_error(MLT_TRANSITION_SERVICE(service),
-                      "the clips give no pictures of %d x %d pixels to draw between\n", *width,
-                      *height);
-    }
+    mlt_log_error(nullptr, "%s: nothing is drawn at %d x %d pixels: %s\n",
+                  ServiceName(*plan->transition).c_str(), *width, *height, reason.c_str());
     return mlt_frame_get_image(a, image, format, width, height, writable);
 }
 
 mlt_frame Process(mlt_transition service, mlt_frame a, mlt_frame b) {
-    mlt_frame_push_service(a, service);
-    mlt_frame_push_service_int(a, GoesFromSecondTrack(service));
-    mlt_frame_push_frame(a, b);
-    mlt_frame_push_get_image(a, GetImage);
+    try {
+        auto plan = std::make_unique<Plan>(service, a);
+        // The frame owns the plan, whether its picture is asked for or not.
+        const std::string name = "_tp_erase." + std::to_string(std::uintptr_t(plan.get()));
+        mlt_properties_set_data(
+            MLT_FRAME_PROPERTIES(a), name.c_str(), plan.get(), 0,
+            [](void *owned) { delete static_cast<Plan *>(owned); }, nullptr);
+        mlt_frame_push_service(a, plan.release());
+        mlt_frame_push_frame(a, b);
+        mlt_frame_push_get_image(a, GetImage);
+    } catch (const std::exception &error) {
+        mlt_log_error(MLT_TRANSITION_SERVICE(service), "%s\n", error.what());
+    }
     return a;
 }
 
@@ -190,7 +227,7 @@ mlt_transition NewService(const Transition &transition) {
     service->process = Process;
     service->child = const_cast<Transition *>(&transition);
     const mlt_properties properties = MLT_TRANSITION_PROPERTIES(service);
-    for (const Parameter &parameter : Parameters())
+    for (const Parameter &parameter : Parameters(transition))
         mlt_properties_set(properties, parameter.name, parameter.preset);
     // Pictures, not sound.
     mlt_properties_set_int(properties, "_transition_type", 1);

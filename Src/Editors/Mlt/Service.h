@@ -1,4 +1,4 @@
-/// \file Module.h
+/// \file Service.h
 /// One transition of the engine that draws with the plug-in.
 #pragma once
 

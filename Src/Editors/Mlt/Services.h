@@ -12,7 +12,7 @@ namespace mlt {
 /// "tp_erase." and the transition's stem: "Linear Wipe" is tp_erase.linear_wipe.
 std::string ServiceName(const hostkit::Transition &transition);
 
-/// For menus.
+/// For menus: all of them begin alike, so that an editor's list shows them together.
 std::string Title(const hostkit::Transition &transition);
 /// What moves, and the pictures at both ends.
 std::string Description(const hostkit::Transition &transition);
@@ -33,8 +33,8 @@ struct Parameter {
     std::vector<std::string> labels = {}; ///< the values for menus, without commas
 };
 
-/// The parameters, the same for every service.
-const std::vector<Parameter> &Parameters();
+/// The parameters of a transition's service: those that change its pictures.
+std::vector<Parameter> Parameters(const hostkit::Transition &transition);
 
 // Names of parameters. Kdenlive keeps kReverse to itself in mixes of a track's neighbours, hence
 // the other name for the same thing.
