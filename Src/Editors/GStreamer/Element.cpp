@@ -24,17 +24,11 @@ namespace {
 /// Set before the element's class is made.
 const std::vector<Transition> *transitions;
 
-/// A value for each of so many; GStreamer keeps the texts.
-GType NewEnumeration(const char *name, std::vector<GEnumValue> values) {
-    values.push_back({});
-    // The type lives as long as the process.
-    auto *kept = new std::vector<GEnumValue>(std::move(values));
-    return g_enum_register_static(name, kept->data());
-}
+// GStreamer keeps the values and their texts for the life of the process.
 
 GType TransitionType() {
+    static auto &values = *new std::vector<GEnumValue>;
     static const GType type = [] {
-        std::vector<GEnumValue> values;
         for (const Transition &transition : *transitions) {
             const hostkit::Info &info = transition.info;
             if (transition.yuv || transition.rgb)
@@ -42,17 +36,19 @@ GType TransitionType() {
                                   g_strdup((info.title + ": " + info.motion).c_str()),
                                   g_strdup(hostkit::Stem(transition.name).c_str())});
         }
-        return NewEnumeration("TpTransitionName", std::move(values));
+        values.push_back({});
+        return g_enum_register_static("TpTransitionName", values.data());
     }();
     return type;
 }
 
 GType EasingType() {
+    static auto &values = *new std::vector<GEnumValue>;
     static const GType type = [] {
-        std::vector<GEnumValue> values;
         for (const hostkit::Easing &easing : hostkit::Easings())
             values.push_back({int(values.size()), easing.description, easing.name});
-        return NewEnumeration("TpTransitionEasing", std::move(values));
+        values.push_back({});
+        return g_enum_register_static("TpTransitionEasing", values.data());
     }();
     return type;
 }
