@@ -25,19 +25,25 @@ struct Scan {
     std::int64_t interval = 0; ///< the usual time from picture to picture
 };
 
-Scan ScanPackets(const std::string &name) {
+Scan ScanPackets(const std::string &name, std::shared_ptr<const PacketIndex> *index) {
     const Demuxer demuxer = OpenDemuxer(name);
     const int video = MainStream(*demuxer, AVMEDIA_TYPE_VIDEO);
     Scan scan;
     if (video < 0)
         return scan;
-    Packets packets(*demuxer, video, name);
+    const int sound = index ? MainStream(*demuxer, AVMEDIA_TYPE_AUDIO) : -1;
+    Packets packets(*demuxer, video, name, sound);
+    std::optional<PacketIndexer> indexer;
+    if (index)
+        indexer.emplace(*demuxer->streams[video], sound < 0 ? nullptr : demuxer->streams[sound]);
     std::vector<std::int64_t> times, decodingTimes;
     std::int64_t total = 0; // of the durations, which count where not every packet has its time
     std::int64_t lastDuration = 0;
     const Packet packet(av_packet_alloc());
     while (packets.Next(*packet)) {
-        if (packet->flags & AV_PKT_FLAG_DISCARD)
+        if (indexer)
+            indexer->Add(*packet);
+        if (packet->stream_index != video || packet->flags & AV_PKT_FLAG_DISCARD)
             continue;
         ++scan.pictures;
         total += packet->duration;
@@ -51,6 +57,8 @@ Scan ScanPackets(const std::string &name) {
             lastDuration = packet->duration;
         }
     }
+    if (indexer)
+        *index = std::make_shared<const PacketIndex>(indexer->Finish());
     if (times.empty()) { // as in AVI
         times = std::move(decodingTimes);
         scan.end = times.empty() ? scan.end : times.back();
@@ -158,6 +166,7 @@ void Describe(Clip &clip, AVFormatContext &demuxer, const AVStream &stream, cons
     clip.height = orientation.isTransposed ? first.width : first.height;
     clip.aspect =
         orientation.isTransposed ? av_inv_q(first.sample_aspect_ratio) : first.sample_aspect_ratio;
+    clip.isTurned = orientation.isTransposed || orientation.isMirrored || orientation.isFlipped;
     clip.colours = ColoursOf(first);
     const AVFieldOrder order = stream.codecpar->field_order;
     clip.isInterlaced =
@@ -185,7 +194,7 @@ bool IsAlike(const AVFrame &a, const AVFrame &b) {
 
 } // namespace
 
-Clip ProbeClip(const std::string &name) {
+Clip ProbeClip(const std::string &name, bool withIndex) {
     Clip clip;
     clip.name = ShownName(name);
     clip.isPipe = !IsSeekable(name);
@@ -199,7 +208,7 @@ Clip ProbeClip(const std::string &name) {
     clip.start = first->pts;
     Scan scan;
     if (!clip.isPipe)
-        scan = ScanPackets(name);
+        scan = ScanPackets(name, withIndex ? &clip.index : nullptr);
     clip.rate = RateOf(clip.name, reader->File(), const_cast<AVStream &>(stream), scan);
     clip.isStill = !clip.isPipe && HoldsStill(name, reader->File(), scan.pictures);
     if (clip.isPipe) {

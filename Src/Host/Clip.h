@@ -3,6 +3,7 @@
 #pragma once
 
 #include "Graph.h"
+#include "PacketIndex.h"
 #include "PictureFilters.h"
 #include "Reader.h"
 
@@ -27,19 +28,21 @@ struct Clip {
     std::optional<std::int64_t> length; ///< nothing for pipes and still pictures
     std::int64_t in = 0; ///< the first picture that is used, counted at the result's rate
     AVPixelFormat pixels = AV_PIX_FMT_NONE;
-    Colours colours; ///< with nothing left to assume
+    Colours colours;       ///< with nothing left to assume
+    bool isTurned = false; ///< stored otherwise than upright
     bool isInterlaced = false;
     AVFieldOrder fields = AV_FIELD_PROGRESSIVE; ///< AV_FIELD_TT, AV_FIELD_BB or progressive
     SoundFormat sound;
     std::string title, date;
-    std::string leftOut;            ///< what the program does not take over, for a message
-    std::shared_ptr<Reader> opened; ///< a pipe's
-    std::shared_ptr<AVFrame> first; ///< and its first picture
+    std::string leftOut; ///< what the program does not take over, for a message
+    std::shared_ptr<const PacketIndex> index; ///< where it was asked for
+    std::shared_ptr<Reader> opened;           ///< a pipe's
+    std::shared_ptr<AVFrame> first;           ///< and its first picture
 };
 
 /// Opens a clip, decodes its first picture and scans its packets for its length. Throws a Failure
-/// when there is no picture to be had from it; tells what was guessed.
-Clip ProbeClip(const std::string &name);
+/// when there is no picture to be had from it; tells what was guessed. Copying needs the index.
+Clip ProbeClip(const std::string &name, bool withIndex = false);
 
 /// How many pictures of this rate a clip has; nothing for pipes and still pictures.
 std::optional<std::int64_t> FramesOf(const Clip &clip, AVRational rate);

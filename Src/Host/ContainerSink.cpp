@@ -1,17 +1,16 @@
 /// Anything that FFmpeg's libraries write: H.264 in MP4 and Matroska, ProRes in QuickTime, GIF,
 /// YUV4MPEG2 in files and pipes.
 
+#include "ClipCopier.h"
 #include "Encoder.h"
 #include "Failure.h"
 #include "Graph.h"
-#include "OutputFile.h"
+#include "Muxer.h"
 #include "Sink.h"
+#include "SoundPackets.h"
 
+#include <algorithm>
 #include <optional>
-
-extern "C" {
-#include <libavutil/channel_layout.h>
-}
 
 namespace host {
 
@@ -19,52 +18,49 @@ namespace {
 
 class ContainerSink : public Sink {
 public:
-    ContainerSink(const OutputOptions &options, const OutputPlan &plan, const Canvas &canvas,
-                  const SoundFormat &soundFormat, const Tags &tags)
-        : name(options.file == "-" ? "standard output" : options.file), fields(canvas.fields),
-          isGif(plan.kind == OutputPlan::Kind::Gif), video(*plan.video, name) {
-        std::string url = "pipe:1";
-        if (options.file != "-")
-            url = "file:" + output.emplace(options.file).Part().string();
-        AVFormatContext *context = nullptr;
-        Check(avformat_alloc_output_context2(&context, plan.container, nullptr, url.c_str()), name);
-        muxer.reset(context);
-        muxer->flags |= AVFMT_FLAG_BITEXACT; // the same command gives the same bytes
-        muxer->strict_std_compliance = FF_COMPLIANCE_UNOFFICIAL; // YUV4MPEG2 of 10 bits
-        SetTag("title", tags.title);
-        SetTag("date", tags.date);
-        SetUpVideo(video.Context(), options, plan, canvas);
-        videoStream = AddStream(video);
+    ContainerSink(const OutputOptions &wanted, const OutputPlan &outputPlan, const Canvas &onto,
+                  const SoundFormat &soundFormat, const Tags &tags, const Assembly *pieces)
+        : options(wanted), plan(outputPlan), canvas(onto), assembly(pieces),
+          isGif(plan.kind == OutputPlan::Kind::Gif), muxer(options.file, plan.container, tags) {
+        OpenVideo();
+        videoStream = &AddStream(*video);
         videoStream->avg_frame_rate = canvas.rate;
         videoStream->sample_aspect_ratio = canvas.aspect;
         const std::string kind = plan.container->name;
         if (plan.video->id == AV_CODEC_ID_HEVC && (kind == "mp4" || kind == "mov"))
             videoStream->codecpar->codec_tag = MKTAG('h', 'v', 'c', '1'); // what players look for
-        if (soundFormat.rate) {
-            SetUpSound(sound.emplace(*plan.sound, name).Context(), options, soundFormat);
-            soundStream = AddStream(*sound);
+        if (assembly)
+            Assemble();
+        if (assembly && assembly->sound) {
+            soundStream = &muxer.AddStream();
+            soundStream->time_base = assembly->sound->TimeBase();
+            assembly->sound->Describe(*soundStream->codecpar);
+        } else if (soundFormat.rate) {
+            AVCodecContext &context = sound.emplace(*plan.sound, muxer.Name()).Context();
+            SetUpSound(context, options, soundFormat);
+            if (muxer.WantsGlobalHeader())
+                context.flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+            sound->Open();
+            soundStream = &AddStream(*sound);
         }
-        Check(avio_open(&muxer->pb, url.c_str(), AVIO_FLAG_WRITE), name);
-        AVDictionary *extras = nullptr; // mp4 and mov play while they load
-        av_dict_set(&extras, "movflags", "+faststart", 0);
-        const int answer = avformat_write_header(muxer.get(), &extras);
-        av_dict_free(&extras);
-        CheckWritten(answer);
+        muxer.Start(assembly && assembly->plan.copies ? IndexBytes(soundFormat) : 0);
     }
 
-    void Write(const AVFrame &picture, std::int64_t) override {
+    void Write(const AVFrame &picture, std::int64_t number) override {
         Frame frame = Share(picture);
-        frame->pts = pictures++;
+        frame->pts = assembly ? number : pictures++;
         frame->pict_type = AV_PICTURE_TYPE_NONE; // the clip's own key frames mean nothing here
-        frame->interlaced_frame = fields != AV_FIELD_PROGRESSIVE;
-        frame->top_field_first = fields == AV_FIELD_TT;
+        frame->interlaced_frame = canvas.fields != AV_FIELD_PROGRESSIVE;
+        frame->top_field_first = canvas.fields == AV_FIELD_TT;
+        if (assembly)
+            return WritePiece(*frame, number);
         if (!isGif)
             return EncodePicture(frame.get());
         if (!palette)
-            palette = Graph(*frame, video.Context().time_base,
+            palette = Graph(*frame, video->Context().time_base,
                             "split[a][b];[a]palettegen=stats_mode=single[p];"
                             "[b][p]paletteuse=new=1:dither=sierra2_4a",
-                            name);
+                            muxer.Name());
         palette.Push(*frame);
         EncodePaletted();
     }
@@ -74,7 +70,8 @@ public:
         frame->pts = samplesWritten;
         samplesWritten += frame->nb_samples;
         if (!blocks)
-            blocks = Graph(*frame, {1, frame->sample_rate}, BlockFilters(), name);
+            blocks = Graph(*frame, {1, frame->sample_rate}, BlockFilters(sound->Context()),
+                           muxer.Name());
         blocks.Push(*frame);
         EncodeSound();
     }
@@ -84,58 +81,155 @@ public:
             palette.End(pictures);
             EncodePaletted();
         }
+        if (assembly) {
+            CopyBefore(INT64_MAX);
+            SoundUntil(INT64_MAX);
+        }
         if (sound) {
             if (blocks) {
                 blocks.End(samplesWritten);
                 EncodeSound();
             }
-            sound->Encode(nullptr, [&](AVPacket &packet) { Mux(packet, *sound, *soundStream); });
+            sound->Encode(nullptr, [&](AVPacket &packet) {
+                muxer.Write(packet, sound->Context().time_base, *soundStream);
+            });
         }
-        EncodePicture(nullptr);
-        CheckWritten(av_write_trailer(muxer.get()));
-        avio_flush(muxer->pb);
-        CheckWritten(0);
-        Check(avio_closep(&muxer->pb), name);
-        if (output)
-            output->Keep();
+        if (!assembly)
+            EncodePicture(nullptr);
+        muxer.Finish();
     }
 
 private:
-    struct CloseMuxer {
-        void operator()(AVFormatContext *context) const {
-            avio_closep(&context->pb);
-            avformat_free_context(context);
-        }
-    };
-
-    void SetTag(const char *key, const std::string &value) {
-        if (!value.empty())
-            av_dict_set(&muxer->metadata, key, value.c_str(), 0);
+    void OpenVideo() {
+        AVCodecContext &context = video.emplace(*plan.video, muxer.Name()).Context();
+        SetUpVideo(context, options, plan, canvas);
+        const bool copies = assembly && assembly->plan.copies;
+        if (copies)
+            MakeAlike(context, *assembly->plan.like, assembly->plan.depth);
+        if (muxer.WantsGlobalHeader() || copies)
+            context.flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+        video->Open();
+        isUsed = false;
     }
 
-    AVStream *AddStream(Encoder &encoder) {
-        if (muxer->oformat->flags & AVFMT_GLOBALHEADER)
-            encoder.Context().flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
-        encoder.Open();
-        AVStream *stream = avformat_new_stream(muxer.get(), nullptr);
-        stream->time_base = encoder.Context().time_base;
-        Check(avcodec_parameters_from_context(stream->codecpar, &encoder.Context()), name);
+    AVStream &AddStream(Encoder &encoder) {
+        AVStream &stream = muxer.AddStream();
+        stream.time_base = encoder.Context().time_base;
+        Check(avcodec_parameters_from_context(stream.codecpar, &encoder.Context()), muxer.Name());
         return stream;
     }
 
-    /// Sound in the samples and blocks that the encoder takes.
-    std::string BlockFilters() {
-        const AVCodecContext &context = sound->Context();
-        const bool isFree = context.frame_size == 0 ||
-                            (context.codec->capabilities & AV_CODEC_CAP_VARIABLE_FRAME_SIZE);
-        return std::string("aformat=sample_fmts=") + av_get_sample_fmt_name(context.sample_fmt) +
-               (isFree ? "" : ",asetnsamples=p=0:n=" + std::to_string(context.frame_size));
+    // ---------------------------------------------------------------------------------------------
+    // A result in pieces
+    // ---------------------------------------------------------------------------------------------
+
+    /// Readies what the pieces need; the header gets everybody's parameter sets.
+    void Assemble() {
+        const CopyPlan &pieces = assembly->plan;
+        const AVCodecContext &context = video->Context();
+        piece = pieces.part.first;
+        constexpr int kPyramid = 2; // the encoder of H.265 does not tell
+        delay =
+            std::max({pieces.depth, context.has_b_frames,
+                      plan.video->id == AV_CODEC_ID_HEVC && context.max_b_frames ? kPyramid : 0});
+        if (!pieces.copies)
+            return;
+        SetHouse house = pieces.house;
+        syntax = pieces.like->syntax;
+        const Header own = ReadHeader(
+            {context.extradata, std::size_t(std::max(0, context.extradata_size))}, syntax);
+        const auto given = house.Add(own.sets);
+        if (!given)
+            throw Failure(muxer.Name() +
+                          ": no numbers are left for parameter sets; give --copy never");
+        numbers = *given;
+        const bool isInBand = !muxer.WantsGlobalHeader();
+        if (isInBand)
+            for (const Bytes &set : own.sets)
+                AppendUnit(ownSets, Renumber(set, syntax, numbers));
+        const Bytes all = house.Extradata();
+        AVCodecParameters &parameters = *videoStream->codecpar;
+        av_freep(&parameters.extradata);
+        parameters.extradata =
+            static_cast<std::uint8_t *>(av_mallocz(all.size() + AV_INPUT_BUFFER_PADDING_SIZE));
+        std::copy(all.begin(), all.end(), parameters.extradata);
+        parameters.extradata_size = int(all.size());
+        copier.emplace(assembly->clips, pieces, isInBand);
+    }
+
+    /// The room for the index of a file that is not to be written twice.
+    std::int64_t IndexBytes(const SoundFormat &format) const {
+        constexpr std::int64_t kShortest = 128; // samples of a packet
+        const Range frames = assembly->plan.Frames();
+        const double seconds = double(assembly->length) / av_q2d(canvas.rate);
+        return IndexRoom(frames.end - frames.begin,
+                         soundStream ? std::int64_t(seconds * format.rate / kShortest) : 0);
+    }
+
+    void WritePiece(AVFrame &frame, std::int64_t number) {
+        CopyBefore(number);
+        const Range &range = assembly->plan.pieces[piece].frames;
+        if (number == range.begin && isUsed)
+            OpenVideo();
+        isUsed = true;
+        EncodePicture(&frame);
+        if (number + 1 == range.end) {
+            EncodePicture(nullptr);
+            ++piece;
+        }
+    }
+
+    /// Copies the pieces that lie before a frame.
+    void CopyBefore(std::int64_t number) {
+        const std::vector<Piece> &pieces = assembly->plan.pieces;
+        for (; piece < assembly->plan.part.second && pieces[piece].frames.end <= number; ++piece)
+            if (pieces[piece].clip < 0)
+                throw Failure(muxer.Name() + ": a picture is missing");
+            else
+                copier->Copy(pieces[piece], canvas.rate,
+                             [&](AVPacket &packet) { MuxPicture(packet); });
+    }
+
+    /// Times count frames of what is written. Decoding runs ahead evenly.
+    void MuxPicture(AVPacket &packet) {
+        packet.pts -= assembly->plan.Frames().begin;
+        packet.dts = decoded++ - delay;
+        packet.duration = 1;
+        muxer.Write(packet, av_inv_q(canvas.rate), *videoStream);
+        SoundUntil(assembly->plan.Frames().begin + decoded);
+        assembly->count();
+    }
+
+    void SoundUntil(std::int64_t frame) {
+        if (!soundStream)
+            return;
+        frame = std::min(frame, assembly->length);
+        if (!assembly->sound) {
+            for (; soundFrames < frame; ++soundFrames)
+                WriteSound(*assembly->readSound(soundFrames));
+            return;
+        }
+        const std::int64_t end =
+            av_rescale_q(frame, av_inv_q(canvas.rate), assembly->sound->TimeBase());
+        while (soundAt < end || frame == assembly->length) {
+            const Packet packet = assembly->sound->Next();
+            if (!packet)
+                return;
+            soundAt = packet->pts;
+            muxer.Write(*packet, assembly->sound->TimeBase(), *soundStream);
+        }
     }
 
     void EncodePicture(const AVFrame *frame) {
-        video.Encode(frame, [&](AVPacket &packet) {
+        video->Encode(frame, [&](AVPacket &packet) {
+            if (copier) {
+                const Packet own = TranslatePicture(packet, 0, syntax, numbers, ownSets, false);
+                return MuxPicture(*own);
+            }
+            if (assembly)
+                return MuxPicture(packet);
             packet.duration = 1;
-            Mux(packet, video, *videoStream);
+            muxer.Write(packet, video->Context().time_base, *videoStream);
         });
     }
 
@@ -146,39 +240,43 @@ private:
 
     void EncodeSound() {
         while (const Frame frame = blocks.Pull())
-            sound->Encode(frame.get(),
-                          [&](AVPacket &packet) { Mux(packet, *sound, *soundStream); });
+            sound->Encode(frame.get(), [&](AVPacket &packet) {
+                muxer.Write(packet, sound->Context().time_base, *soundStream);
+            });
     }
 
-    void Mux(AVPacket &packet, Encoder &encoder, AVStream &stream) {
-        av_packet_rescale_ts(&packet, encoder.Context().time_base, stream.time_base);
-        packet.stream_index = stream.index;
-        CheckWritten(av_interleaved_write_frame(muxer.get(), &packet));
-    }
-
-    /// What went wrong with the file itself says more than what the muxer makes of it.
-    void CheckWritten(int answer) { Check(muxer->pb->error ? muxer->pb->error : answer, name); }
-
-    std::string name;
-    std::optional<OutputFile> output;
-    AVFieldOrder fields;
+    const OutputOptions options;
+    const OutputPlan plan;
+    const Canvas canvas;
+    const Assembly *assembly;
     bool isGif;
-    std::unique_ptr<AVFormatContext, CloseMuxer> muxer;
-    Encoder video;
+    Muxer muxer;
+    std::optional<Encoder> video;
+    bool isUsed = false; ///< the encoder has been given pictures
     AVStream *videoStream = nullptr;
     std::optional<Encoder> sound;
     AVStream *soundStream = nullptr;
     Graph palette, blocks;
     std::int64_t pictures = 0;
     std::int64_t samplesWritten = 0;
+    // Of a result in pieces
+    std::optional<PictureCopier> copier;
+    std::size_t piece = 0; ///< that is written now
+    std::int64_t decoded = 0;
+    std::int64_t delay = 0; ///< frames by which decoding runs ahead
+    Syntax syntax = Syntax::H264;
+    Numbers numbers; ///< of the encoder's parameter sets
+    Bytes ownSets;   ///< in front of key pictures
+    std::int64_t soundFrames = 0;
+    std::int64_t soundAt = INT64_MIN;
 };
 
 } // namespace
 
 std::unique_ptr<Sink> OpenContainer(const OutputOptions &options, const OutputPlan &plan,
                                     const Canvas &canvas, const SoundFormat &sound,
-                                    const Tags &tags) {
-    return std::make_unique<ContainerSink>(options, plan, canvas, sound, tags);
+                                    const Tags &tags, const Assembly *assembly) {
+    return std::make_unique<ContainerSink>(options, plan, canvas, sound, tags, assembly);
 }
 
 } // namespace host

@@ -7,6 +7,7 @@
 
 extern "C" {
 #include <libavutil/channel_layout.h>
+#include <libavutil/cpu.h>
 #include <libavutil/opt.h>
 }
 
@@ -87,8 +88,32 @@ void SetUpVideo(AVCodecContext &context, const OutputOptions &options, const Out
         SetPreset(context, options.preset);
     if (HasAlpha(plan.pixels) && std::strncmp(plan.video->name, "libvpx", 6) == 0)
         av_opt_set_int(context.priv_data, "auto-alt-ref", 0, 0); // VP8 has but one of the two
+    // Its AVX-512 code reads memory that nobody has written, and no two runs give the same bytes.
+    if (std::strcmp(plan.video->name, "libx264") == 0 && av_get_cpu_flags() & AV_CPU_FLAG_AVX512)
+        av_opt_set(context.priv_data, "x264-params", "asm=AVX2", 0);
     if (std::strcmp(plan.video->name, "libx265") == 0) // it writes to the terminal by itself
         av_opt_set(context.priv_data, "x265-params", "log-level=none", 0);
+}
+
+void MakeAlike(AVCodecContext &context, const PacketIndex &index, int depth) {
+    context.flags |= AV_CODEC_FLAG_CLOSED_GOP;
+    if (depth == 0)
+        context.max_b_frames = 0;
+    if (std::strcmp(context.codec->name, "libx264") != 0)
+        return;
+    constexpr std::pair<int, const char *> kProfiles[] = {
+        {FF_PROFILE_H264_BASELINE, "baseline"}, {FF_PROFILE_H264_MAIN, "main"},
+        {FF_PROFILE_H264_HIGH, "high"},         {FF_PROFILE_H264_HIGH_10, "high10"},
+        {FF_PROFILE_H264_HIGH_422, "high422"},  {FF_PROFILE_H264_HIGH_444_PREDICTIVE, "high444"}};
+    const int kind = index.profile & ~(FF_PROFILE_H264_CONSTRAINED | FF_PROFILE_H264_INTRA);
+    for (const auto &[profile, name] : kProfiles)
+        if (profile == kind)
+            av_opt_set(context.priv_data, "profile", name, 0);
+    if (index.level > 0)
+        context.level = index.level;
+    if (index.picture.isCavlc)
+        av_opt_set(context.priv_data, "coder", "cavlc", 0);
+    context.refs = std::clamp(int(index.sequence.references), 1, 16);
 }
 
 void SetUpSound(AVCodecContext &context, const OutputOptions &options, const SoundFormat &format) {
@@ -100,6 +125,13 @@ void SetUpSound(AVCodecContext &context, const OutputOptions &options, const Sou
     context.bit_rate = 1000 * std::int64_t(options.soundBitrate ? options.soundBitrate
                                                                 : kUsualBitrate * format.channels);
     av_channel_layout_default(&context.ch_layout, format.channels);
+}
+
+std::string BlockFilters(const AVCodecContext &context) {
+    const bool isFree =
+        context.frame_size == 0 || (context.codec->capabilities & AV_CODEC_CAP_VARIABLE_FRAME_SIZE);
+    return std::string("aformat=sample_fmts=") + av_get_sample_fmt_name(context.sample_fmt) +
+           (isFree ? "" : ",asetnsamples=p=0:n=" + std::to_string(context.frame_size));
 }
 
 } // namespace host

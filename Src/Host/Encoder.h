@@ -2,6 +2,7 @@
 /// Pictures and sound into packets.
 #pragma once
 
+#include "PacketIndex.h"
 #include "PictureFilters.h"
 #include "Plan.h"
 
@@ -35,7 +36,11 @@ private:
 /// Readies an encoder for the canvas's pictures, with the user's quality and preset.
 void SetUpVideo(AVCodecContext &context, const OutputOptions &options, const OutputPlan &plan,
                 const Canvas &canvas);
+/// Makes what it writes like a stream of H.264 or H.265 that it is to stand beside.
+void MakeAlike(AVCodecContext &context, const PacketIndex &index, int depth);
 /// And one for sound.
 void SetUpSound(AVCodecContext &context, const OutputOptions &options, const SoundFormat &format);
+/// The filters that bring sound into the samples and blocks that the opened encoder takes.
+std::string BlockFilters(const AVCodecContext &context);
 
 } // namespace host

@@ -57,10 +57,11 @@ std::unique_ptr<Sink> OpenPictures(const OutputOptions &options, const OutputPla
 }
 
 std::unique_ptr<Sink> OpenSink(const OutputOptions &options, const OutputPlan &plan,
-                               const Canvas &canvas, const SoundFormat &sound, const Tags &tags) {
+                               const Canvas &canvas, const SoundFormat &sound, const Tags &tags,
+                               const Assembly *assembly) {
     if (plan.kind == OutputPlan::Kind::Pictures)
         return OpenPictures(options, plan, canvas);
-    return OpenContainer(options, plan, canvas, sound, tags);
+    return OpenContainer(options, plan, canvas, sound, tags, assembly);
 }
 
 } // namespace host

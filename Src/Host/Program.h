@@ -72,6 +72,7 @@ CLI::Validator Between(double low, double high);
 // Each sub-command adds itself to the program; its callback runs it. The program's record outlives
 // the call.
 void AddRender(CLI::App &app, Program &program);
+void AddJoin(CLI::App &app, Program &program);
 void AddList(CLI::App &app, Program &program);
 void AddInfo(CLI::App &app, Program &program);
 void AddBench(CLI::App &app, Program &program);

@@ -87,10 +87,11 @@ int MainStream(AVFormatContext &demuxer, AVMediaType kind) {
                : index;
 }
 
-Packets::Packets(AVFormatContext &file, int index, std::string fileName)
-    : demuxer(&file), stream(index), name(std::move(fileName)) {
-    for (unsigned i = 0; i < demuxer->nb_streams; ++i)
-        demuxer->streams[i]->discard = int(i) == stream ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
+Packets::Packets(AVFormatContext &file, int index, std::string fileName, int other)
+    : demuxer(&file), stream(index), second(other), name(std::move(fileName)) {
+    for (int i = 0; i < int(demuxer->nb_streams); ++i)
+        demuxer->streams[i]->discard =
+            i == stream || i == second ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
 }
 
 bool Packets::Next(AVPacket &packet) {
@@ -98,7 +99,7 @@ bool Packets::Next(AVPacket &packet) {
     do {
         av_packet_unref(&packet);
         answer = av_read_frame(demuxer, &packet);
-    } while (answer >= 0 && packet.stream_index != stream);
+    } while (answer >= 0 && packet.stream_index != stream && packet.stream_index != second);
     const char *kind = demuxer->iformat->name;
     if (answer < 0) {
         // Matroska that was cut short ends like any other file, but for this complaint; YUV4MPEG2

@@ -24,18 +24,18 @@ bool ReadsPictures(const AVFormatContext &demuxer);
 /// The index of the main stream of a kind, or -1. Cover pictures of music are no video.
 int MainStream(AVFormatContext &demuxer, AVMediaType kind);
 
-/// The packets of one stream.
+/// The packets of one stream, or of two in the file's order.
 class Packets {
 public:
     Packets() = default;
     /// The file outlives this; the name is for messages.
-    Packets(AVFormatContext &file, int stream, std::string name);
+    Packets(AVFormatContext &file, int stream, std::string name, int second = -1);
     /// The next one, or false after the last. Throws a Failure when the file was cut short.
     bool Next(AVPacket &packet);
 
 private:
     AVFormatContext *demuxer = nullptr;
-    int stream = -1;
+    int stream = -1, second = -1;
     std::string name;
     std::int64_t count = 0;
     std::int64_t end = INT64_MAX; ///< of the last packet, in bytes

@@ -12,6 +12,7 @@
 #include "Shelf.h"
 #include "Sink.h"
 #include "Sound.h"
+#include "SoundPackets.h"
 #include "Timeline.h"
 
 #include <algorithm>
@@ -46,6 +47,7 @@ struct Work {
     Timeline timeline;
     Range range; ///< of the frames that are written
     bool only;
+    std::optional<CopyPlan> copy; ///< of a result in pieces
 };
 
 // -------------------------------------------------------------------------------------------------
@@ -164,7 +166,7 @@ std::vector<Clip> ProbeClips(const RenderOptions &options) {
                       [](const Wish &wish) { return wish.file == kStandardInput; }) > 1)
         throw Failure("only one of the clips can come from standard input");
     for (const Wish &wish : options.clips)
-        clips.push_back(ProbeClip(wish.file));
+        clips.push_back(ProbeClip(wish.file, options.copy != CopyWish::Never));
     return clips;
 }
 
@@ -240,9 +242,39 @@ Work Prepare(const RenderOptions &options, const hostkit::Plugin &plugin, const 
         parts.push_back(part);
     }
     const Range range = options.frames.empty() ? Range() : ParseRange(options.frames);
-    return {
-        std::move(clips), std::move(joints), canvas, Timeline(std::move(parts), canvas.rate), range,
-        options.only};
+    return {std::move(clips),
+            std::move(joints),
+            canvas,
+            Timeline(std::move(parts), canvas.rate),
+            range,
+            options.only,
+            {}};
+}
+
+/// Why a result cannot be put together from pieces; empty when it can.
+std::string NoPieces(const RenderOptions &options, const Work &work, const OutputPlan &plan) {
+    if (plan.kind != OutputPlan::Kind::Container ||
+        (plan.video->id != AV_CODEC_ID_H264 && plan.video->id != AV_CODEC_ID_HEVC))
+        return "works for H.264 and H.265 only";
+    if (!work.timeline.Length())
+        return "does not work with a pipe";
+    return options.only || !options.frames.empty() ? "does not go with --only or --frames" : "";
+}
+
+/// Divides the result into pieces where that is possible, and says what is copied.
+void PlanPieces(const RenderOptions &options, const OutputPlan &plan, Work &work) {
+    const std::string reason = NoPieces(options, work, plan);
+    if (!reason.empty() && (options.copy == CopyWish::Always || options.part.second > 1))
+        throw Failure((options.copy == CopyWish::Always ? "--copy always: " : "--part: ") + reason);
+    if (!reason.empty())
+        return;
+    const std::string kind = plan.container->name;
+    const bool holdsCopies =
+        kind == "mp4" || kind == "mov" || kind == "matroska" || kind == "mpegts";
+    if (!holdsCopies && options.copy == CopyWish::Always)
+        throw Failure("--copy always: works for .mp4, .mov, .mkv and .ts only");
+    work.copy = PlanCopy(work.clips, work.timeline, work.canvas, plan.video->id,
+                         holdsCopies ? options.copy : CopyWish::Never, options.part);
 }
 
 // -------------------------------------------------------------------------------------------------
@@ -291,13 +323,24 @@ void FindOverlaps(Work &work, Shelf &shelf) {
         }
 }
 
+/// The frames of the result that are drawn and encoded.
+std::vector<Range> Drawn(const Work &work) {
+    if (!work.copy)
+        return work.timeline.Ranges(work.only);
+    std::vector<Range> ranges;
+    for (std::size_t i = work.copy->part.first; i < work.copy->part.second; ++i)
+        if (work.copy->pieces[i].clip < 0)
+            ranges.push_back(work.copy->pieces[i].frames);
+    return ranges;
+}
+
 /// Sends the clips' pictures for every wanted frame of the result, in order.
 void ReadPictures(Work &work, Channel<Picture> &pictures) {
     Shelf shelf(work.clips, work.canvas);
     std::int64_t number = 0;
     if (work.only)
         FindOverlaps(work, shelf);
-    for (const Range &range : work.timeline.Ranges(work.only))
+    for (const Range &range : Drawn(work))
         for (std::int64_t time = range.begin; time < range.end && LooksAhead(work, shelf, time);
              ++time, ++number) {
             if (number >= work.range.end)
@@ -305,7 +348,7 @@ void ReadPictures(Work &work, Channel<Picture> &pictures) {
             if (number < work.range.begin)
                 continue;
             Picture picture = {work.timeline.At(time), {}, {}};
-            picture.step.number = number;
+            picture.step.number = work.copy ? time : number;
             shelf.Leave(picture.step.a.clip);
             picture.a = shelf.Get(picture.step.a.clip, picture.step.a.frame);
             if (picture.step.b)
@@ -313,7 +356,8 @@ void ReadPictures(Work &work, Channel<Picture> &pictures) {
             if (!pictures.Send(std::move(picture)))
                 return;
         }
-    RequireRange(work, number);
+    if (!work.copy)
+        RequireRange(work, number);
 }
 
 /// Runs the work in a thread of its own; what it throws arrives at the receiver of its channel.
@@ -357,6 +401,8 @@ void Produce(Work &work, Sink &sink, SoundTrack *sound, Progress &progress) {
     } const release{read, drawn};
     while (const std::optional<Picture> picture = drawn.Receive()) {
         sink.Write(*picture->a, picture->step.number);
+        if (work.copy)
+            continue; // its sink sees to the rest
         if (sound)
             sink.WriteSound(*sound->Read(picture->step, length));
         progress.Count();
@@ -401,6 +447,35 @@ void SaveEdit(const RenderOptions &options, const Work &work) {
     file.Keep();
 }
 
+/// Writes the result from its pieces.
+void Assemble(Work &work, const RenderOptions &options, const OutputPlan &plan,
+              const SoundFormat &format, SoundTrack *track, const Tags &tags, Progress &progress) {
+    SoundPlan soundPlan;
+    std::optional<SoundPackets> packets;
+    Assembly assembly = {*work.copy, work.clips, *work.timeline.Length(), nullptr, {}, {}};
+    assembly.count = [&] { progress.Count(); };
+    if (track && work.copy->copies && plan.sound->id == AV_CODEC_ID_AAC &&
+        options.output.soundCodec.empty() && !options.output.soundBitrate &&
+        !options.sound.noClips) {
+        const std::string reason = PlanSoundCopy(work.clips, work.timeline, work.canvas.rate,
+                                                 format, options.sound, soundPlan);
+        if (reason.empty()) {
+            track->Shift(soundPlan.shifts);
+            packets.emplace(work.clips, work.timeline, work.canvas.rate, *track, soundPlan,
+                            options.output, *plan.sound, format);
+            assembly.sound = &*packets;
+        } else {
+            Tell("Encodes all of the sound: " + reason + ".");
+        }
+    }
+    if (track && !assembly.sound)
+        assembly.readSound = [&](std::int64_t frame) {
+            return track->Read(work.timeline.At(frame), work.timeline.Length());
+        };
+    const auto sink = OpenSink(options.output, plan, work.canvas, format, tags, &assembly);
+    Produce(work, *sink, nullptr, progress);
+}
+
 void RefuseOverwriting(const RenderOptions &options) {
     std::error_code missing;
     for (const Wish &wish : options.clips)
@@ -432,10 +507,13 @@ void Render(const RenderOptions &options, const hostkit::Plugin &plugin) {
     if (!isWritten)
         return;
     TellChanges(options, work, plan);
+    PlanPieces(options, plan, work);
     if (wanted)
         Tell(work.timeline.Arithmetic());
+    if (work.copy && !work.copy->summary.empty())
+        Tell(work.copy->summary);
     SoundFormat format;
-    if (plan.sound)
+    if (plan.sound && (!work.copy || work.copy->part.first == 0)) // goes with the first part
         format = RichestSound(work.clips, options.sound);
     if (format.rate)
         format = PlanSound(plan, format);
@@ -443,10 +521,17 @@ void Render(const RenderOptions &options, const hostkit::Plugin &plugin) {
     if (format.rate)
         sound.emplace(work.clips, options.sound, format, work.canvas.rate);
     const Clip &first = work.clips.front();
-    const auto sink =
-        OpenSink(options.output, plan, work.canvas, format, {first.title, first.date});
-    Progress progress(wanted.value_or(0));
-    Produce(work, *sink, sound ? &*sound : nullptr, progress);
+    const auto [part, parts] = options.part;
+    const std::string partTag =
+        parts > 1 ? "part " + std::to_string(part) + " of " + std::to_string(parts) : "";
+    const Tags tags = {first.title, first.date, partTag};
+    const Range frames = work.copy ? work.copy->Frames() : Range{0, wanted.value_or(0)};
+    Progress progress(frames.end - frames.begin);
+    if (work.copy)
+        Assemble(work, options, plan, format, sound ? &*sound : nullptr, tags, progress);
+    else
+        Produce(work, *OpenSink(options.output, plan, work.canvas, format, tags),
+                sound ? &*sound : nullptr, progress);
     progress.Finish();
     if (!wanted && work.timeline.Length())
         Tell(work.timeline.Arithmetic());

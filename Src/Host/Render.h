@@ -2,6 +2,7 @@
 /// Clips, joined, as a file.
 #pragma once
 
+#include "CopyPlan.h"
 #include "Duration.h"
 #include "PictureFilters.h"
 #include "Plan.h"
@@ -42,6 +43,8 @@ struct RenderOptions {
     bool keepInterlacing = false;
     bool only = false;  ///< the overlaps alone
     std::string frames; ///< empty: all
+    CopyWish copy = CopyWish::Auto;
+    std::pair<int, int> part = {1, 1}; ///< this one of so many
     SoundOptions sound;
     std::string saveEdit;                        ///< empty: no edit list is written
     std::map<std::string, std::string> settings; ///< what an edit list keeps, by options' names

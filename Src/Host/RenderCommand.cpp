@@ -7,6 +7,7 @@
 #include "Render.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <filesystem>
 #include <memory>
 
@@ -18,7 +19,8 @@ namespace {
 struct Words {
     std::vector<std::string> clips, transitions, durations = {"1"};
     std::string still = "3", path = "yuv", easing = "linear", size, rate, fit = "contain",
-                interlaced = "remove", curve = "linear", music, frames, saveEdit;
+                interlaced = "remove", curve = "linear", music, frames, copy = "auto", part,
+                saveEdit;
     double musicVolume = -1;
     bool reverse = false, only = false, noAudio = false, quiet = false;
     std::uint64_t seed = 0;
@@ -51,6 +53,15 @@ Wish ParseClip(const std::string &text) {
     if (comma + 1 < times.size())
         wish.out = ParseTime(times.substr(comma + 1), wish.file + ": its out point");
     return wish;
+}
+
+/// "2/7" to its two numbers.
+std::pair<int, int> ParsePart(const std::string &text) {
+    int part = 0, parts = 0, end = 0;
+    if (std::sscanf(text.c_str(), "%6d/%6d%n", &part, &parts, &end) != 2 ||
+        std::size_t(end) != text.size() || part < 1 || part > parts)
+        throw Failure("--part " + text + ": give K/N, the number of the part from 1 and how many");
+    return {part, parts};
 }
 
 /// One for all joints, or one for each.
@@ -148,6 +159,11 @@ RenderOptions Understand(Words words, const CLI::App &app, const hostkit::Plugin
         Choose<bool>("--interlaced", words.interlaced, {{"remove", false}, {"keep", true}});
     options.only = words.only;
     options.frames = words.frames;
+    options.copy = Choose<CopyWish>(
+        "--copy", words.copy,
+        {{"auto", CopyWish::Auto}, {"never", CopyWish::Never}, {"always", CopyWish::Always}});
+    if (!words.part.empty())
+        options.part = ParsePart(words.part);
     options.sound.noClips = words.noAudio;
     options.sound.curve =
         Choose<FadeCurve>("--audio-curve", words.curve,
@@ -253,6 +269,13 @@ void AddOutput(CLI::App &app, Words &words) {
     Add(app, "--depth", words.output.depth, "8|10",
         "Bits of the result; the transitions themselves are drawn in 8")
         ->capture_default_str();
+    Add(app, "--copy", words.copy, "auto|never|always",
+        "Whether clips that are already what the result is are copied and only what changes is "
+        "encoded: where that is possible, never, or else fail and say why")
+        ->capture_default_str();
+    Add(app, "--part", words.part, "K/N",
+        "Only the K-th of N parts, which transitions join makes into the whole")
+        ->type_name("K/N");
     app.add_flag("-q,--quiet", words.quiet, "Say nothing but errors");
 }
 

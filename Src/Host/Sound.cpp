@@ -24,17 +24,6 @@ std::string LayoutName(int channels) {
     return text;
 }
 
-Frame NewSound(const SoundFormat &format, int samples) {
-    Frame sound = NewFrame();
-    sound->format = kSamples;
-    sound->nb_samples = samples;
-    sound->sample_rate = format.rate;
-    av_channel_layout_default(&sound->ch_layout, format.channels);
-    Check(av_frame_get_buffer(sound.get(), 0), "sound");
-    av_samples_set_silence(sound->extended_data, 0, samples, format.channels, kSamples);
-    return sound;
-}
-
 float *Channel(AVFrame &sound, int channel) {
     return reinterpret_cast<float *>(sound.extended_data[channel]);
 }
@@ -46,6 +35,17 @@ double StartOf(const AVStream &stream) {
 }
 
 } // namespace
+
+Frame NewSound(const SoundFormat &format, int samples) {
+    Frame sound = NewFrame();
+    sound->format = kSamples;
+    sound->nb_samples = samples;
+    sound->sample_rate = format.rate;
+    av_channel_layout_default(&sound->ch_layout, format.channels);
+    Check(av_frame_get_buffer(sound.get(), 0), "sound");
+    av_samples_set_silence(sound->extended_data, 0, samples, format.channels, kSamples);
+    return sound;
+}
 
 SoundReader::SoundReader(const std::string &fileName, const SoundFormat &result, double from)
     : name(fileName), format(result), origin(from),
@@ -138,7 +138,7 @@ SoundFormat RichestSound(const std::vector<Clip> &clips, const SoundOptions &opt
 
 SoundTrack::SoundTrack(const std::vector<Clip> &all, const SoundOptions &wanted,
                        const SoundFormat &result, AVRational rate)
-    : clips(all), options(wanted), format(result), frameRate(rate) {
+    : clips(all), options(wanted), format(result), frameRate(rate), shifts(all.size()) {
     constexpr double kUnder = 0.3;
     const bool isUnder =
         !options.noClips && std::any_of(clips.begin(), clips.end(), [](const Clip &clip) {
@@ -156,7 +156,7 @@ Frame SoundTrack::OfClip(const Shown &shown, std::int64_t begin, int samples) {
     const Clip &clip = clips[shown.clip];
     if (options.noClips || !clip.sound.rate || clip.isPipe)
         return NewSound(format, samples);
-    const std::int64_t at = begin - SampleAt(shown.start);
+    const std::int64_t at = begin - SampleAt(shown.start) - shifts[shown.clip];
     auto found = readers.find(shown.clip);
     if (found == readers.end() || found->second.begin + found->second.reader.Position() != at) {
         const double zero = double(clip.start) * av_q2d(clip.timeBase) +

@@ -60,6 +60,9 @@ struct SoundOptions {
     std::optional<double> musicVolume; ///< 1 is as recorded
 };
 
+/// Silence.
+Frame NewSound(const SoundFormat &format, int samples);
+
 /// The richest of the clips' sounds, and of the music; without a rate when there is none.
 SoundFormat RichestSound(const std::vector<Clip> &clips, const SoundOptions &options);
 
@@ -73,6 +76,8 @@ public:
     /// The sound of one frame of the result. Frames come in order but may be left out. The music
     /// fades out towards the frame `end`, where that is known.
     Frame Read(const Step &step, std::optional<std::int64_t> end);
+    /// From now on each clip is heard so many samples late.
+    void Shift(std::vector<std::int64_t> samples) { shifts = std::move(samples); }
 
 private:
     std::int64_t SampleAt(std::int64_t frame) const;
@@ -83,6 +88,7 @@ private:
     SoundOptions options;
     SoundFormat format;
     AVRational frameRate;
+    std::vector<std::int64_t> shifts; ///< of each clip
     struct Open {
         SoundReader reader;
         std::int64_t begin; ///< its first sample, counted from the clip's first

@@ -1,0 +1,131 @@
+#include "PacketIndex.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+namespace host {
+
+namespace {
+
+constexpr int kSamples = 1024; // of a packet of AAC
+
+/// The two bytes that set up a decoder of AAC, from the header in front of a packet.
+std::optional<Bytes> SetupOf(const AVPacket &packet) {
+    const std::uint8_t *data = packet.data;
+    if (packet.size < 7 || data[0] != 0xff || (data[1] & 0xf6) != 0xf0 || (data[6] & 3) != 0)
+        return {};
+    const int type = (data[2] >> 6) + 1, rate = data[2] >> 2 & 15;
+    const int channels = (data[2] & 1) << 2 | data[3] >> 6;
+    const int setup = type << 11 | rate << 7 | channels << 3;
+    return Bytes{std::uint8_t(setup >> 8), std::uint8_t(setup)};
+}
+
+} // namespace
+
+PacketIndexer::PacketIndexer(const AVStream &pictures, const AVStream *sounds)
+    : video(pictures), sound(sounds) {
+    const AVCodecParameters &parameters = *video.codecpar;
+    index.codec = parameters.codec_id;
+    index.profile = parameters.profile;
+    index.level = parameters.level;
+    if (index.codec == AV_CODEC_ID_HEVC)
+        index.syntax = Syntax::H265;
+    else if (index.codec != AV_CODEC_ID_H264)
+        index.trouble = std::string("is ") + avcodec_get_name(index.codec);
+    if (!index.trouble.empty() || parameters.extradata_size <= 0)
+        return;
+    const Header header =
+        ReadHeader({parameters.extradata, std::size_t(parameters.extradata_size)}, index.syntax);
+    index.lengthSize = header.lengthSize;
+    for (const Bytes &set : header.sets)
+        AddSet(set);
+}
+
+void PacketIndexer::AddSet(Unit unit) {
+    const UnitKind kind = KindOf(unit, index.syntax);
+    const SetFacts facts = ReadSet(unit, index.syntax);
+    for (const Bytes &set : index.sets)
+        if (KindOf(set, index.syntax) == kind && ReadSet(set, index.syntax).id == facts.id) {
+            if (!std::equal(set.begin(), set.end(), unit.begin(), unit.end()))
+                index.trouble = "changes its parameter sets";
+            return;
+        }
+    index.sets.emplace_back(unit.begin(), unit.end());
+    if (kind == UnitKind::SequenceSet)
+        index.sequence = facts;
+    else if (kind == UnitKind::PictureSet)
+        index.picture = facts;
+    if (facts.hasFields)
+        index.trouble = "may be coded in fields";
+}
+
+void PacketIndexer::Add(const AVPacket &packet) {
+    if (packet.stream_index == video.index)
+        AddPicture(packet);
+    else if (sound && packet.stream_index == sound->index)
+        AddSound(packet);
+}
+
+void PacketIndexer::AddPicture(const AVPacket &packet) {
+    if (!index.trouble.empty())
+        return;
+    PicturePacket picture = {packet.pts, packet.dts, Entry::None};
+    if (packet.pts == AV_NOPTS_VALUE)
+        index.trouble = "has pictures without a time";
+    else if (packet.flags & AV_PKT_FLAG_CORRUPT)
+        index.trouble = "is damaged";
+    // Looking into the others would be reading all of a file with start codes twice.
+    if (packet.flags & AV_PKT_FLAG_KEY) {
+        const auto units = SplitUnits({packet.data, std::size_t(packet.size)}, index.lengthSize);
+        if (!units || units->empty())
+            index.trouble = "is damaged";
+        else
+            for (const Unit unit : *units) {
+                const UnitKind kind = KindOf(unit, index.syntax);
+                if (IsSet(kind))
+                    AddSet(unit);
+                else if (kind == UnitKind::Restart)
+                    picture.entry = Entry::Restart;
+                else if (kind == UnitKind::OpenKey)
+                    picture.entry = Entry::OpenKey;
+            }
+    }
+    index.pictures.push_back(picture);
+}
+
+void PacketIndexer::AddSound(const AVPacket &packet) {
+    const AVCodecParameters &parameters = *sound->codecpar;
+    if (!isEven || parameters.codec_id != AV_CODEC_ID_AAC || packet.pts == AV_NOPTS_VALUE ||
+        parameters.profile != FF_PROFILE_AAC_LOW || parameters.sample_rate <= 0) {
+        isEven = false;
+        return;
+    }
+    SoundGrid &grid = index.sound;
+    if (grid.packets == 0) {
+        grid.first = av_rescale_q(packet.pts, sound->time_base, {1, parameters.sample_rate});
+        grid.hasHeaders = parameters.extradata_size < 2;
+        if (!grid.hasHeaders)
+            grid.setup.assign(parameters.extradata, parameters.extradata + 2);
+        else if (const auto setup = SetupOf(packet))
+            grid.setup = *setup;
+        else
+            isEven = false;
+    }
+    // Files round their times, the worst of them to milliseconds.
+    const double late = double(packet.pts) * av_q2d(sound->time_base) -
+                        double(grid.first + kSamples * grid.packets) / parameters.sample_rate;
+    constexpr double kRounding = 0.003;
+    isEven = isEven && std::abs(late) < kRounding && !(packet.flags & AV_PKT_FLAG_CORRUPT);
+    ++grid.packets;
+}
+
+PacketIndex PacketIndexer::Finish() {
+    if (!isEven)
+        index.sound.packets = 0;
+    if (index.trouble.empty() && index.sets.empty())
+        index.trouble = "has no parameter sets";
+    return std::move(index);
+}
+
+} // namespace host
