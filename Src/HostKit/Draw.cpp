@@ -41,7 +41,6 @@ bool IsOpaque(const Frame &frame) {
 }
 
 void RestoreOpacity(Frame &out, const Frame &in1, const Frame &in2) {
-    constexpr std::uint8_t kNearlyOpaque = 253;
     const bool everywhere = IsOpaque(in1) && IsOpaque(in2);
     for (int y = 0; y < out.Height(); ++y) {
         std::uint8_t *drawn = out.Row(0, y);
@@ -86,8 +85,8 @@ void CallPlugin(const Transition &transition, Frame &out, const Frame &in1, cons
         transition.rgb(out.Handle(), in1.Handle(), in2.Handle(), &param);
 }
 
-void Draw(const Transition &transition, const Motion &motion, const Moment &moment, Frame &out,
-          const Frame &in1, const Frame &in2) {
+void DrawBare(const Transition &transition, const Motion &motion, const Moment &moment, Frame &out,
+              const Frame &in1, const Frame &in2) {
     assert(IsAlike(out, in1) && IsAlike(out, in2));
     const Chroma chroma = transition.info.chroma;
     Frame roomForOut, roomForFrom, roomForTo;
@@ -112,6 +111,11 @@ void Draw(const Transition &transition, const Motion &motion, const Moment &mome
     }
     if (!isDirect)
         CopyPicture(drawn, out);
+}
+
+void Draw(const Transition &transition, const Motion &motion, const Moment &moment, Frame &out,
+          const Frame &in1, const Frame &in2) {
+    DrawBare(transition, motion, moment, out, in1, in2);
     if (out.Layout() == Path::Rgb)
         RestoreOpacity(out, in1, in2);
 }

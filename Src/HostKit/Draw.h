@@ -32,6 +32,13 @@ constexpr double kLength = 1;
 void Draw(const Transition &transition, const Motion &motion, const Moment &moment, Frame &out,
           const Frame &in1, const Frame &in2);
 
+/// The same but for the opacity, for hosts that see to it while they copy.
+void DrawBare(const Transition &transition, const Motion &motion, const Moment &moment, Frame &out,
+              const Frame &in1, const Frame &in2);
+
+/// From which alpha on a pixel between opaque ones is opaque.
+constexpr std::uint8_t kNearlyOpaque = 253;
+
 /// Whether the transition has this path.
 bool HasPath(const Transition &transition, Path path);
 

@@ -1,5 +1,7 @@
 #include "Images.h"
 
+#include "Draw.h"
+
 #include <algorithm>
 #include <cassert>
 #include <cstring>
@@ -71,15 +73,21 @@ void UnpackChannel(const std::uint8_t *row, int width, std::uint8_t *channel) {
 }
 
 void PackChannels(const Frame *channels, int y, std::uint8_t *row) {
-    constexpr std::uint8_t kNearlyOpaque = 253;
     const std::uint8_t *red = channels[0].Row(0, y), *green = channels[1].Row(0, y);
     const std::uint8_t *blue = channels[2].Row(0, y), *alpha = channels[3].Row(0, y);
     for (int x = 0; x < channels[0].Width(); ++x, row += 4) {
         row[0] = red[x];
         row[1] = green[x];
         row[2] = blue[x];
-        row[3] = alpha[x] >= kNearlyOpaque ? 255 : alpha[x];
+        row[3] = alpha[x];
     }
+}
+
+bool IsOpaqueRow(const std::uint8_t *row, int width) {
+    std::uint8_t all = 255;
+    for (int x = 0; x < width; ++x)
+        all &= row[4 * x + 3];
+    return all == 255;
 }
 
 } // namespace
@@ -139,8 +147,11 @@ void Sheets::Split(const std::uint8_t *picture) {
     const bool isFull = shape.chroma == Chroma::Full;
     const int pairs = shape.width / 2;
     const int rows = shape.format == mlt_image_yuv420p ? 0 : shape.height;
+    isOpaque = true;
     for (int y = 0; y < rows; ++y, picture += Pitch(shape)) {
         const int field = shape.isInterlaced ? y % 2 : 0, row = y - field;
+        if (shape.format == mlt_image_rgba && isOpaque)
+            isOpaque = IsOpaqueRow(picture, shape.width);
         if (shape.path == Path::Rgb)
             std::memcpy(frames[field].Row(0, row), picture, Pitch(shape));
         else if (shape.format == mlt_image_rgba)
@@ -164,7 +175,29 @@ void Sheets::RepeatRows() {
                 std::memcpy(frame.Row(plane, y), frame.Row(plane, y - 1), frame.RowBytes(plane));
 }
 
-void Sheets::Join(std::uint8_t *picture) const {
+bool Sheets::IsAlpha(std::size_t i) const {
+    return shape.format == mlt_image_rgba && shape.path == Path::Yuv && i % kChannels == 3;
+}
+
+/// The alpha of a pixel in a row of rgba that was split.
+std::uint8_t Sheets::Alpha(int field, int x, int y) const {
+    return shape.path == Path::Rgb ? frames[field].Row(0, y)[4 * x + 3]
+                                   : frames[field * kChannels + 3].Row(0, y)[x];
+}
+
+void Sheets::RestoreOpacity(std::uint8_t *row, int y, const Sheets &in1, const Sheets &in2) const {
+    const int field = shape.isInterlaced ? y % 2 : 0;
+    if (in1.isOpaque && in2.isOpaque)
+        for (int x = 0; x < shape.width; ++x)
+            row[4 * x + 3] = 255;
+    else
+        for (int x = 0; x < shape.width; ++x)
+            if (row[4 * x + 3] >= hostkit::kNearlyOpaque &&
+                (in1.Alpha(field, x, y) & in2.Alpha(field, x, y)) == 255)
+                row[4 * x + 3] = 255;
+}
+
+void Sheets::Join(std::uint8_t *picture, const Sheets &in1, const Sheets &in2) const {
     const bool isFull = shape.chroma == Chroma::Full;
     const int pairs = shape.width / 2;
     const int rows = shape.format == mlt_image_yuv420p ? 0 : shape.height;
@@ -180,6 +213,8 @@ void Sheets::Join(std::uint8_t *picture) const {
         else
             Pack(frames[field].Row(0, y), frames[y % 2].Row(1, y / 2), frames[y % 2].Row(2, y / 2),
                  pairs, picture);
+        if (shape.format == mlt_image_rgba)
+            RestoreOpacity(picture, y, in1, in2);
     }
 }
 

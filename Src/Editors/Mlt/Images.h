@@ -43,11 +43,15 @@ class Sheets {
 public:
     /// With undefined contents; throws std::bad_alloc. A yuv420p `picture` must outlive the sheets.
     Sheets(const Shape &shape, std::uint8_t *picture);
-    /// From a picture and back; yuv420p is in place already. Of channels, nearly opaque alpha
-    /// becomes opaque, for soft edges lose a level or two.
+    /// The picture cut; yuv420p is in place already.
     void Split(const std::uint8_t *picture);
-    void Join(std::uint8_t *picture) const;
+    /// The picture that was drawn from two others. A pixel that is nearly opaque, as both were, is
+    /// opaque: blends lose a level or two. Alpha need not be drawn when both pictures were opaque.
+    void Join(std::uint8_t *picture, const Sheets &in1, const Sheets &in2) const;
 
+    /// Whether an rgba picture that was split had no transparent pixel.
+    bool IsOpaque() const { return isOpaque; }
+    bool IsAlpha(std::size_t i) const;
     std::size_t Count() const { return frames.size(); }
     hostkit::Frame &operator[](std::size_t i) { return frames[i]; }
     /// Whether a frame is of the odd rows' field.
@@ -59,9 +63,12 @@ private:
     };
     void AddPlanar(std::uint8_t *luma, std::uint8_t *cb, std::uint8_t *cr);
     void RepeatRows();
+    std::uint8_t Alpha(int field, int x, int y) const;
+    void RestoreOpacity(std::uint8_t *row, int y, const Sheets &in1, const Sheets &in2) const;
     int Fields() const { return shape.isInterlaced ? 2 : 1; }
 
     Shape shape;
+    bool isOpaque = true;
     std::unique_ptr<std::uint8_t, Release> memory; // the engine's, which are reused
     std::vector<hostkit::Frame> frames;
 };

@@ -168,11 +168,13 @@ std::uint8_t *Paint(const Overlap &overlap, const Shape &shape) {
     const bool oddFirst = IsOddFieldFirst(overlap.a);
     const Plan &plan = overlap.plan;
     for (std::size_t i = 0; i < out.Count(); ++i) {
+        if (out.IsAlpha(i) && in1.IsOpaque() && in2.IsOpaque())
+            continue;
         const bool isLater = out.IsOddField(i) != oddFirst;
-        Draw(*plan.transition, plan.motion, shape.isInterlaced ? plan.fields[isLater] : plan.moment,
-             out[i], in1[i], in2[i]);
+        DrawBare(*plan.transition, plan.motion,
+                 shape.isInterlaced ? plan.fields[isLater] : plan.moment, out[i], in1[i], in2[i]);
     }
-    out.Join(picture.get());
+    out.Join(picture.get(), in1, in2);
     mlt_frame_set_image(overlap.a, picture.get(), size, mlt_pool_release);
     mlt_frame_set_alpha(overlap.a, nullptr, 0, nullptr);
     return picture.release();
