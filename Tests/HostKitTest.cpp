@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdlib>
 #include <functional>
@@ -377,6 +378,20 @@ TEST(Draw, HandsThePluginOneMoment) {
         EXPECT_TRUE(HasPath(transition, path));
         EXPECT_FALSE(HasPath(Transition{}, path));
     }
+}
+
+TEST(Draw, LeavesOthersTheirRandomNumbers) {
+    std::srand(9);
+    const std::array expected = {std::rand(), std::rand(), std::rand()};
+    std::srand(9);
+    EXPECT_EQ(std::rand(), expected[0]);
+    for (const char *name : {"Wind", "Push"}) {
+        Frame out(Path::Rgb, 32, 32), a(Path::Rgb, 32, 32), b(Path::Rgb, 32, 32);
+        Fill(a, 1), Fill(b, 2);
+        Draw(*TestedPlugin().Find(name), {}, {0.5, 3}, out, a, b);
+    }
+    EXPECT_EQ(std::rand(), expected[1]);
+    EXPECT_EQ(std::rand(), expected[2]);
 }
 
 TEST(Draw, TakesFramesAsTheyLie) {
