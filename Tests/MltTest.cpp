@@ -461,12 +461,12 @@ TEST(Mlt, AnswersQueries) {
           {"wind", "TP Wind", look + seed},
           {"trcirque", "TP Rings", ""}})
         EXPECT_EQ(Melt("-query transition=tp_erase." + service +
-                       " | grep -E '^(title|creator|copyright)|^  +(- |widget|default|minimum)'"
+                       " | grep -E '^(title|creator|copyright)|^ +(- |widget|default|minimum)'"
                        " | tr -s ' \\n' ' '")
                       .output,
                   Text("title: ", title,
                        " creator: The tp_Erase maintainers copyright: The tp_Erase maintainers "
-                       "- identifier: reverse widget: checkbox default: 0 "
+                       "- Video - identifier: reverse widget: checkbox default: 0 "
                        "- identifier: backwards widget: checkbox default: 0 "
                        "- identifier: ease widget: dropdown default: linear - linear - smooth - in "
                        "- out - in-out - in-cubic - out-cubic - in-out-cubic - back - elastic "

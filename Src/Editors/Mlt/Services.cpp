@@ -8,12 +8,16 @@ namespace mlt {
 
 namespace {
 
-/// The facts speak of the plug-in's paths, which are YUV and RGB to whoever edits.
-std::string InEditorsWords(std::string text) {
-    constexpr const char *kWords[][2] = {{"Planar path:", "In YUV:"}, {"planar path:", "in YUV:"},
-                                         {"Packed path:", "In RGB:"}, {"packed path:", "in RGB:"},
-                                         {"the planar path", "YUV"},  {"the packed path", "RGB"}};
-    for (const auto &[ours, theirs] : kWords)
+/// The facts speak of the plug-in's paths, which are YUV and RGB to whoever edits; the one that is
+/// drawn in both needs no word.
+std::string InEditorsWords(std::string text, const hostkit::Info &info) {
+    const char *const words[][2] = {{"planar path: ", info.countsBytes ? "" : "in YUV: "},
+                                    {"Planar path: ", "In YUV: "},
+                                    {"Packed path: ", "In RGB: "},
+                                    {"packed path: ", "in RGB: "},
+                                    {"the planar path", "YUV"},
+                                    {"the packed path", "RGB"}};
+    for (const auto &[ours, theirs] : words)
         for (std::size_t at = 0; (at = text.find(ours, at)) != std::string::npos;)
             text.replace(at, std::strlen(ours), theirs);
     return text;
@@ -34,11 +38,15 @@ std::string Description(const hostkit::Transition &transition) {
     if (info.motion.empty())
         return info.title;
     return InEditorsWords(info.motion + " A is the outgoing clip, B the incoming one. " +
-                          "At the ends: " + info.ends + ".");
+                              "At the ends: " + info.ends + ".",
+                          info);
 }
 
 std::string Notes(const hostkit::Transition &transition) {
-    return InEditorsWords(transition.info.remarks);
+    // All that there is to say of those is how the packed function squeezes them.
+    if (transition.info.countsBytes)
+        return "";
+    return InEditorsWords(transition.info.remarks, transition.info);
 }
 
 std::vector<Parameter> Parameters(const hostkit::Transition &transition) {
