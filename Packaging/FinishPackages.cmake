@@ -1,4 +1,7 @@
 # Makes of each component that cmake has installed what Debian's policy asks of a package.
+if(NOT CPACK_GENERATOR STREQUAL "DEB") # the source archive comes by here too
+    return()
+endif()
 set(source ${CPACK_TP_SOURCE_FOLDER})
 
 # changelog.Debian: an entry for each version of the changes' file that has a date.

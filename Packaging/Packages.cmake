@@ -116,8 +116,9 @@ set(CPACK_PROJECT_CONFIG_FILE ${PROJECT_SOURCE_DIR}/Packaging/AtPackaging.cmake)
 set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/Packaging/FinishPackages.cmake)
 set(CPACK_TP_SOURCE_FOLDER ${PROJECT_SOURCE_DIR})
 
-# The source archive is what is committed.
-set(CPACK_SOURCE_GENERATOR TXZ)
+# The source archive: what is committed.
+set(CPACK_SOURCE_GENERATOR External)
+set(CPACK_EXTERNAL_PACKAGE_SCRIPT ${PROJECT_SOURCE_DIR}/Packaging/ArchiveSource.cmake)
 set(CPACK_SOURCE_PACKAGE_FILE_NAME tp-erase-${PROJECT_VERSION})
 set(CPACK_SOURCE_INSTALLED_DIRECTORIES "")
 include(CPack)
