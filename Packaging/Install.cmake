@@ -51,5 +51,9 @@ if(TP_BUILD_HOST)
     set_property(TARGET transitions PROPERTY INSTALL_RPATH "$ORIGIN/${TP_BIN_TO_LIB}")
     set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME transitions)
     install(TARGETS transitions RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-    install(FILES Docs/transitions.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+    install(FILES ${TP_PROGRAM_FILES}/transitions.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+    install(FILES ${TP_PROGRAM_FILES}/transitions.bash RENAME transitions
+            DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+    install(FILES ${TP_PROGRAM_FILES}/_transitions
+            DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions)
 endif()

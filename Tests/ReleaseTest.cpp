@@ -1,4 +1,4 @@
-// What leaves the tree: the Debian packages.
+// What leaves the tree: the Debian packages, what shells complete, the manual page.
 
 #include "Shell.h"
 
@@ -62,9 +62,94 @@ TEST(Packages, HoldTheirPartAndWorkTogether) {
               Output(TP_PROGRAM " list"));
     // Programs find the libraries in the system's folders, so none of them tells where.
     EXPECT_EQ(Output("for file in $(find " + (folder / "root") +
-                     " -name '*.so*' -o -name transitions -type f); do readelf -d $file | grep "
+                     " -name '*.so*' -o -path '*/bin/transitions'); do readelf -d $file | grep "
                      "PATH; done; true"),
               "");
+}
+
+// ---------------------------------------------------------------------------------------------
+// Completion
+// ---------------------------------------------------------------------------------------------
+
+/// What bash offers behind these words, the last of which is being typed.
+std::string Offered(const std::string &words) {
+    return Output("cd " TP_TEST_SOURCE " && bash -c 'source " TP_BUILD
+                  "/share/transitions/transitions.bash; COMP_WORDS=(transitions " +
+                  words +
+                  "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _transitions " TP_PROGRAM
+                  "; echo ${COMPREPLY[@]}'");
+}
+
+TEST(Completion, OffersInBashWhatCanStandThere) {
+    const struct {
+        const char *words, *offered;
+    } kCases[] = {
+        {"ren", "render"},
+        {"--ver", "--version"},
+        {"render --tr", "--transition"},
+        {"render --path \"\"", "yuv rgb"},
+        {"render --path = r", "rgb"},
+        {"render --fit =", "contain cover stretch blur"},
+        {"render -t dis", "dissolve"},
+        {"render -t an", "any"},
+        {"sheet -t an", ""},
+        {"bench --transition lin", "Linear\\ Wipe"},
+        {"sheet -t linear\\\\\\ w", "Linear\\ Wipe"},
+        {"info door", "DoorWay"},
+        {"sheet --ease bo", "bounce"},
+        {"render --ease in-o", "in-out in-out-cubic"},
+        {"render Data/fra", "Data/frames.csv"},
+        {"render --music Data/ex", "Data/exports.txt"},
+        {"render --size 1", ""},
+        {"--plugin x.so sheet --colu", "--columns"},
+        {"--plugin = x.so sheet --colu", "--columns"},
+        {"compl", ""},
+    };
+    for (const auto &[words, offered] : kCases)
+        EXPECT_EQ(Offered(words), std::string(offered) + "\n") << words;
+}
+
+TEST(Completion, OffersInZshWhatCanStandThere) {
+    const Folder folder;
+    Write(folder / "transitions", "#!/bin/sh\n"
+                                  "[ \"$1\" = completion ] && exec " TP_PROGRAM " \"$@\"\n"
+                                  "echo \"GOT:$*\"\n");
+    Output("chmod +x " + (folder / "transitions"));
+    EXPECT_EQ(Output("timeout 60 zsh -f " TP_TEST_SOURCE "/Complete.zsh " + folder.path.string() +
+                     " " TP_BUILD "/share/transitions 'transitions ben' "
+                     "'transitions render --path r' 'transitions render -t Lin' "
+                     "'transitions info door' 'transitions sheet --rev' "
+                     "'transitions sheet --ease bo' 'transitions render -t an'"),
+              "bench\nrender --path rgb\nrender -t Linear Wipe\ninfo DoorWay\nsheet --reverse\n"
+              "sheet --ease bounce\nrender -t any\n");
+}
+
+/// The lines of the help that show options or sub-commands, by their first word.
+std::vector<std::string> FirstWords(const std::string &help, const std::string &start) {
+    std::istringstream lines(help);
+    std::vector<std::string> words;
+    for (std::string line; std::getline(lines, line);)
+        if (line.starts_with(start) && line[2] != ' ')
+            words.push_back(line.substr(2, line.find_first_of(" ,", 2) - 2));
+    return words;
+}
+
+// A new command is in the manual and completed before anybody thinks of it.
+TEST(Completion, AndManualKnowEveryCommandAndOption) {
+    const Folder folder;
+    Write(folder / "prose", ".SS list\n.\\\" options list\n.\\\" further commands\n");
+    const std::string manual = Output(TP_PROGRAM " manual " + (folder / "prose"));
+    const std::string help = Output(TP_PROGRAM " --help");
+    const auto commands = FirstWords(help.substr(help.find("Subcommands:")), "  ");
+    ASSERT_GE(commands.size(), 6u);
+    for (const std::string &command : commands) {
+        EXPECT_NE(manual.find(".SS " + command + "\n"), std::string::npos) << command;
+        const std::string offered = Offered(command + " -");
+        for (const std::string &option :
+             FirstWords(Output(TP_PROGRAM " " + command + " --help"), "  -"))
+            EXPECT_NE((" " + offered).find(" " + option), std::string::npos) << command << option;
+    }
+    EXPECT_EQ(manual.find(".SS list"), manual.rfind(".SS list"));
 }
 
 } // namespace

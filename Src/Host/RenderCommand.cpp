@@ -216,7 +216,7 @@ CLI::Option *Add(CLI::App &app, const char *name, Value &value, const char *type
 void AddTiming(CLI::App &app, Words &words) {
     Add(app, "CLIP", words.clips, "FILE...", "The clips in their order, or an edit list (.otio)")
         ->required();
-    Add(app, "-t,--transition", words.transitions, "NAME",
+    Add(app, "-t,--transition", words.transitions, "NAME|any",
         "What joins the clips: a name of transitions list, cut, dissolve, fade (through black) or "
         "any; once for all joints or once for each")
         ->allow_extra_args(false);

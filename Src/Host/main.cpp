@@ -10,7 +10,7 @@ namespace {
 /// Every sub-command, in the order of --help.
 const std::vector<void (*)(CLI::App &, host::Program &)> kCommands = {
     host::AddRender, host::AddJoin,  host::AddGallery,  host::AddSheet, host::AddList,
-    host::AddInfo,   host::AddBench, host::AddPictures, host::AddMap};
+    host::AddInfo,   host::AddBench, host::AddPictures, host::AddMap,   host::AddCompletion};
 
 /// Refuses a first argument that is neither an option nor a sub-command.
 void CheckCommand(const CLI::App &app, const std::string &asked) {
@@ -18,6 +18,8 @@ void CheckCommand(const CLI::App &app, const std::string &asked) {
     for (const CLI::App *command : app.get_subcommands({})) {
         if (asked == command->get_name())
             return;
+        if (command->get_group().empty()) // for shells and the build, not for users
+            continue;
         names += (names.empty() ? "" : ", ") + command->get_name();
     }
     if (!asked.starts_with('-'))
