@@ -4,15 +4,21 @@ if(NOT CPACK_GENERATOR STREQUAL "DEB") # the source archive comes by here too
 endif()
 set(source ${CPACK_TP_SOURCE_FOLDER})
 
-# changelog.Debian: an entry for each version of the changes' file that has a date.
+# changelog.Debian: an entry for each version of the changes' file.
 function(write_debian_changelog file)
-    file(STRINGS ${source}/CHANGELOG.md headings REGEX "^## [0-9.]+ \\(")
+    file(STRINGS ${source}/CHANGELOG.md headings REGEX "^## ")
     set(text "")
     foreach(heading IN LISTS headings)
-        string(REGEX MATCH "^## ([0-9.]+) \\(([0-9-]+)\\)" found "${heading}")
-        execute_process(COMMAND date -u -R -d ${CMAKE_MATCH_2} OUTPUT_VARIABLE date COMMAND_ERROR_IS_FATAL ANY)
-        string(APPEND text "tp-erase (${CMAKE_MATCH_1}-${CPACK_DEBIAN_PACKAGE_RELEASE}) unstable; urgency=medium\n\n"
-                           "  * Version ${CMAKE_MATCH_1}; what changed is in changelog.gz.\n\n"
+        if(heading MATCHES "^## ([0-9.]+) \\((.+)\\)$")
+            set(version ${CMAKE_MATCH_1})
+            set(time ${CMAKE_MATCH_2})
+        else() # not released yet
+            set(version ${CPACK_PACKAGE_VERSION})
+            set(time "@$ENV{SOURCE_DATE_EPOCH}")
+        endif()
+        execute_process(COMMAND date -u -R -d ${time} OUTPUT_VARIABLE date COMMAND_ERROR_IS_FATAL ANY)
+        string(APPEND text "tp-erase (${version}-${CPACK_DEBIAN_PACKAGE_RELEASE}) unstable; urgency=medium\n\n"
+                           "  * Version ${version}: what changed is in changelog.gz.\n\n"
                            " -- ${CPACK_PACKAGE_CONTACT}  ${date}\n")
     endforeach()
     file(WRITE ${file} "${text}")
