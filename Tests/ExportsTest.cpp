@@ -55,8 +55,10 @@ Symbols Defined(const std::filesystem::path &path) {
         const Elf64_Shdr names = section(table.sh_link);
         for (std::size_t at = 0; at < table.sh_size; at += table.sh_entsize) {
             const auto symbol = At<Elf64_Sym>(file, table.sh_offset + at);
-            // The version itself stands among the symbols as an absolute one.
-            if (symbol.st_shndx == SHN_UNDEF || symbol.st_shndx == SHN_ABS)
+            // The version itself stands among the symbols as an absolute one, and on some
+            // processors sections do, which nobody can look up.
+            if (symbol.st_shndx == SHN_UNDEF || symbol.st_shndx == SHN_ABS ||
+                ELF64_ST_TYPE(symbol.st_info) == STT_SECTION)
                 continue;
             const std::string name = &file.at(names.sh_offset + symbol.st_name);
             symbols[name] = Readable(name);
