@@ -136,4 +136,74 @@ TEST(Map, IsRefusedWithTheReason) {
         EXPECT_FALSE(entry.is_regular_file()) << entry.path();
 }
 
+/// A part of a film's frame: how bright it is, and how opaque at its most and least. libvpx decodes
+/// transparency.
+struct Part {
+    double brightness = 0;
+    int most = 0, least = 255;
+};
+
+Part PartOf(const std::string &film, int frame, const std::string &crop) {
+    const std::string bytes =
+        Shell(Text("ffmpeg -v error -c:v libvpx-vp9 -i ", film, " -vf 'select=eq(n\\,", frame,
+                   "),format=rgba,crop=", crop, "' -frames:v 1 -f rawvideo -pix_fmt rgba -"))
+            .output;
+    EXPECT_EQ(bytes.size(), 4u * 320 * 180);
+    Part part;
+    for (std::size_t i = 0; i + 3 < bytes.size(); i += 4) {
+        part.brightness += std::uint8_t(bytes[i]) / (bytes.size() / 4.0);
+        part.most = std::max<int>(part.most, std::uint8_t(bytes[i + 3]));
+        part.least = std::min<int>(part.least, std::uint8_t(bytes[i + 3]));
+    }
+    return part;
+}
+
+TEST(Stinger, IsEmptyBesideAMatteThatTurnsWhite) {
+    const Folder folder;
+    const std::string film = folder / "film.webm";
+    struct Case {
+        const char *matte, *fill, *part, *size;
+    };
+    constexpr Case kCases[] = {
+        {"beside", "320:180:0:0", "320:180:320:0", "640,180,11,"},
+        {"below", "320:180:0:0", "320:180:0:180", "320,360,11,"},
+        {"only", nullptr, "320:180:0:0", "320,180,11,"},
+    };
+    for (const Case &c : kCases) {
+        SCOPED_TRACE(c.matte);
+        const Outcome made =
+            Shell(Text(TP_PROGRAM " stinger -t Erase_slide --size 320x180 -d 11f -o ", film,
+                       " --matte ", c.matte));
+        ASSERT_EQ(made.status, 0) << made.output;
+        EXPECT_EQ(Probe(film, "width,height,nb_read_frames"), c.size);
+        // Half of the picture is B in the middle, uncovered from the left.
+        for (const int frame : {0, 5, 10}) {
+            const Part part = PartOf(film, frame, c.part);
+            EXPECT_NEAR(part.brightness, 255 * frame / 10.0, 3) << frame;
+            EXPECT_EQ(part.least, 255) << frame;
+            if (c.fill) {
+                EXPECT_EQ(PartOf(film, frame, c.fill).most, 0) << frame;
+            }
+        }
+    }
+}
+
+TEST(Stinger, IsRefusedWithTheReason) {
+    const Folder folder;
+    const std::pair<const char *, const char *> kCases[] = {
+        {"-t Push -o x.webm", "\"Push\" has no luma map: it shows pixels"},
+        {"-t Bar -o x.mp4", "which .webm and .mov hold"},
+        {"-t Bar -o x.webm -d 0", "give two frames or more"},
+        {"-t Bar -o x.webm --matte left", "there are beside, below, only"},
+        {"-t Bar -o x.webm --ease odd", "--ease odd: there are linear"},
+    };
+    for (const auto &[arguments, says] : kCases) {
+        const Outcome outcome = Shell(Text(
+            "cd ", folder.path.string(), " && " TP_PROGRAM " stinger --size 320x180 ", arguments));
+        EXPECT_EQ(outcome.status, 1) << arguments;
+        EXPECT_NE(outcome.output.find(says), std::string::npos) << outcome.output;
+    }
+    EXPECT_TRUE(std::filesystem::is_empty(folder.path));
+}
+
 } // namespace

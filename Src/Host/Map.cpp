@@ -31,27 +31,6 @@ std::string Percent(int step) {
     return std::to_string(100 * step / kSteps) + " % of its length";
 }
 
-/// One byte of each pixel: a planar frame's luma, a packed frame's second colour.
-class Plane {
-public:
-    explicit Plane(const Frame &f) : frame(f) {}
-    std::uint8_t operator()(int x, int y) const { return Row(y)[x * Step()]; }
-    /// The bytes of a row side by side.
-    const std::uint8_t *Line(int y, std::vector<std::uint8_t> &room) const {
-        if (Step() == 1)
-            return Row(y);
-        room.resize(frame.Width());
-        for (int x = 0; x < frame.Width(); ++x)
-            room[x] = (*this)(x, y);
-        return room.data();
-    }
-
-private:
-    int Step() const { return frame.Layout() == Path::Rgb ? 4 : 1; }
-    const std::uint8_t *Row(int y) const { return frame.Row(0, y) + (Step() == 4); }
-    const Frame &frame;
-};
-
 Frame Filled(Path path, Size size, std::uint8_t value) {
     Frame frame(path, size.width, size.height);
     std::memset(frame.Bytes().data(), value, frame.Bytes().size());
@@ -68,27 +47,22 @@ Frame Noise(Path path, Size size, std::uint64_t seed) {
     return frame;
 }
 
-/// The transition between two pairs of pictures: black and white tell how much of B each pixel
-/// shows, two of noise whether that is the pixel's own place in them.
+/// The transition between two pairs of pictures: those of Weights, and two of noise, which tell
+/// whether a pixel shows its own place in them.
 class Subject {
 public:
     Subject(const Transition &t, Path path, Size s)
-        : transition(t), size(s), black(Filled(path, s, 0)), white(Filled(path, s, 255)),
-          noiseA(Noise(path, s, 1)), noiseB(Noise(path, s, 2)), drawn(Filled(path, s, 0)),
-          shown(Filled(path, s, 0)) {}
+        : transition(t), size(s), weights(t, path, s), noiseA(Noise(path, s, 1)),
+          noiseB(Noise(path, s, 2)), shown(path, s.width, s.height) {}
 
-    /// The weights of B in 255ths, until the next call.
-    Plane Weights(int step) {
-        Draw(transition, {}, MomentOf(step), drawn, black, white);
-        return Plane(drawn);
-    }
+    Plane WeightsAt(int step) { return weights.Draw({}, MomentOf(step)); }
     /// Throws a NoMap where a pixel shows what no mix of both pictures at its place is.
     void CheckPlaces(int step) {
-        const Plane weights = Weights(step), a(noiseA), b(noiseB), mixed(shown);
+        const Plane wanted = WeightsAt(step), a(noiseA), b(noiseB), mixed(shown);
         Draw(transition, {}, MomentOf(step), shown, noiseA, noiseB);
         for (int y = 0; y < size.height; ++y)
             for (int x = 0; x < size.width; ++x) {
-                const int weight = weights(x, y);
+                const int weight = wanted(x, y);
                 const int expected = (a(x, y) * (255 - weight) + b(x, y) * weight + 127) / 255;
                 if (std::abs(expected - mixed(x, y)) > kRounding)
                     throw Refusal(transition,
@@ -103,7 +77,8 @@ private:
 
     const Transition &transition;
     Size size;
-    Frame black, white, noiseA, noiseB, drawn, shown;
+    Weights weights;
+    Frame noiseA, noiseB, shown;
 };
 
 /// When each pixel turns, 0 to 1, and more of a few of them.
@@ -141,7 +116,7 @@ Turns FollowPixels(const Transition &transition, Subject &subject, Size size) {
         turns.probes[i] = i * turns.last.size() / turns.probes.size();
     std::vector<std::uint8_t> room;
     for (int step = 0; step <= kSteps; ++step) {
-        const Plane weights = subject.Weights(step);
+        const Plane weights = subject.WeightsAt(step);
         for (int y = 0; y < size.height; ++y) {
             const std::uint8_t *row = weights.Line(y, room);
             for (int x = 0; x < size.width; x += kStretch) {
@@ -177,6 +152,15 @@ double DistanceAt(const Turns &turns, double softness) {
 }
 
 } // namespace
+
+Weights::Weights(const Transition &t, Path path, Size size)
+    : transition(t), black(Filled(path, size, 0)), white(Filled(path, size, 255)),
+      drawn(path, size.width, size.height) {}
+
+Plane Weights::Draw(const hostkit::Motion &motion, const Moment &moment) {
+    hostkit::Draw(transition, motion, moment, drawn, black, white);
+    return Plane(drawn);
+}
 
 double MapWeight(double level, double softness, double progress) {
     const double at = progress * (1 + softness) - level;

@@ -9,6 +9,39 @@
 
 namespace host {
 
+/// One byte of each pixel: a planar frame's luma, a packed frame's second colour.
+class Plane {
+public:
+    explicit Plane(const hostkit::Frame &f) : frame(f) {}
+    std::uint8_t operator()(int x, int y) const { return Row(y)[x * Step()]; }
+    /// The bytes of a row side by side.
+    const std::uint8_t *Line(int y, std::vector<std::uint8_t> &room) const {
+        if (Step() == 1)
+            return Row(y);
+        room.resize(frame.Width());
+        for (int x = 0; x < frame.Width(); ++x)
+            room[x] = (*this)(x, y);
+        return room.data();
+    }
+
+private:
+    int Step() const { return frame.Layout() == Path::Rgb ? 4 : 1; }
+    const std::uint8_t *Row(int y) const { return frame.Row(0, y) + (Step() == 4); }
+    const hostkit::Frame &frame;
+};
+
+/// How much of B each pixel of a transition shows: drawn between black and white.
+class Weights {
+public:
+    Weights(const hostkit::Transition &transition, Path path, Size size);
+    /// In 255ths, until the next call.
+    Plane Draw(const hostkit::Motion &motion, const hostkit::Moment &moment);
+
+private:
+    const hostkit::Transition &transition;
+    hostkit::Frame black, white, drawn;
+};
+
 /// When each pixel turns from A to B, for hosts that show A where MapWeight is 0, B where it is 1,
 /// and blend between.
 struct LumaMap {

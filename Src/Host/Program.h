@@ -80,6 +80,7 @@ void AddSheet(CLI::App &app, Program &program);
 void AddGallery(CLI::App &app, Program &program);
 void AddPictures(CLI::App &app, Program &program);
 void AddMap(CLI::App &app, Program &program);
+void AddStinger(CLI::App &app, Program &program);
 void AddCompletion(CLI::App &app, Program &program);
 
 } // namespace host
