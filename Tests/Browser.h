@@ -45,12 +45,15 @@ public:
     }
     /// A real click, or a pointer that only rests there.
     void Click(const std::string &selector) {
+        Run("arguments[0].scrollIntoView({block: 'center'})", Json::array({Reference(selector)}));
         Call("POST", "/element/" + Find(selector) + "/click", Json::object());
     }
     void Hover(const std::string &selector) {
-        const Json origin = {{"element-6066-11e4-a52e-4f735466cecf", Find(selector)}};
-        const Json move = {
-            {"type", "pointerMove"}, {"duration", 0}, {"x", 0}, {"y", 0}, {"origin", origin}};
+        const Json move = {{"type", "pointerMove"},
+                           {"duration", 0},
+                           {"x", 0},
+                           {"y", 0},
+                           {"origin", Reference(selector)}};
         Act({{"type", "pointer"}, {"id", "mouse"}, {"actions", {move}}});
     }
     /// Key presses, one after the other; those that are held go first and up last.
@@ -88,11 +91,10 @@ private:
         std::string process, port;
     };
 
-    std::string Find(const std::string &selector) {
-        return Call("POST", "/element", {{"using", "css selector"}, {"value", selector}})
-            .begin()
-            .value();
+    Json Reference(const std::string &selector) {
+        return Call("POST", "/element", {{"using", "css selector"}, {"value", selector}});
     }
+    std::string Find(const std::string &selector) { return Reference(selector).begin().value(); }
     void Act(const Json &source) { Call("POST", "/actions", {{"actions", {source}}}); }
     Json Call(const std::string &method, const std::string &path, const Json &body) {
         Write(folder / "body", body.dump());

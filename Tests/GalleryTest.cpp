@@ -1,11 +1,13 @@
-// The program's gallery: its page, in a browser where there is one.
+// What the program has to choose by: the gallery, in a browser where there is one, moving sheets
+// and previews.
 
 #include "Browser.h"
 #include "Draw.h"
 #include "Shell.h"
 #include "Support.h"
 
-#include <cmath>
+#include <algorithm>
+#include <cstring>
 
 namespace {
 
@@ -15,6 +17,10 @@ using hostkit::Path;
 using nlohmann::json;
 
 constexpr int kWidth = 96, kHeight = 64;
+
+// Keys as the driver's protocol names them.
+const std::string kBackspace = "\uE003", kControl = "\uE009", kEscape = "\uE00C", kEnd = "\uE010",
+                  kRight = "\uE014";
 
 Outcome Program(const std::string &arguments) {
     return Shell(TP_PROGRAM " " + arguments);
@@ -200,6 +206,218 @@ TEST_F(GalleryPage, ShowsThePluginsOwnFrames) {
                 }
         }
     }
+}
+
+TEST_F(GalleryPage, AnswersToPointerKeysAndWords) {
+    const std::string page = MakePage("--steps 5");
+    Browser browser(1280, 1000);
+    browser.Open(page);
+    const auto shows = [&](const std::string &name, const std::string &what) {
+        return browser.Becomes(Text("document.querySelector('[data-name=", name,
+                                    "] canvas').dataset.shown === '", what, "'"));
+    };
+    const auto listed = [&] {
+        return browser
+            .Run("return [...document.querySelectorAll('.card:not([hidden])')]"
+                 ".map(card => card.dataset.name)")
+            .get<std::vector<std::string>>();
+    };
+    const auto expected = [](auto condition) {
+        std::vector<std::string> names;
+        for (const hostkit::Transition &transition : TestedPlugin().Transitions())
+            if (condition(transition))
+                names.push_back(transition.name);
+        return names;
+    };
+    const auto textOf = [&](const std::string &id) {
+        return browser.Run(Text("return document.getElementById('", id, "').textContent"))
+            .get<std::string>();
+    };
+
+    // The one under the pointer plays, the others wait where the slider is.
+    EXPECT_TRUE(shows("Erase", "yuv forward 2"));
+    browser.Hover("[data-name=Erase] .open");
+    EXPECT_TRUE(shows("Erase", "yuv forward 4"));
+    EXPECT_TRUE(shows("Bar", "yuv forward 2"));
+    browser.Hover("#count");
+    EXPECT_TRUE(shows("Erase", "yuv forward 2"));
+    browser.Click("#play");
+    EXPECT_TRUE(shows("Bar", "yuv forward 4"));
+    EXPECT_TRUE(browser.Becomes("document.getElementById('slider').value === '0'"));
+    browser.Click("#play");
+    EXPECT_EQ(textOf("play"), "Play all");
+    browser.Run("document.getElementById('slider').focus()");
+    browser.Press({kEnd});
+    EXPECT_TRUE(shows("Erase", "yuv forward 4"));
+    EXPECT_EQ(textOf("position"), "100 %");
+
+    browser.Click("#word");
+    browser.Press({"s", "h", "a", "d", "o", "w"});
+    EXPECT_EQ(listed(), std::vector<std::string>{"Roll_right_top"});
+    browser.Press({kControl, "a"});
+    browser.Press({kBackspace});
+    browser.Click("input[value='page turn']");
+    EXPECT_EQ(listed(), expected([](const hostkit::Transition &transition) {
+                  return transition.info.kind == hostkit::Kind::PageTurn;
+              }));
+    browser.Click("input[name=kinds][value='']");
+    browser.Click("input[value=rgb]");
+    const std::vector<std::string> packed =
+        expected([](const hostkit::Transition &transition) { return transition.rgb != nullptr; });
+    EXPECT_EQ(listed(), packed);
+    EXPECT_EQ(textOf("count"), "25 of 28 transitions; 3 without the rgb path");
+
+    browser.Click("[data-name=Erase] .open");
+    EXPECT_TRUE(textOf("large-title").starts_with("Erase "));
+    browser.Press({kRight});
+    EXPECT_TRUE(textOf("large-title").starts_with("Erase slide "));
+    browser.Press({kEscape});
+    EXPECT_TRUE(browser.Becomes("!document.getElementById('large').open && document.activeElement "
+                                "=== document.querySelector('[data-name=Erase_slide] .open')"));
+
+    // The middle of the time is a quarter of the way.
+    browser.Run("const e = document.getElementById('easing'); e.value = 'in';"
+                "e.dispatchEvent(new Event('change'));"
+                "const s = document.getElementById('slider'); s.value = 2;"
+                "s.dispatchEvent(new Event('input'));");
+    browser.Hover("#count");
+    EXPECT_TRUE(shows("Bar", "rgb forward 1"));
+    browser.Click("[data-name=Push] .copy");
+    browser.Click("#word");
+    browser.Press({kControl, "v"});
+    const std::string command =
+        browser.Run("return document.getElementById('word').value").get<std::string>();
+    EXPECT_TRUE(command.ends_with(" -o push.mp4 --path rgb --ease in")) << command;
+    const std::string programs = fs::path(TP_PROGRAM).parent_path();
+    const Outcome rendered =
+        Shell(Text("cd ", folder.path, " && PATH=", programs, ":$PATH; ", command));
+    EXPECT_EQ(rendered.status, 0) << command << "\n" << rendered.output;
+    EXPECT_EQ(Probe(folder / "push.mp4", "nb_read_frames"), "125,");
+}
+
+TEST_F(GalleryPage, KeepsStillForThoseWhoAskForIt) {
+    const std::string page = MakePage("--steps 5 -t Erase -t Bar");
+    Browser browser(1280, 1000, {"--force-prefers-reduced-motion"});
+    browser.Open(page);
+    EXPECT_TRUE(browser.Becomes("views[0].canvas.dataset.shown"));
+    browser.Hover("[data-name=Erase] .open");
+    EXPECT_EQ(browser.Run("return views.every(view => view.since === null)"), true);
+    browser.Click("[data-name=Erase] .open");
+    EXPECT_EQ(browser.Run("return large.since"), nullptr);
+    browser.Press({" "}); // on the button that plays
+    EXPECT_EQ(browser.Run("return large.since !== null"), true);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Moving sheets and previews
+// ---------------------------------------------------------------------------------------------
+
+/// Chunks of a WebP file of this kind.
+int CountChunks(const std::string &webp, const std::string &kind) {
+    int count = 0;
+    for (std::size_t at = 12; at + 8 <= webp.size();) {
+        count += webp.compare(at, 4, kind) == 0;
+        std::uint32_t size = 0;
+        std::memcpy(&size, &webp[at + 4], 4);
+        at += 8 + size + (size & 1);
+    }
+    return count;
+}
+
+TEST(MovingSheet, RunsFromAToBAndRestsAtTheEnds) {
+    const Folder folder;
+    for (const char *colour : {"red", "blue"})
+        Must("ffmpeg -v error -f lavfi -i color=", colour, ":s=96x64 -frames:v 1 ",
+             folder / Text(colour, ".png"));
+    const std::string sheet = Text("sheet -t Push --path rgb --columns 5 --cell 96 --plain ",
+                                   folder / "red.png", " ", folder / "blue.png", " -o ");
+    for (const char *kind : {"gif", "apng"}) {
+        const std::string file = folder / Text("s.", kind);
+        ASSERT_EQ(Program(sheet + file).status, 0);
+        EXPECT_EQ(Probe(file, "width,height,nb_read_frames"), "96,64,27,");
+        const std::string raw =
+            Shell("ffmpeg -v error -i " + file + " -f rawvideo -pix_fmt rgb24 -").output;
+        ASSERT_EQ(raw.size(), 27u * 96 * 64 * 3);
+        for (int frame = 0; frame < 27; ++frame) // an even push: a quarter more with each frame
+            for (const int x : {12, 36, 60, 84}) {
+                const int step = std::clamp(frame - 11, 0, 4);
+                const auto blue =
+                    std::uint8_t(raw[std::size_t((frame * 64 + 32) * 96 + x) * 3 + 2]);
+                EXPECT_NEAR(blue, x < 24 * step ? 255 : 0, 8) << kind << frame << " " << x;
+            }
+    }
+    const std::string file = folder / "s.webp";
+    ASSERT_EQ(Program(sheet + file).status, 0);
+    const std::string webp = Read(file), loops = webp.substr(webp.find("ANIM") + 12, 2);
+    EXPECT_EQ(CountChunks(webp, "ANMF"), 5) << "equal frames are one";
+    EXPECT_EQ(loops, std::string(2, '\0')) << "for ever";
+}
+
+/// Frames of a YUV4MPEG2 file, of 96 x 64.
+std::vector<std::string> Frames(const std::string &file) {
+    constexpr std::size_t kSize = kWidth * kHeight * 3 / 2;
+    const std::string bytes = Read(file);
+    std::vector<std::string> frames;
+    for (std::size_t at = bytes.find('\n') + 1; at + kSize < bytes.size() + 1; at += 6 + kSize)
+        frames.push_back(bytes.substr(at + 6, kSize));
+    return frames;
+}
+
+class Preview : public testing::Test {
+protected:
+    void SetUp() override {
+        for (int clip = 0; clip < 3; ++clip) {
+            std::string bytes = "YUV4MPEG2 W96 H64 F25:1 Ip A1:1 C420jpeg\n";
+            for (int i = 0; i < 50; ++i)
+                bytes +=
+                    "FRAME\n" + Noise(kWidth * kHeight * 3 / 2, std::uint64_t(clip * 50 + i) << 32);
+            Write(folder / Text(clip, ".y4m"), bytes);
+            clips += Text(" ", folder / Text(clip, ".y4m"));
+        }
+    }
+    const Folder folder;
+    std::string clips;
+};
+
+TEST_F(Preview, ShowsWhatRenderMakesAroundEachJoint) {
+    const std::string joints = clips + " -t any --seed 3 -d 10f --size 96x64 -o ";
+    ASSERT_EQ(Program("render" + joints + (folder / "all.y4m")).status, 0);
+    ASSERT_EQ(Program("preview --around 5f" + joints + (folder / "near.y4m")).status, 0);
+    const std::vector<std::string> all = Frames(folder / "all.y4m");
+    std::vector<std::string> expected;
+    for (const int overlap : {40, 80}) // where they begin: 50 - 10, and as much later
+        expected.insert(expected.end(), all.begin() + overlap - 5, all.begin() + overlap + 15);
+    ASSERT_EQ(all.size(), 130u);
+    EXPECT_TRUE(Frames(folder / "near.y4m") == expected);
+    ASSERT_EQ(Program("preview --around 30f" + joints + (folder / "wide.y4m")).status, 0);
+    EXPECT_EQ(Frames(folder / "wide.y4m").size(), 40u + 50 + 40 - 20) << "no more than there is";
+    EXPECT_EQ(
+        Program("preview - " + (folder / "0.y4m") + " -t Push -o p.mkv < " + (folder / "1.y4m"))
+            .output,
+        "transitions: standard input: a preview needs clips whose end is known\n");
+}
+
+TEST_F(Preview, GoesToThePlayerThatIsThere) {
+    fs::create_directories(folder / "bin");
+    fs::create_directories(folder / "tmp");
+    const std::string command = Text("PATH=", folder / "bin", " TMPDIR=", folder / "tmp",
+                                     " " TP_PROGRAM " preview -q -t Push --around 4f", clips);
+    EXPECT_EQ(Shell(command).output, "transitions: there is no player to show the preview, neither "
+                                     "mpv nor ffplay; install one, or give -o FILE\n");
+    for (const char *player : {"ffplay", "mpv"}) {
+        const std::string file = (folder / "bin") + "/" + player;
+        Write(file, Text("#!/bin/sh\nfor last; do :; done\n/bin/cp $last ",
+                         folder / Text(player, ".mkv"), "\n"));
+        fs::permissions(file, fs::perms::owner_all);
+        const Outcome outcome = Shell(command);
+        EXPECT_TRUE(outcome.status == 0 && outcome.output.empty()) << outcome.output;
+        EXPECT_EQ(Probe(folder / Text(player, ".mkv"), "codec_name,width,height,nb_read_frames"),
+                  "h264,96,64,58,"); // 29 + 50 + 29 - 25 - 25
+    }
+    Write((folder / "bin") + "/mpv", "#!/bin/sh\nexit 3\n");
+    EXPECT_EQ(Shell(command).output,
+              "transitions: mpv could not show the preview; -o FILE writes it instead\n");
+    EXPECT_TRUE(fs::is_empty(folder / "tmp"));
 }
 
 } // namespace

@@ -611,10 +611,12 @@ std::string CheckKdenliveFile(const Transition &transition, const std::string &f
     const std::string text = Read(file), service = mlt::ServiceName(transition);
     for (const std::string &part :
          {"<transition tag=\"" + service + "\" id=\"" + service + "\" type=\"short\">",
-          "<name>TP " + transition.info.title + "</name>", transition.info.motion})
+          "<name>TP " + transition.info.title + "</name>", transition.info.motion,
+          "<preview>" + service + ".webp</preview>"})
         EXPECT_NE(text.find(part), std::string::npos) << part;
     for (const char *ours : {"acked path", "lanar path"})
         EXPECT_EQ(text.find(ours), std::string::npos) << text;
+    EXPECT_EQ(Read(TP_KDENLIVE_FOLDER "/previews/" + service + ".webp").substr(8, 4), "WEBP");
     // The last value of a list, or the highest number.
     const std::regex parameter("<parameter type=\"[a-z]+\" name=\"([a-z]+)\" default=\"[^\"]+\" "
                                "(min=\"0\" max=|paramlist=\"([^\"]*;)?)\"?([^\";]+)\">");

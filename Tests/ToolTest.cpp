@@ -51,7 +51,7 @@ TEST(Tool, AnswersWithTheRightWordsAndStatus) {
         {"info Push", 0, "\n  Packed path  linear (at an even speed)\n"},
         {"info TrRect6", 0, "the name of its exported function"},
         {"info --markdown Push", 0, "| `Push` | B comes in from the left"},
-        {"", 2, "transitions: give a command: render, join, gallery, sheet, list, "},
+        {"", 2, "transitions: give a command: render, join, preview, gallery, "},
         {"rendr a b", 2, "transitions: there is no command rendr; there are render, join, "},
         {"info Wint", 1, "transitions: there is no transition \"Wint\"; the nearest are \"Wind\","},
         {"info wipeleft", 1, "\"wipeleft\"; the nearest is \"Erase\" with --reverse\n"},
@@ -68,7 +68,7 @@ TEST(Tool, AnswersWithTheRightWordsAndStatus) {
         {"sheet --ease wobbly", 1, "--ease wobbly: there are linear, smooth, "},
         {"sheet --path sideways", 1, "--path sideways: there are yuv, rgb, both\n"},
         {"sheet -t Push a.png b.png c.png", 1, "give two clips or pictures"},
-        {"sheet -o sheet.gif", 1, "sheet.gif: pictures are written as .png, .jpg, .webp, .tif or"},
+        {"sheet -o sheet.mp4", 1, "sheet.mp4: pictures are written as .png, .jpg, .webp, .tif or"},
         {"pictures day.png dusk", 1, "dusk: pictures are written as .png"},
         {"sheet -t Push -o /nowhere/a.png", 1, "/nowhere/a.png: there is no folder /nowhere\n"},
         {"--plugin /dev/null list", 1, "transitions: cannot load the plug-in /dev/null"},
@@ -242,9 +242,8 @@ TEST(Sheet, ShowsPositionsPathsAndMotionUpright) {
 TEST(Sheet, IsWrittenAsItsEndingSays) {
     const Folder folder;
     WritePpm(folder / "a.ppm", {230, 20, 20}, {20, 230, 20});
-    for (const auto &[name, codec] :
-         {std::pair("s.png", "png"), std::pair("s.JPG", "mjpeg"), std::pair("s.webp", "webp"),
-          std::pair("s.tiff", "tiff"), std::pair("s.bmp", "bmp")}) {
+    for (const auto &[name, codec] : {std::pair("s.png", "png"), std::pair("s.JPG", "mjpeg"),
+                                      std::pair("s.tiff", "tiff"), std::pair("s.bmp", "bmp")}) {
         const Outcome outcome =
             Program("sheet -t dissolve -t cut " + (folder / "a.ppm") + " " + (folder / "a.ppm") +
                     " --positions 0,100 --cell 64 -o " + (folder / name));

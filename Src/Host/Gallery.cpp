@@ -276,6 +276,7 @@ json Describe(const Options &options, const Program &program, const Transition &
 /// An easing as the steps that it shows at each of the slider's stops.
 json DescribeEasing(const hostkit::Easing &easing, int steps) {
     std::vector<int> shown;
+    shown.reserve(steps);
     for (int i = 0; i < steps; ++i)
         shown.push_back(int(std::lround(
             hostkit::PluginPosition({&easing}, hostkit::MomentOf(i, steps)) * (steps - 1))));

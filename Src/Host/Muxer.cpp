@@ -39,6 +39,8 @@ void Muxer::Start(std::int64_t indexBytes) {
         av_dict_set_int(&extras, "moov_size", indexBytes, 0);
     else
         av_dict_set(&extras, "movflags", "+faststart", 0);
+    av_dict_set(&extras, "loop", "0", 0);  // moving pictures play for ever: webp
+    av_dict_set(&extras, "plays", "0", 0); // and apng
     const int answer = avformat_write_header(muxer.get(), &extras);
     av_dict_free(&extras);
     CheckWritten(answer);

@@ -77,6 +77,7 @@ void AddList(CLI::App &app, Program &program);
 void AddInfo(CLI::App &app, Program &program);
 void AddBench(CLI::App &app, Program &program);
 void AddSheet(CLI::App &app, Program &program);
+void AddPreview(CLI::App &app, Program &program);
 void AddGallery(CLI::App &app, Program &program);
 void AddPictures(CLI::App &app, Program &program);
 void AddMap(CLI::App &app, Program &program);

@@ -54,13 +54,6 @@ struct Work {
 // What the result is
 // -------------------------------------------------------------------------------------------------
 
-/// The result takes after its first clip that moves.
-const Clip &Lead(const std::vector<Clip> &clips) {
-    const auto moving =
-        std::find_if(clips.begin(), clips.end(), [](const Clip &clip) { return !clip.isStill; });
-    return moving == clips.end() ? clips.front() : *moving;
-}
-
 /// Videos are in video range whatever the clips are; players expect it, and the planar paths draw
 /// so. High dynamic range needs more than 8 bits.
 Colours ResultColours(const Clip &lead, AVPixelFormat pixels, int depth, int height) {
@@ -175,8 +168,8 @@ Path PathOf(const JointWish &wish, const hostkit::Transition &transition) {
     return wish.path;
 }
 
-std::vector<Joint> ChooseJoints(const RenderOptions &options, const hostkit::Plugin &plugin,
-                                AVRational rate) {
+std::vector<const hostkit::Transition *> ChooseRow(const RenderOptions &options,
+                                                   const hostkit::Plugin &plugin) {
     std::vector<const hostkit::Transition *> row, candidates;
     for (const JointWish &wish : options.joints)
         row.push_back(wish.name == hostkit::kAnyJoint ? nullptr
@@ -185,6 +178,12 @@ std::vector<Joint> ChooseJoints(const RenderOptions &options, const hostkit::Plu
         if (transition.yuv && transition.rgb && !transition.info.countsBytes) // whole by any path
             candidates.push_back(&transition);
     hostkit::ChooseAny(row, candidates, options.seed);
+    return row;
+}
+
+std::vector<Joint> ChooseJoints(const RenderOptions &options, const hostkit::Plugin &plugin,
+                                AVRational rate) {
+    const std::vector<const hostkit::Transition *> row = ChooseRow(options, plugin);
     std::vector<Joint> joints;
     for (std::size_t i = 0; i < row.size(); ++i) {
         const JointWish &wish = options.joints[i];
@@ -476,6 +475,8 @@ void Assemble(Work &work, const RenderOptions &options, const OutputPlan &plan,
     Produce(work, *sink, nullptr, progress);
 }
 
+} // namespace
+
 void RefuseOverwriting(const RenderOptions &options) {
     std::error_code missing;
     for (const Wish &wish : options.clips)
@@ -484,7 +485,17 @@ void RefuseOverwriting(const RenderOptions &options) {
             throw Failure(options.output.file + ": is one of the clips");
 }
 
-} // namespace
+void ChooseAny(RenderOptions &options, const hostkit::Plugin &plugin) {
+    const std::vector<const hostkit::Transition *> row = ChooseRow(options, plugin);
+    for (std::size_t i = 0; i < row.size(); ++i)
+        options.joints[i].name = row[i]->name;
+}
+
+const Clip &Lead(const std::vector<Clip> &clips) {
+    const auto moving =
+        std::find_if(clips.begin(), clips.end(), [](const Clip &clip) { return !clip.isStill; });
+    return moving == clips.end() ? clips.front() : *moving;
+}
 
 void Render(const RenderOptions &options, const hostkit::Plugin &plugin) {
     RefuseOverwriting(options);

@@ -16,6 +16,8 @@
 
 namespace host {
 
+struct Clip;
+
 /// A clip as the user names it, and the part of it that is wanted.
 struct Wish {
     std::string file;
@@ -52,5 +54,14 @@ struct RenderOptions {
 };
 
 void Render(const RenderOptions &options, const hostkit::Plugin &plugin);
+
+// Its steps that a preview takes beforehand.
+
+/// Puts transitions in the places of "any".
+void ChooseAny(RenderOptions &options, const hostkit::Plugin &plugin);
+/// Throws a Failure when the output is one of the clips.
+void RefuseOverwriting(const RenderOptions &options);
+/// The clip that the result takes after: the first that moves.
+const Clip &Lead(const std::vector<Clip> &clips);
 
 } // namespace host

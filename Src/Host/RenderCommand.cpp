@@ -4,6 +4,7 @@
 #include "Failure.h"
 #include "Joints.h"
 #include "Messages.h"
+#include "Preview.h"
 #include "Render.h"
 
 #include <algorithm>
@@ -20,7 +21,7 @@ struct Words {
     std::vector<std::string> clips, transitions, durations = {"1"};
     std::string still = "3", path = "yuv", easing = "linear", size, rate, fit = "contain",
                 interlaced = "remove", curve = "linear", music, frames, copy = "auto", part,
-                saveEdit;
+                saveEdit, around = "2";
     double musicVolume = -1;
     bool reverse = false, only = false, noAudio = false, quiet = false;
     std::uint64_t seed = 0;
@@ -189,6 +190,14 @@ void Run(const Words &words, const CLI::App &app, const Program &program) {
     Render(Understand(words, app, plugin), plugin);
 }
 
+void RunPreview(const Words &words, const CLI::App &app, const Program &program) {
+    if (words.quiet)
+        BeQuiet();
+    const Time around = ParseTime(words.around, "--around");
+    const hostkit::Plugin plugin(program.pluginFile);
+    Preview(Understand(words, app, plugin), around, plugin);
+}
+
 std::string Footer() {
     std::string text =
         "A clip is a video or still picture in anything FFmpeg decodes, - is one on standard "
@@ -213,7 +222,7 @@ CLI::Option *Add(CLI::App &app, const char *name, Value &value, const char *type
     return app.add_option(name, value, description)->type_name(type);
 }
 
-void AddTiming(CLI::App &app, Words &words) {
+void AddClips(CLI::App &app, Words &words) {
     Add(app, "CLIP", words.clips, "FILE...", "The clips in their order, or an edit list (.otio)")
         ->required();
     Add(app, "-t,--transition", words.transitions, "NAME|any",
@@ -227,6 +236,9 @@ void AddTiming(CLI::App &app, Words &words) {
         ->default_str("1");
     Add(app, "--still", words.still, "TIME", "How long a still picture shows")
         ->capture_default_str();
+}
+
+void AddParts(CLI::App &app, Words &words) {
     app.add_flag("--only", words.only, "Only the overlaps");
     Add(app, "--frames", words.frames, "FIRST:END",
         "Only these frames of the result, equal to those of the whole: the first, and the one "
@@ -276,6 +288,9 @@ void AddOutput(CLI::App &app, Words &words) {
     Add(app, "--part", words.part, "K/N",
         "Only the K-th of N parts, which transitions join makes into the whole")
         ->type_name("K/N");
+}
+
+void AddQuiet(CLI::App &app, Words &words) {
     app.add_flag("-q,--quiet", words.quiet, "Say nothing but errors");
 }
 
@@ -301,12 +316,29 @@ void AddRender(CLI::App &app, Program &program) {
     const auto words = std::make_shared<Words>();
     CLI::App *render = app.add_subcommand(
         "render", "Join clips and still pictures by transitions over their overlaps");
-    AddTiming(*render, *words);
+    AddClips(*render, *words);
+    AddParts(*render, *words);
     AddDrawing(*render, *words);
     AddOutput(*render, *words);
+    AddQuiet(*render, *words);
     AddSound(*render, *words);
     render->footer(Footer());
     render->callback([words, render, &program] { Run(*words, *render, program); });
+}
+
+void AddPreview(CLI::App &app, Program &program) {
+    const auto words = std::make_shared<Words>();
+    CLI::App *preview = app.add_subcommand(
+        "preview", "Show what render would make around each joint, small and fast");
+    AddClips(*preview, *words);
+    Add(*preview, "--around", words->around, "TIME", "How much of the clips on either side")
+        ->capture_default_str();
+    Add(*preview, "-o,--output", words->output.file, "FILE",
+        "A file instead of a player (mpv or ffplay)");
+    AddDrawing(*preview, *words);
+    AddSound(*preview, *words);
+    AddQuiet(*preview, *words);
+    preview->callback([words, preview, &program] { RunPreview(*words, *preview, program); });
 }
 
 } // namespace host

@@ -46,7 +46,7 @@ void AddSampleOptions(CLI::App &command, SampleOptions &options) {
 }
 
 SampleInputs LoadInputs(const SampleOptions &options) {
-    if (options.clips.size() != 0 && options.clips.size() != 2)
+    if (!options.clips.empty() && options.clips.size() != 2)
         throw Failure("give two clips or pictures, or none for the built-in ones");
     SampleInputs inputs;
     Canvas &canvas = inputs.canvas;

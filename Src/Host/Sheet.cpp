@@ -1,14 +1,17 @@
+#include "OutputFile.h"
 #include "PictureFile.h"
 #include "Pictures.h"
 #include "Program.h"
 #include "Progress.h"
 #include "Samples.h"
+#include "Sink.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <utility>
 
 namespace host {
 
@@ -21,10 +24,11 @@ struct Options {
     std::vector<std::string> names;
     std::string output = "sheet.png";
     std::string path = "yuv";
-    int columns = 7;
+    int columns = 0;               ///< 0: as many as the sheet's kind usually has
     std::vector<double> positions; ///< in percent, instead of columns even ones
     int cellWidth = 160;
-    int across = 1;
+    int across = 0;
+    bool isPlain = false;
     std::string ease = "linear";
     bool reverse = false;
     std::uint64_t seed = 0;
@@ -36,29 +40,36 @@ struct Layout {
     std::vector<const Transition *> rows;
     std::vector<Path> blocks;
     std::vector<double> positions; ///< one column each, 0 to 1
+    int firstFrame = 0;            ///< number of the first column's frame
     int cellWidth, cellHeight;
-    int across; ///< strips that the rows are laid out in, one beside the other
+    int across;    ///< strips that the rows are laid out in, one beside the other
+    bool isMoving; ///< one column whose position changes, with the labels above it
+    bool isPlain;  ///< without labels, headings and margin
 
     int Columns() const { return int(positions.size()); }
 
-    int HeaderHeight() const { return kHeading * (blocks.size() > 1 ? 2 : 1); }
+    int Margin() const { return isPlain ? 0 : kMargin; }
+    int Beside() const { return isPlain || isMoving ? 0 : kLabelWidth; }
+    int Above() const { return isMoving && !isPlain ? kHeading : 0; }
+    int HeaderHeight() const { return isPlain ? 0 : kHeading * (!isMoving + (blocks.size() > 1)); }
     int BlockWidth() const { return Columns() * (cellWidth + kGap) - kGap; }
     int StripRows() const { return (int(rows.size()) + across - 1) / across; }
-    int StripWidth() const { return kLabelWidth + int(blocks.size()) * (BlockWidth() + kBlockGap); }
-    int StripX(int strip) const { return kMargin + strip * StripWidth(); }
+    int StripWidth() const { return Beside() + int(blocks.size()) * (BlockWidth() + kBlockGap); }
+    int StripX(int strip) const { return Margin() + strip * StripWidth(); }
     int BlockX(int strip, int block) const {
-        return StripX(strip) + kLabelWidth + block * (BlockWidth() + kBlockGap);
+        return StripX(strip) + Beside() + block * (BlockWidth() + kBlockGap);
     }
     int CellX(int strip, int block, int column) const {
         return BlockX(strip, block) + column * (cellWidth + kGap);
     }
     int Strip(int row) const { return row / StripRows(); }
+    int RowHeight() const { return Above() + cellHeight + kGap; }
     int RowY(int row) const {
-        return kMargin + HeaderHeight() + row % StripRows() * (cellHeight + kGap);
+        return Margin() + HeaderHeight() + row % StripRows() * RowHeight() + Above();
     }
-    int Width() const { return StripX(across) - kBlockGap + kMargin; }
+    int Width() const { return StripX(across) - kBlockGap + Margin(); }
     int Height() const {
-        return kMargin + HeaderHeight() + StripRows() * (cellHeight + kGap) - kGap + kMargin;
+        return Margin() + HeaderHeight() + StripRows() * RowHeight() - kGap + Margin();
     }
 };
 
@@ -78,24 +89,26 @@ void Text(cairo_t *cr, const std::string &text, double x, double y, double size,
     cairo_show_text(cr, text.c_str());
 }
 
-std::vector<double> Positions(const Options &options) {
+std::vector<double> Positions(const Options &options, int columns) {
     std::vector<double> positions;
     for (const double percent : options.positions)
         positions.push_back(percent / 100);
     if (positions.empty())
-        for (int i = 0; i < options.columns; ++i)
-            positions.push_back(hostkit::MomentOf(i, options.columns).position);
+        for (int i = 0; i < columns; ++i)
+            positions.push_back(hostkit::MomentOf(i, columns).position);
     return positions;
 }
 
 void DrawHeader(cairo_t *cr, const Layout &layout, int strip) {
-    const int y = kMargin + layout.HeaderHeight() - 9;
     for (int block = 0; block < int(layout.blocks.size()); ++block) {
-        if (layout.blocks.size() > 1)
+        int y = layout.Margin() + kHeading - 9;
+        if (layout.blocks.size() > 1) {
             Text(cr, layout.blocks[block] == Path::Yuv ? "Planar path (YUV)" : "Packed path (RGB)",
-                 layout.BlockX(strip, block) + layout.BlockWidth() / 2.0, y - kHeading, 14, kInk,
-                 true, Align::Centre);
-        for (int column = 0; column < layout.Columns(); ++column)
+                 layout.BlockX(strip, block) + layout.BlockWidth() / 2.0, y, 14, kInk, true,
+                 Align::Centre);
+            y += kHeading;
+        }
+        for (int column = 0; !layout.isMoving && column < layout.Columns(); ++column)
             Text(cr, std::to_string(std::lround(100 * layout.positions[column])) + " %",
                  layout.CellX(strip, block, column) + layout.cellWidth / 2.0, y, 11, kFaint, false,
                  Align::Centre);
@@ -106,6 +119,8 @@ void DrawLabel(cairo_t *cr, const Layout &layout, int row) {
     const Transition &transition = *layout.rows[row];
     const double middle = layout.RowY(row) + layout.cellHeight / 2.0;
     const int x = layout.StripX(layout.Strip(row));
+    if (layout.isMoving)
+        return Text(cr, transition.name, x, layout.RowY(row) - 6, 13, kInk, true);
     Text(cr, transition.name, x, middle - 2, 15, kInk, true);
     std::string speed;
     for (const Path path : layout.blocks) {
@@ -132,7 +147,8 @@ void DrawRow(cairo_t *cr, const Layout &layout, int row, const hostkit::Motion &
              std::vector<SamplePainter> &cells, Progress &progress) {
     const Transition &transition = *layout.rows[row];
     const int strip = layout.Strip(row);
-    DrawLabel(cr, layout, row);
+    if (!layout.isPlain)
+        DrawLabel(cr, layout, row);
     for (int block = 0; block < int(layout.blocks.size()); ++block) {
         const Path path = layout.blocks[block];
         if (!HasPath(transition, path)) {
@@ -142,7 +158,7 @@ void DrawRow(cairo_t *cr, const Layout &layout, int row, const hostkit::Motion &
             continue;
         }
         for (int column = 0; column < layout.Columns(); ++column) {
-            const hostkit::Moment moment{layout.positions[column], column};
+            const hostkit::Moment moment{layout.positions[column], layout.firstFrame + column};
             DrawCell(cr, layout.CellX(strip, block, column), layout.RowY(row),
                      *cells[block].Draw(transition, motion, moment));
             progress.Count();
@@ -150,9 +166,61 @@ void DrawRow(cairo_t *cr, const Layout &layout, int row, const hostkit::Motion &
     }
 }
 
+Surface DrawSheet(const Layout &layout, const hostkit::Motion &motion,
+                  std::vector<SamplePainter> &cells, Progress &progress) {
+    Surface sheet = NewSurface(layout.Width(), layout.Height());
+    const std::unique_ptr<cairo_t, decltype(&cairo_destroy)> cr(cairo_create(sheet.get()),
+                                                                cairo_destroy);
+    cairo_set_source_rgb(cr.get(), 1, 1, 1);
+    cairo_paint(cr.get());
+    for (int strip = 0; !layout.isPlain && strip < layout.across; ++strip)
+        DrawHeader(cr.get(), layout, strip);
+    for (int row = 0; row < int(layout.rows.size()); ++row)
+        DrawRow(cr.get(), layout, row, motion, cells, progress);
+    return sheet;
+}
+
+/// Writes the sheet at one position after the other, with a rest at either end.
+void WriteMoving(const std::string &file, Layout layout, const hostkit::Motion &motion,
+                 std::vector<SamplePainter> &cells, Progress &progress) {
+    constexpr int kRest = 12;
+    OutputOptions output;
+    output.file = file;
+    const OutputPlan plan = PlanOutput(output, false);
+    const std::vector<double> positions = std::exchange(layout.positions, {0});
+    Canvas canvas;
+    canvas.width = std::max(2, layout.Width() / 2 * 2);
+    canvas.height = std::max(2, layout.Height() / 2 * 2);
+    canvas.pixels = plan.pixels;
+    canvas.colours = Assumed({}, plan.pixels, canvas.height);
+    canvas.fit = Fit::Stretch;
+    Converter converter(canvas);
+    const std::unique_ptr<Sink> sink = OpenSink(output, plan, canvas, {}, {});
+    std::int64_t written = 0;
+    for (std::size_t i = 0; i < positions.size(); ++i) {
+        layout.positions = {positions[i]};
+        layout.firstFrame = int(i);
+        const Frame sheet = converter.Convert(*ToFrame(DrawSheet(layout, motion, cells, progress)));
+        const bool isEnd = i == 0 || i + 1 == positions.size();
+        for (int times = isEnd ? kRest : 1; times > 0; --times)
+            sink->Write(*sheet, written++);
+    }
+    sink->Finish();
+}
+
+bool IsMoving(const std::string &file) {
+    const std::string ending = LowerExtension(file);
+    return ending == ".gif" || ending == ".webp" || ending == ".apng";
+}
+
 void Run(const Program &program, const Options &options) {
-    CheckPictureName(options.output);
     Layout layout = {};
+    layout.isMoving = IsMoving(options.output);
+    layout.isPlain = options.isPlain;
+    if (!layout.isMoving)
+        CheckPictureName(options.output);
+    SilenceLibraries();
+    HandleSignals();
     layout.blocks = ChoosePaths(options.path);
     const hostkit::Motion motion{&RequireEasing(options.ease), options.reverse, options.seed};
     const hostkit::Plugin plugin(program.pluginFile);
@@ -161,17 +229,14 @@ void Run(const Program &program, const Options &options) {
         for (const Transition *transition : layout.rows)
             RequirePath(*transition, layout.blocks.front());
     const SampleInputs inputs = LoadInputs(options.samples);
-    layout.positions = Positions(options);
+    constexpr int kStillColumns = 7, kMovingColumns = 25, kMovingAcross = 7;
+    layout.positions =
+        Positions(options, options.columns ? options.columns
+                                           : (layout.isMoving ? kMovingColumns : kStillColumns));
     layout.cellWidth = options.cellWidth;
     layout.cellHeight = SampleHeight(inputs.canvas, options.cellWidth);
-    layout.across = options.across;
+    layout.across = options.across ? options.across : (layout.isMoving ? kMovingAcross : 1);
     layout.across = layout.Strip(int(layout.rows.size()) - 1) + 1; // no strip without rows
-    const Surface sheet = NewSurface(layout.Width(), layout.Height());
-    cairo_t *cr = cairo_create(sheet.get());
-    cairo_set_source_rgb(cr, 1, 1, 1);
-    cairo_paint(cr);
-    for (int strip = 0; strip < layout.across; ++strip)
-        DrawHeader(cr, layout, strip);
     std::vector<SamplePainter> cells;
     cells.reserve(layout.blocks.size());
     for (const Path path : layout.blocks)
@@ -181,11 +246,11 @@ void Run(const Program &program, const Options &options) {
         for (const Path path : layout.blocks)
             drawn += HasPath(*transition, path) ? layout.Columns() : 0;
     Progress progress(drawn);
-    for (int row = 0; row < int(layout.rows.size()); ++row)
-        DrawRow(cr, layout, row, motion, cells, progress);
+    if (layout.isMoving)
+        WriteMoving(options.output, layout, motion, cells, progress);
+    else
+        WritePicture(*ToFrame(DrawSheet(layout, motion, cells, progress)), options.output);
     progress.Finish();
-    cairo_destroy(cr);
-    WritePicture(*ToFrame(sheet), options.output);
 }
 
 } // namespace
@@ -199,18 +264,21 @@ void AddSheet(CLI::App &app, Program &program) {
         ->type_name("NAME")
         ->allow_extra_args(false);
     command
-        ->add_option("-o,--output", options->output,
-                     "The sheet, a picture of the kind that its ending says: .png, .jpg, .webp, "
-                     ".tif or .bmp")
+        ->add_option(
+            "-o,--output", options->output,
+            "The sheet, as its ending says: a picture (.png, .jpg, .tif, .bmp) or a moving "
+            "one (.webp, .gif, .apng)")
         ->type_name("FILE")
         ->capture_default_str();
     command->add_option("--path", options->path, "Which functions draw; both side by side")
         ->type_name("yuv|rgb|both")
         ->capture_default_str();
     CLI::Option *columns =
-        command->add_option("--columns", options->columns, "Even positions from 0 to 100 %")
+        command
+            ->add_option("--columns", options->columns,
+                         "Even positions from 0 to 100 %: columns, or the frames of a moving sheet")
             ->check(Between(1, 100))
-            ->capture_default_str();
+            ->default_str("7, moving 25");
     command
         ->add_option("--positions", options->positions,
                      "These positions instead: most planar paths move between 30 and 70 %")
@@ -224,7 +292,8 @@ void AddSheet(CLI::App &app, Program &program) {
         ->capture_default_str();
     command->add_option("--across", options->across, "Transitions side by side")
         ->check(Between(1, 10))
-        ->capture_default_str();
+        ->default_str("1, moving 7");
+    command->add_flag("--plain", options->isPlain, "Pictures alone, without names");
     command->add_option("--ease", options->ease, "How the position runs (see render)")
         ->type_name("NAME")
         ->capture_default_str();

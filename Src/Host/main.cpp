@@ -9,9 +9,9 @@ namespace {
 
 /// Every sub-command, in the order of --help.
 const std::vector<void (*)(CLI::App &, host::Program &)> kCommands = {
-    host::AddRender, host::AddJoin,    host::AddGallery,   host::AddSheet,
-    host::AddList,   host::AddInfo,    host::AddBench,     host::AddPictures,
-    host::AddMap,    host::AddStinger, host::AddCompletion};
+    host::AddRender,   host::AddJoin, host::AddPreview, host::AddGallery,
+    host::AddSheet,    host::AddList, host::AddInfo,    host::AddBench,
+    host::AddPictures, host::AddMap,  host::AddStinger, host::AddCompletion};
 
 /// Refuses a first argument that is neither an option nor a sub-command.
 void CheckCommand(const CLI::App &app, const std::string &asked) {
