@@ -46,7 +46,7 @@ bool IsSeekable(const std::string &name) {
            !fs::is_character_file(name, missing);
 }
 
-Demuxer OpenDemuxer(const std::string &name) {
+Demuxer OpenDemuxer(const std::string &name, int blockBytes) {
     const std::string shown = ShownName(name);
     std::error_code missing;
     const bool isThere = fs::exists(name, missing);
@@ -63,6 +63,8 @@ Demuxer OpenDemuxer(const std::string &name) {
     AVDictionary *options = nullptr;
     if (isThere)
         av_dict_set(&options, "pattern_type", "none", 0);
+    if (blockBytes)
+        av_dict_set_int(&options, "blocksize", blockBytes, 0);
     AVFormatContext *opened = nullptr;
     const int answer = avformat_open_input(&opened, url.c_str(), nullptr, &options);
     av_dict_free(&options);

@@ -15,8 +15,8 @@ std::string ShownName(const std::string &name);
 
 /// Opens a file, a numbered series of pictures (pic%03d.png), a URL (with ://) or standard input,
 /// and finds its streams. A file that is there is meant literally, whatever its name looks like.
-/// Throws a Failure that names it.
-Demuxer OpenDemuxer(const std::string &name);
+/// Throws a Failure that names it. Who takes little of a file reads less of it in small blocks.
+Demuxer OpenDemuxer(const std::string &name, int blockBytes = 0);
 /// Whether a file can be read more than once and from the middle.
 bool IsSeekable(const std::string &name);
 /// Whether the demuxer reads single pictures, whose "rate" means nothing when there is but one.

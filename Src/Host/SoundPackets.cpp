@@ -194,7 +194,8 @@ Packet SoundPackets::Read(int wanted, std::int64_t number) {
     };
     for (const bool seeks : {true, false}) {
         if (wanted != clip || !seeks) {
-            demuxer = OpenDemuxer(from.name);
+            constexpr int kBlock = 2048; // a few packets, not the pictures between them
+            demuxer = OpenDemuxer(from.name, kBlock);
             const int index = MainStream(*demuxer, AVMEDIA_TYPE_AUDIO);
             stream = demuxer->streams[index];
             packets = Packets(*demuxer, index, from.name);

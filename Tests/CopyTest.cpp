@@ -1,0 +1,370 @@
+// What render copies and what it encodes: where clips are cut, what decodes bit for bit as the
+// clips do, what is refused and why, and parts that join to the whole. Expectations come from what
+// FFmpeg's tools say of the clips.
+
+#include "CopyPlan.h"
+#include "Failure.h"
+#include "NalUnits.h"
+#include "Shell.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <vector>
+
+namespace {
+
+using host::CopySource;
+using host::Cuts;
+using host::Entry;
+using host::Piece;
+
+// -------------------------------------------------------------------------------------------------
+// Cuts and pieces
+// -------------------------------------------------------------------------------------------------
+
+/// Packets in the order of decoding: the frame each shows as behind I (restart), K (open key) or P.
+Cuts CutsOf(const std::string &packets) {
+    std::vector<std::int64_t> frames;
+    std::vector<Entry> entries;
+    std::istringstream words(packets);
+    for (std::string word; words >> word;) {
+        frames.push_back(std::stoi(word.substr(1)));
+        entries.push_back(word[0] == 'I'   ? Entry::Restart
+                          : word[0] == 'K' ? Entry::OpenKey
+                                           : Entry::None);
+    }
+    return host::FindCuts(frames, entries);
+}
+
+std::string Words(const std::vector<host::Cut> &cuts) {
+    std::string text;
+    for (const host::Cut &cut : cuts)
+        text += Text(text.empty() ? "" : " ", cut.frame, '@', cut.packet);
+    return text;
+}
+
+TEST(CopyPlan, ClipsAreCutWhereNothingRefersAcross) {
+    const struct {
+        const char *packets, *begins, *ends;
+    } kCases[] = {
+        {"I0 P1 P2 I3 P4", "0@0 3@3", "1@1 2@2 3@3 4@4 5@5"},
+        {"I0 P3 P1 P2 I4 P5", "0@0 4@4", "1@1 4@4 5@5 6@6"}, // pictures that refer forward
+        {"I0 P1 I4 P2 P3 P5", "0@0", "1@1 2@2 5@5 6@6"},     // a restart with leading pictures
+        {"I0 P1 K4 P2 P3 P5", "0@0 4@2", "1@1 2@2 5@5 6@6"}, // which an open key may drop
+        {"P0 P1 P2", "", "1@1 2@2 3@3"},                     // nothing to begin with
+        {"I0 P2 I1 P3", "0@0", "1@1 3@3 4@4"},               // shown before what it follows
+        {"P-2 P-1 I0 P1", "0@2", "-1@1 0@2 1@3 2@4"},        // hidden in front
+    };
+    for (const auto &[packets, begins, ends] : kCases) {
+        const Cuts cuts = CutsOf(packets);
+        EXPECT_EQ(Words(cuts.begins), begins) << packets;
+        EXPECT_EQ(Words(cuts.ends), ends) << packets;
+    }
+}
+
+/// A clip of so many frames with a restart at every so many.
+Cuts Regular(int frames, int interval) {
+    std::string packets;
+    for (int i = 0; i < frames; ++i)
+        packets += Text(i % interval ? 'P' : 'I', i, ' ');
+    return CutsOf(packets);
+}
+
+/// "A0-90 -100": copied from clip A up to frame 90, encoded up to 100.
+std::string Words(const std::vector<Piece> &pieces) {
+    std::string text;
+    for (const Piece &piece : pieces)
+        text += Text(text.empty() ? "" : " ", piece.clip < 0 ? "" : Text(char('A' + piece.clip)),
+                     piece.frames.begin, '-', piece.frames.end);
+    return text;
+}
+
+TEST(CopyPlan, EveryFrameIsInOnePiece) {
+    const Cuts even = Regular(100, 20), rare = Regular(1000, 1000), often = Regular(1000, 100);
+    const struct {
+        std::vector<CopySource> sources;
+        std::int64_t length;
+        const char *pieces;
+    } kCases[] = {
+        {{{&even, {0, 90}, 0}, {&even, {10, 100}, 90}}, 190, "A0-90 90-110 B110-190"},
+        {{{&even, {5, 90}, -5}, {&even, {10, 100}, 85}}, 185, "0-15 A15-85 85-105 B105-185"},
+        {{{&even, {0, 100}, 0}, {&even, {0, 100}, 100}}, 200, "A0-100 B100-200"}, // a cut
+        {{{&even, {0, 90}, 0}, {}}, 190, "A0-90 90-190"},
+        {{{&rare, {0, 990}, 0}, {&rare, {10, 1000}, 990}},
+         1990,
+         "A0-990 990-1240 1240-1490 1490-1740 1740-1990"},
+        {{{&often, {0, 990}, 0}}, 1000, "A0-300 A300-600 A600-900 A900-990 990-1000"},
+        {{{&even, {81, 90}, -81}}, 19, "0-19"}, // no key frame in it
+    };
+    for (const auto &[sources, length, pieces] : kCases)
+        EXPECT_EQ(Words(host::MakePieces(sources, length)), pieces);
+}
+
+TEST(CopyPlan, PartsAreAllOfThePiecesInOrder) {
+    const Cuts often = Regular(1000, 100);
+    const auto pieces = host::MakePieces({{&often, {0, 900}, 0}, {&often, {100, 1000}, 800}}, 1800);
+    for (int n = 1; n <= int(pieces.size()); ++n) {
+        std::size_t next = 0;
+        for (int k = 1; k <= n; ++k) {
+            const auto [first, end] = host::PiecesOfPart(pieces, k, n);
+            EXPECT_EQ(first, next);
+            EXPECT_LT(first, end);
+            next = end;
+        }
+        EXPECT_EQ(next, pieces.size()) << n;
+    }
+    EXPECT_THROW(host::PiecesOfPart(pieces, 1, int(pieces.size()) + 1), host::Failure);
+}
+
+// -------------------------------------------------------------------------------------------------
+// Renders
+// -------------------------------------------------------------------------------------------------
+
+constexpr int kFrames = 100, kOverlap = 10, kRate = 25;
+
+class Copy : public testing::Test {
+protected:
+    static void SetUpTestSuite() { folder = new Folder; }
+    static void TearDownTestSuite() { delete folder; }
+    static std::string file(const std::string &name) { return *folder / name; }
+
+    /// Two clips of a kind with a beep at every second, "NAME-0.EXTENSION" and "NAME-1.EXTENSION".
+    static std::string Make(const std::string &name, const std::string &video, int which = 0,
+                            const std::string &filter = "null") {
+        const std::size_t point = name.find('.');
+        const std::string target =
+            file(Text(name.substr(0, point), '-', which, name.substr(point)));
+        if (!std::filesystem::exists(target))
+            Must("ffmpeg -v fatal -f lavfi -i testsrc2=s=160x96:r=25 -f lavfi -i "
+                 "\"aevalsrc='0.8*lt(mod(t,1),0.04)*sin(2*PI*1000*t)':s=48000\" -t 4 -vf \"hue=h=",
+                 90 * which, ',', filter, "\" -pix_fmt yuv420p ", video, " -c:a aac -ac 2 ",
+                 target);
+        return target;
+    }
+    static Outcome Render(const std::string &clips, const std::string &rest) {
+        return Shell(Text(TP_PROGRAM " render -t Turn -d ", kOverlap, "f ", clips, " -o ", rest));
+    }
+    static std::vector<std::string> Lines(const std::string &text) {
+        std::vector<std::string> lines;
+        std::istringstream stream(text);
+        for (std::string line; std::getline(stream, line);)
+            if (!line.empty() && line[0] != '#')
+                lines.push_back(line);
+        return lines;
+    }
+    /// The hash of every picture that ffmpeg decodes, without a complaint.
+    static std::vector<std::string> Hashes(const std::string &name) {
+        const Outcome run =
+            Shell("ffmpeg -v warning -i " + name + " -map 0:v -fps_mode passthrough -f framemd5 -");
+        std::vector<std::string> hashes = Lines(run.output);
+        for (std::string &line : hashes) {
+            EXPECT_EQ(line.find("0,"), 0u) << line;
+            line = line.substr(line.rfind(',') + 1);
+        }
+        return hashes;
+    }
+    /// Times of a stream's packets, and which of them are key pictures.
+    static std::vector<std::pair<double, bool>> Packets(const std::string &name) {
+        std::vector<std::pair<double, bool>> packets;
+        for (const std::string &line :
+             Lines(Shell("ffprobe -v error -select_streams v -of csv=p=0 -show_entries "
+                         "packet=pts_time,flags " +
+                         name)
+                       .output))
+            packets.emplace_back(std::stod(line), line.find('K') != std::string::npos);
+        std::sort(packets.begin(), packets.end());
+        return packets;
+    }
+    static void ExpectSteady(const std::string &name) {
+        const auto packets = Packets(name);
+        for (std::size_t i = 0; i < packets.size(); ++i)
+            EXPECT_NEAR(packets[i].first - packets[0].first, double(i) / kRate, 0.001) << i;
+    }
+    /// Every beep begins within 20 ms of one of these times after the first picture.
+    static void ExpectBeeps(const std::string &name, const std::vector<double> &times) {
+        const double picture = Packets(name)[0].first;
+        Must("ffmpeg -v fatal -y -copyts -i ", name,
+             " -map 0:a -af aresample=async=1:first_pts=0 -ac 1 -ar 48000 -f s16le ", file("raw"));
+        const std::string raw = Read(file("raw"));
+        std::vector<double> starts;
+        double last = -1;
+        for (std::size_t i = 0; i + 1 < raw.size(); i += 2) {
+            std::int16_t sample = 0;
+            std::memcpy(&sample, &raw[i], 2);
+            if (std::abs(sample) < 5000)
+                continue;
+            const double now = double(i) / 2 / 48000;
+            if (now > last + 0.1)
+                starts.push_back(now - picture);
+            last = now;
+        }
+        EXPECT_EQ(starts.size(), times.size());
+        for (std::size_t i = 0; i < std::min(starts.size(), times.size()); ++i)
+            EXPECT_NEAR(starts[i], times[i], 0.02) << "beep " << i;
+    }
+    /// The least likeness of two files' frames from one on, in decibels.
+    static double Likeness(const std::string &a, const std::string &b) {
+        Shell(Text("ffmpeg -v fatal -i ", a, " -i ", b,
+                   " -lavfi \"[0:v]settb=1/25,setpts=N[a];[1:v]settb=1/25,setpts=N[b];[a][b]psnr="
+                   "stats_file=",
+                   file("psnr"), "\" -f null -"));
+        double least = 100;
+        const std::string log = Read(file("psnr"));
+        for (const std::string &line : Lines(log))
+            least = std::min(least, std::atof(&line[line.find("psnr_avg:") + 9]));
+        return log.empty() ? 0 : least;
+    }
+
+    static inline Folder *folder;
+};
+
+TEST_F(Copy, WhatIsNotEncodedDecodesAsTheClipsDo) {
+    const std::string x264 = "-c:v libx264 -g 30 ", x265 = "-c:v libx265 -preset superfast "
+                                                           "-x265-params log-level=none:keyint=30";
+    const std::string deep = "-pix_fmt yuv420p10le ";
+    const struct {
+        const char *a, *b;
+        std::string videoA, videoB;
+        const char *output;
+        int key = 30; ///< the second clip's first that can be copied from
+    } kCases[] = {
+        {"bf.mp4", "bf.mp4", x264 + "-bf 3", x264 + "-bf 3", "o.mp4"},
+        {"bf.mkv", "bf.ts", x264 + "-bf 3", x264 + "-bf 3", "o.mov"},
+        {"bf.ts", "bf.mkv", x264 + "-bf 3", x264 + "-bf 3", "o.mkv"},
+        {"bf.mov", "bf.mp4", x264 + "-bf 3", x264 + "-bf 3", "o.ts"},
+        {"vlc.mp4", "bf.mp4", x264 + "-profile:v main -coder cavlc", x264 + "-bf 3", "o.mp4"},
+        {"base.ts", "vlc.mp4", x264 + "-profile:v baseline -tune zerolatency",
+         x264 + "-profile:v main -coder cavlc", "o.ts"},
+        {"deep.mp4", "deep.mp4", x264 + deep, x264 + deep, "o.mp4 --depth 10"},
+        {"open.mp4", "bf.mp4", x264 + "-x264-params open-gop=1", x264 + "-bf 3", "o.mp4"},
+        {"hevc.mp4", "hevc.ts", x265, x265, "o.mp4 --codec hevc"}, // open groups of pictures
+        {"shut.mkv", "hevc.mp4", x265 + ":open-gop=0", x265, "o.ts --codec hevc"},
+    };
+    for (const auto &[a, b, videoA, videoB, output, key] : kCases) {
+        SCOPED_TRACE(Text(a, ' ', b, ' ', output));
+        const std::string clips = Text(Make(a, videoA), ' ', Make(b, videoB, 1));
+        const std::string name = file(std::string(output, std::strcspn(output, " ")));
+        const Outcome run = Render(clips, file(Text(output, " --copy always")));
+        ASSERT_EQ(run.status, 0) << run.output;
+        const auto result = Hashes(name), first = Hashes(Make(a, videoA)),
+                   second = Hashes(Make(b, videoB, 1));
+        ASSERT_EQ(result.size(), 2 * kFrames - kOverlap);
+        constexpr int kForward = 4; // frames at the end that refer forward are encoded
+        for (int i = 0; i < kFrames - kOverlap - kForward; ++i)
+            ASSERT_EQ(result[i], first[i]) << i;
+        for (int i = key; i < kFrames; ++i)
+            ASSERT_EQ(result[kFrames - kOverlap + i], second[i]) << i;
+        ExpectSteady(name);
+        ExpectBeeps(name, {0, 1, 2, 3, 4.6, 5.6, 6.6});
+        ASSERT_EQ(
+            Render(clips, file(Text("full.mkv --copy never -q ",
+                                    std::strstr(output, " ") ? std::strstr(output, " ") : "")))
+                .status,
+            0);
+        EXPECT_GT(Likeness(name, file("full.mkv")), 30);
+    }
+}
+
+TEST_F(Copy, FiveClipsInOne) {
+    const std::string video = "-c:v libx264 -g 30 -bf 2";
+    const std::string a = Make("bf2.mp4", video), b = Make("bf2.mp4", video, 1);
+    const Outcome run = Render(Text(a, ' ', b, ' ', a, "#t=0.2 ", b, ' ', a), file("five.mp4"));
+    ASSERT_EQ(run.status, 0);
+    EXPECT_NE(run.output.find("Copies "), std::string::npos) << run.output;
+    EXPECT_EQ(Hashes(file("five.mp4")).size(), 5 * kFrames - 4 * kOverlap - 5);
+    ExpectSteady(file("five.mp4"));
+}
+
+TEST_F(Copy, WhatCannotBeCopiedIsEncodedAndWhy) {
+    const std::string x264 = "-c:v libx264 -g 30 ";
+    const std::string fit = Make("bf.mp4", x264 + "-bf 3");
+    const struct {
+        const char *name;
+        std::string video;
+        const char *filter, *options, *reason;
+    } kCases[] = {
+        {"small.mp4", x264, "scale=96:64", "", "is 96x64, the result 160x96"},
+        {"mpeg.mkv", "-c:v mpeg4", "null", "", "is mpeg4, the result h264"},
+        {"onekey.mp4", "-c:v libx264 -g 999 -sc_threshold 0", "null", "", "has no key frame"},
+        {"opened.mp4", x264 + "-x264-params open-gop=1", "null", "", "has no key frame"},
+        {"uneven.mkv", x264 + "-fps_mode vfr -enc_time_base 1:1000",
+         "settb=1/1000,setpts='N*40+15*lt(mod(N,7),3)'", "", "do not stand evenly"},
+        {"fields.mp4", x264 + "-flags +ildct+ilme -x264-params tff=1", "null", "", "interlaced"},
+        {"deeper.mp4", x264 + "-pix_fmt yuv420p10le", "null", "", "has 10 bits, the result 8"},
+        {"fit.mp4", x264, "null", " --rate 50", "do not stand evenly"},
+        {"fit.mp4", x264, "null", " --codec hevc", "is h264, the result hevc"},
+    };
+    for (const auto &[name, video, filter, options, reason] : kCases) {
+        SCOPED_TRACE(Text(name, options));
+        const Outcome run =
+            Render(Text(fit, ' ', Make(name, video, 1, filter)), file(Text("r.mp4", options)));
+        EXPECT_EQ(run.status, 0);
+        EXPECT_NE(run.output.find(reason), std::string::npos) << run.output;
+        const bool copiesFirst = !*options;
+        EXPECT_EQ(run.output.find("Copies ") != std::string::npos, copiesFirst) << run.output;
+        const int rate = std::strstr(options, "50") ? 2 : 1;
+        EXPECT_EQ(int(Packets(file("r.mp4")).size()), rate * 2 * kFrames - kOverlap);
+    }
+    const Outcome run = Render(Text(fit, ' ', fit), file("always.mp4 --copy always --size 96x64"));
+    EXPECT_EQ(run.status, 1);
+    EXPECT_NE(run.output.find("is 160x96, the result 96x64"), std::string::npos) << run.output;
+    EXPECT_FALSE(std::filesystem::exists(file("always.mp4")));
+}
+
+TEST_F(Copy, PartsJoinToTheWhole) {
+    const std::string video = "-c:v libx264 -g 30 -bf 2", a = Make("bf2.mp4", video);
+    const std::string b = Make("bf2.mp4", video, 1);
+    const std::string clips = Text(a, ' ', b, ' ', a, ' ', b, ' ', a, ' ', a);
+    for (const std::string kind : {".mp4", ".mkv", ".ts"})
+        for (const std::string options : {"", " --copy never --preset veryfast"}) {
+            SCOPED_TRACE(kind + options);
+            const std::string whole = file("whole" + kind);
+            ASSERT_EQ(Render(clips, whole + options).status, 0);
+            for (const int parts : {2, 3, 7}) {
+                if (parts > 2 && !options.empty())
+                    break; // there are but two stretches of 250 frames
+                std::string names;
+                for (int k = 1; k <= parts; ++k) {
+                    const std::string name = file(Text('p', k, kind));
+                    const Outcome run =
+                        Render(clips, Text(name, options, " -q --part ", k, '/', parts));
+                    ASSERT_EQ(run.status, 0) << run.output;
+                    names += name + " ";
+                }
+                Must(TP_PROGRAM " join -q ", names, " -o ", file("joined" + kind));
+                EXPECT_EQ(Hashes(file("joined" + kind)), Hashes(whole)) << parts;
+                ExpectSteady(file("joined" + kind));
+                EXPECT_EQ(Probe(file("joined" + kind), "nb_read_packets", "a:0 -count_packets"),
+                          Probe(whole, "nb_read_packets", "a:0 -count_packets"));
+            }
+        }
+}
+
+TEST_F(Copy, JoinRefusesWhatIsNotAllParts) {
+    const std::string video = "-c:v libx264 -g 30 -bf 2", a = Make("bf2.mp4", video);
+    for (int k = 1; k <= 3; ++k)
+        ASSERT_EQ(
+            Render(Text(a, ' ', a), Text(file(Text('q', k, ".mp4")), " --part ", k, "/3")).status,
+            0);
+    const std::string other = Make("bf.mp4", "-c:v libx264 -g 30 -bf 3");
+    const struct {
+        std::string parts, complaint;
+    } kCases[] = {
+        {file("q1.mp4") + ' ' + file("q2.mp4"), "is one of 3 parts, not of 2"},
+        {file("q1.mp4") + ' ' + file("q3.mp4") + ' ' + file("q2.mp4"), "is part 3"},
+        {file("q1.mp4") + ' ' + other + ' ' + file("q3.mp4"), "is no part of the same render"},
+    };
+    for (const auto &[parts, complaint] : kCases) {
+        const Outcome run = Shell(Text(TP_PROGRAM " join ", parts, " -o ", file("no.mp4")));
+        EXPECT_EQ(run.status, 1);
+        EXPECT_NE(run.output.find(complaint), std::string::npos) << run.output;
+        EXPECT_FALSE(std::filesystem::exists(file("no.mp4")));
+    }
+    const Outcome many = Render(Text(a, ' ', a), file("m.mp4 --part 1/99"));
+    EXPECT_NE(many.output.find("can be divided into"), std::string::npos) << many.output;
+}
+
+} // namespace
