@@ -34,11 +34,15 @@ constexpr int kFrames = 5;
 const std::string &Repository() {
     static const Folder folder;
     static const std::string path = [] {
+        const std::string modules = folder / "mlt-7";
+        std::filesystem::create_directory(modules);
         for (const char *name :
              {"libmltcore.so", "libmltavformat.so", "libmltxml.so", "libmlttp_erase.so"})
-            std::filesystem::create_symlink(std::string(TP_MLT_REPOSITORY "/") + name,
-                                            folder / name);
-        return folder.path.string();
+            std::filesystem::create_symlink(Text(TP_MLT_REPOSITORY "/", name),
+                                            Text(modules, '/', name));
+        // The module looks for its libraries beside its folder.
+        std::filesystem::create_symlink(TP_MLT_REPOSITORY "/../bin", folder / "bin");
+        return modules;
     }();
     return path;
 }
