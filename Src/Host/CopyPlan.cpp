@@ -156,7 +156,7 @@ void AddEncoded(std::vector<Piece> &pieces, Range frames) {
 /// Up to the last place before the end where the clip can be cut; returns where that is.
 std::int64_t AddCopied(std::vector<Piece> &pieces, int clip, const CopySource &source) {
     const auto isBefore = [](const Cut &cut, std::int64_t frame) { return cut.frame < frame; };
-    const auto &[begins, ends] = *source.cuts;
+    const std::vector<Cut> &begins = source.cuts->begins, &ends = source.cuts->ends;
     auto begin = std::lower_bound(begins.begin(), begins.end(), source.free.begin, isBefore);
     auto end = std::lower_bound(ends.begin(), ends.end(), source.free.end + 1, isBefore);
     if (begin == begins.end() || end == ends.begin() || (--end)->frame <= begin->frame)

@@ -366,7 +366,7 @@ std::optional<Numbers> SetHouse::Add(const std::vector<Bytes> &stream) {
         unsigned to = id(set);
         const int length = GolombLength(to);
         while (to <= limit(kind) &&
-               (all.count({kind, to}) ||
+               (all.contains({kind, to}) ||
                 (kind == UnitKind::PictureSet && (GolombLength(to) - length) % 8 != 0)))
             ++to;
         if (to > limit(kind)) // the numbers below the old one

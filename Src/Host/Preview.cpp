@@ -140,10 +140,9 @@ struct TemporaryFile {
 /// Shows a file and waits until the user has seen it.
 void Play(std::vector<std::string> player, const std::string &file) {
     player.push_back(file);
-    std::vector<char *> arguments;
-    for (std::string &word : player)
-        arguments.push_back(word.data());
-    arguments.push_back(nullptr);
+    std::vector<char *> arguments(player.size() + 1); // the last one is null
+    std::ranges::transform(player, arguments.begin(),
+                           [](std::string &word) { return word.data(); });
     const auto before = std::signal(SIGINT, SIG_IGN); // it is the player's to stop
     posix_spawnattr_t attributes;
     posix_spawnattr_init(&attributes);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdlib>
+#include <cstring>
 #include <dlfcn.h>
 #include <fstream>
 #include <link.h>
@@ -53,7 +54,7 @@ void CheckLength(const std::filesystem::path &file) {
         bytes.seekg(std::streamoff(at));
         return bool(bytes.read(reinterpret_cast<char *>(&record), sizeof record));
     };
-    if (!read(0, header) || !std::equal(ELFMAG, ELFMAG + SELFMAG, header.e_ident))
+    if (!read(0, header) || std::memcmp(header.e_ident, ELFMAG, SELFMAG) != 0)
         return;
     const std::uintmax_t size = std::filesystem::file_size(file);
     for (int i = 0; i < header.e_phnum; ++i) {
