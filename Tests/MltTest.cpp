@@ -34,7 +34,7 @@ constexpr int kFrames = 5;
 const std::string &Repository() {
     static const Folder folder;
     static const std::string path = [] {
-        const std::string modules = folder / "mlt-7";
+        std::string modules = folder / "mlt-7";
         std::filesystem::create_directory(modules);
         for (const char *name :
              {"libmltcore.so", "libmltavformat.so", "libmltxml.so", "libmlttp_erase.so"})
