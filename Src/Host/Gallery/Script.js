@@ -274,7 +274,7 @@ function addCard(transition) {
     const kind = document.createElement('span');
     kind.className = 'kind';
     kind.textContent = transition.kind;
-    card.querySelector('h2').append(transition.title + ' ', kind);
+    card.querySelector('h2').replaceChildren(transition.title + ' ', kind);
     card.querySelector('.motion').textContent = transition.motion;
     card.querySelector('.remarks').textContent = transition.remarks;
     card.dataset.name = transition.name;
@@ -340,7 +340,6 @@ function build() {
 
 build();
 find('word').addEventListener('input', applyChoices);
-find('choices').addEventListener('submit', event => event.preventDefault());
 find('easing').addEventListener('change', event => {
     state.easing = data.easings[event.target.selectedIndex];
     applyChoices();
