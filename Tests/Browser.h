@@ -30,6 +30,12 @@ public:
         session = Text("/", started.at("sessionId").get<std::string>());
     }
 
+    ~Browser() {
+        Shell(Text("curl -s -m 60 -X DELETE http://127.0.0.1:", driver.port, "/session", session));
+    }
+    Browser(const Browser &) = delete;
+    Browser &operator=(const Browser &) = delete;
+
     void Open(const std::string &file) { Call("POST", "/url", {{"url", "file://" + file}}); }
     /// The value of a script's `return`, with these `arguments`.
     Json Run(const std::string &script, const Json &arguments = Json::array()) {
@@ -67,7 +73,7 @@ public:
     }
 
 private:
-    /// The process that leads the browser; both end with it.
+    /// The process that leads the browser.
     struct Driver {
         Driver() : output(popen("exec 2>&1; chromedriver --port=0 & echo $!; wait", "r")) {
             const std::string mark = "successfully on port ";
