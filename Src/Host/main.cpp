@@ -46,9 +46,10 @@ int main(int argc, char **argv) {
     CLI::App app("Video transitions between clips and pictures, drawn by libtp_Erase.so.");
     try {
         host::Program program{host::DefaultPlugin()};
-        app.add_option("--plugin", program.pluginFile, "The plug-in library to load")
-            ->type_name("PATH")
-            ->capture_default_str();
+        app.add_option(
+               "--plugin", program.pluginFile,
+               "The plug-in library to load, not the one beside the program or installed with it")
+            ->type_name("PATH");
         app.set_version_flag("--version", TP_VERSION);
         app.require_subcommand(1);
         for (const auto add : kCommands)
