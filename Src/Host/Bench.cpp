@@ -11,7 +11,7 @@ namespace host {
 
 namespace {
 
-struct Options {
+struct BenchOptions {
     std::vector<std::string> names;
     std::string size = "1920x1080";
     std::string path = "both";
@@ -23,7 +23,7 @@ struct Options {
 /// The functions of the chosen transitions by the chosen paths, all planar ones first, so that
 /// frames of one layout follow each other. A transition that the user named must have the path.
 std::vector<hostkit::Function> ChooseFunctions(const hostkit::Plugin &plugin,
-                                               const Options &options) {
+                                               const BenchOptions &options) {
     std::vector<hostkit::Function> functions;
     const std::vector<Path> paths = ChoosePaths(options.path);
     for (const Path path : paths) {
@@ -92,7 +92,8 @@ const char *LayoutName(const hostkit::Function &function) {
 /// By column and function.
 using CostTable = std::vector<std::vector<hostkit::Cost>>;
 
-CostTable MeasureColumns(const std::vector<hostkit::Function> &functions, const Options &options) {
+CostTable MeasureColumns(const std::vector<hostkit::Function> &functions,
+                         const BenchOptions &options) {
     CostTable table;
     for (const Column &column : kColumns) {
         std::fprintf(stderr, "measuring %s\n", column.heading);
@@ -134,7 +135,7 @@ void PrintCopyRows(const std::vector<hostkit::Function> &functions, const CostTa
         });
 }
 
-void PrintMarkdown(const std::vector<hostkit::Function> &functions, const Options &options) {
+void PrintMarkdown(const std::vector<hostkit::Function> &functions, const BenchOptions &options) {
     const CostTable table = MeasureColumns(functions, options);
     std::string head = "| |", rule = "|---|";
     for (const Column &column : kColumns) {
@@ -153,7 +154,7 @@ void PrintMarkdown(const std::vector<hostkit::Function> &functions, const Option
     }
 }
 
-void PrintText(const std::vector<hostkit::Function> &functions, const Options &options) {
+void PrintText(const std::vector<hostkit::Function> &functions, const BenchOptions &options) {
     const Size size = ParseSize(options.size);
     std::printf("A frame of %dx%d pixels drawn and read once, beside one copied and read once\n\n"
                 "%-16s %-4s %7s %10s %10s\n",
@@ -163,7 +164,7 @@ void PrintText(const std::vector<hostkit::Function> &functions, const Options &o
                      PrintCost);
 }
 
-void Run(const Program &program, const Options &options) {
+void Run(const Program &program, const BenchOptions &options) {
     const hostkit::Plugin plugin(program.pluginFile);
     const std::vector<hostkit::Function> functions = ChooseFunctions(plugin, options);
     options.markdown ? PrintMarkdown(functions, options) : PrintText(functions, options);
@@ -172,7 +173,7 @@ void Run(const Program &program, const Options &options) {
 } // namespace
 
 void AddBench(CLI::App &app, Program &program) {
-    const auto options = std::make_shared<Options>();
+    const auto options = std::make_shared<BenchOptions>();
     CLI::App *command = app.add_subcommand("bench", "Measure the transitions on this machine");
     command->add_option("-t,--transition", options->names, "The transitions; all when left out")
         ->type_name("NAME");

@@ -230,7 +230,7 @@ struct Transition {
     Time after;  ///< of the clip before, after its source range
 };
 
-struct Reader {
+struct ListReader {
     const FindJoint &findJoint;
     std::vector<std::string> &warnings;
     Edit edit;
@@ -244,11 +244,11 @@ std::string Title(const Node &node) {
     return Schema(node) + (name.empty() ? "" : ' ' + Quoted(name));
 }
 
-void LeaveOut(Reader &reader, const Node &node, const std::string &why = "") {
+void LeaveOut(ListReader &reader, const Node &node, const std::string &why = "") {
     reader.Warn(node, ": " + Title(node) + (why.empty() ? "" : ", " + why + ',') + " is left out");
 }
 
-void WarnOfEffects(Reader &reader, const Node &node) {
+void WarnOfEffects(ListReader &reader, const Node &node) {
     for (const Node &effect : ElementsOf(node, "effects")) {
         const std::string name = TextOf(effect, "effect_name");
         reader.Warn(effect, ": the effect " + Schema(effect) +
@@ -267,7 +267,7 @@ std::optional<Node> Reference(const Node &clip) {
 }
 
 /// A clip, or nothing for what is left out.
-std::optional<EditClip> ReadClip(Reader &reader, const Node &node) {
+std::optional<EditClip> ReadClip(ListReader &reader, const Node &node) {
     if (!FlagOf(node, "enabled", true)) {
         LeaveOut(reader, node, "which is disabled");
         return {};
@@ -293,7 +293,7 @@ std::optional<EditClip> ReadClip(Reader &reader, const Node &node) {
     return clip;
 }
 
-EditJoint ReadJoint(Reader &reader, const Node &node) {
+EditJoint ReadJoint(ListReader &reader, const Node &node) {
     const std::string type = TextOf(node, "transition_type");
     std::string name = type == "SMPTE_Dissolve" ? "dissolve" : TextOf(node, "name");
     EditJoint joint;
@@ -322,7 +322,7 @@ EditJoint ReadJoint(Reader &reader, const Node &node) {
     return joint;
 }
 
-Transition ReadTransition(Reader &reader, const Node &node) {
+Transition ReadTransition(ListReader &reader, const Node &node) {
     const auto offset = [&](const char *key) {
         const Node found = Require(node, key);
         const Time time = ReadTime(found);
@@ -369,7 +369,7 @@ void Extend(const Node &node, EditClip &clip, const Time &before, const Time &af
 }
 
 /// What stands between transitions: a clip, or nothing for what is left out.
-std::optional<EditClip> ReadItem(Reader &reader, const Node &node) {
+std::optional<EditClip> ReadItem(ListReader &reader, const Node &node) {
     const std::string schema = Schema(node);
     if (schema == "Clip")
         return ReadClip(reader, node);
@@ -380,7 +380,7 @@ std::optional<EditClip> ReadItem(Reader &reader, const Node &node) {
 }
 
 /// The clips of a track and what is between them.
-void ReadTrack(Reader &reader, const Node &track) {
+void ReadTrack(ListReader &reader, const Node &track) {
     struct Placed {
         Node node;
         Time before, after;
@@ -429,7 +429,7 @@ bool HasClips(const Node &track) {
                        [](const Node &child) { return Schema(child) == "Clip"; });
 }
 
-void ReadStack(Reader &reader, const Node &stack) {
+void ReadStack(ListReader &reader, const Node &stack) {
     bool found = false, hasSound = false;
     const auto warn = [&](const Node &node) {
         WarnOfEffects(reader, node);
@@ -570,7 +570,7 @@ Edit ReadEdit(const std::string &file, const FindJoint &findJoint,
     const Node root = {&text, "", &file};
     if (!text.is_object() || Schema(root) != "Timeline")
         root.Fail("is no timeline of OpenTimelineIO");
-    Reader reader = {findJoint, warnings, {}};
+    ListReader reader = {findJoint, warnings, {}};
     const Node tracks = Require(root, "tracks");
     ReadStack(reader, tracks);
     if (const std::optional<Node> ours = Ours(root)) {

@@ -34,7 +34,7 @@ namespace fs = std::filesystem;
 using hostkit::Transition;
 using json = nlohmann::ordered_json;
 
-struct Options {
+struct GalleryOptions {
     SampleOptions samples;
     std::vector<std::string> names;
     std::string output = "gallery.html";
@@ -80,7 +80,7 @@ std::size_t CountShared(const Pixels &a, const Pixels &b) {
 }
 
 /// Frames of this width, one below the other in a WebP picture; no bytes without frames.
-std::string Encode(const std::vector<Pixels> &frames, const Options &options) {
+std::string Encode(const std::vector<Pixels> &frames, const GalleryOptions &options) {
     if (frames.empty())
         return {};
     const int rows = int(frames[0].size() / 4 / options.width);
@@ -141,7 +141,7 @@ const char *NameOf(Path path) {
 /// Draws takes, on as many threads as there are: the plug-in's calls take turns, the rest does not.
 class Studio {
 public:
-    Studio(const Options &chosen, const SampleInputs &pictures, const std::vector<Take> &all)
+    Studio(const GalleryOptions &chosen, const SampleInputs &pictures, const std::vector<Take> &all)
         : options(chosen), inputs(pictures), takes(all),
           height(SampleHeight(pictures.canvas, chosen.width)), results(all.size()),
           progress(std::int64_t(all.size()) * chosen.steps) {}
@@ -207,7 +207,7 @@ private:
         return taken;
     }
 
-    const Options &options;
+    const GalleryOptions &options;
     const SampleInputs &inputs;
     const std::vector<Take> &takes;
     const int height;
@@ -235,13 +235,14 @@ std::string Quoted(const std::string &word) {
 }
 
 /// The built-in pictures by the names that the page says they can be written to.
-std::vector<std::string> ClipNames(const Options &options) {
+std::vector<std::string> ClipNames(const GalleryOptions &options) {
     return options.samples.clips.empty() ? std::vector<std::string>{"day.png", "dusk.png"}
                                          : options.samples.clips;
 }
 
 /// The command that renders the transition, up to what the page lets the user choose.
-std::string Command(const Options &options, const Program &program, const Transition &transition) {
+std::string RenderLine(const GalleryOptions &options, const Program &program,
+                       const Transition &transition) {
     std::string command = "transitions", output;
     if (program.pluginFile != DefaultPlugin())
         command += " --plugin " + Quoted(program.pluginFile.string());
@@ -256,7 +257,7 @@ std::string Command(const Options &options, const Program &program, const Transi
     return command;
 }
 
-json Describe(const Options &options, const Program &program, const Transition &transition) {
+json Describe(const GalleryOptions &options, const Program &program, const Transition &transition) {
     const hostkit::Info &info = transition.info;
     std::string remarks = info.remarks;
     if (info.random)
@@ -269,7 +270,7 @@ json Describe(const Options &options, const Program &program, const Transition &
             {"ends", info.ends},
             {"remarks", remarks},
             {"registered", transition.IsRegistered()},
-            {"command", Command(options, program, transition)},
+            {"command", RenderLine(options, program, transition)},
             {"takes", json::object()}};
 }
 
@@ -320,7 +321,7 @@ void CheckName(const std::string &name) {
         throw Failure(name + ": a gallery is written as .html");
 }
 
-void Run(const Program &program, const Options &options) {
+void Run(const Program &program, const GalleryOptions &options) {
     CheckName(options.output);
     SilenceLibraries();
     HandleSignals();
@@ -370,7 +371,7 @@ void Run(const Program &program, const Options &options) {
 } // namespace
 
 void AddGallery(CLI::App &app, Program &program) {
-    const auto options = std::make_shared<Options>();
+    const auto options = std::make_shared<GalleryOptions>();
     CLI::App *command =
         app.add_subcommand("gallery", "Write a page for a browser on which all transitions move");
     AddSampleOptions(*command, options->samples);

@@ -90,13 +90,13 @@ void PrintMarkdown(const std::vector<const Transition *> &transitions) {
                 "in the registry.\n");
 }
 
-struct Options {
+struct InfoOptions {
     std::string name;
     bool json = false;
     bool markdown = false;
 };
 
-void Run(const Program &program, const Options &options) {
+void Run(const Program &program, const InfoOptions &options) {
     const hostkit::Plugin plugin(program.pluginFile);
     std::vector<const Transition *> chosen;
     if (options.name.empty())
@@ -119,7 +119,7 @@ void Run(const Program &program, const Options &options) {
 } // namespace
 
 void AddInfo(CLI::App &app, Program &program) {
-    const auto options = std::make_shared<Options>();
+    const auto options = std::make_shared<InfoOptions>();
     CLI::App *command = app.add_subcommand("info", "Describe one or all transitions");
     command->add_option("NAME", options->name, "The transition; all when left out");
     CLI::Option *json = command->add_flag("--json", options->json, "Print JSON");

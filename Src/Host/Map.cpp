@@ -6,7 +6,6 @@
 
 namespace host {
 
-using hostkit::Frame;
 using hostkit::Moment;
 using hostkit::Transition;
 
@@ -31,15 +30,15 @@ std::string Percent(int step) {
     return std::to_string(100 * step / kSteps) + " % of its length";
 }
 
-Frame Filled(Path path, Size size, std::uint8_t value) {
-    Frame frame(path, size.width, size.height);
+hostkit::Frame Filled(Path path, Size size, std::uint8_t value) {
+    hostkit::Frame frame(path, size.width, size.height);
     std::memset(frame.Bytes().data(), value, frame.Bytes().size());
     return frame;
 }
 
 /// What is moved shows, for no two neighbours are alike.
-Frame Noise(Path path, Size size, std::uint64_t seed) {
-    Frame frame(path, size.width, size.height);
+hostkit::Frame Noise(Path path, Size size, std::uint64_t seed) {
+    hostkit::Frame frame(path, size.width, size.height);
     for (std::uint8_t &byte : frame.Bytes()) {
         seed = seed * 6364136223846793005u + 1442695040888963407u;
         byte = std::uint8_t(seed >> 56);
@@ -78,7 +77,7 @@ private:
     const Transition &transition;
     Size size;
     Weights weights;
-    Frame noiseA, noiseB, shown;
+    hostkit::Frame noiseA, noiseB, shown;
 };
 
 /// When each pixel turns, 0 to 1, and more of a few of them.

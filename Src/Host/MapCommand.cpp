@@ -17,7 +17,7 @@ using hostkit::Transition;
 
 namespace {
 
-struct Options {
+struct MapOptions {
     std::vector<std::string> names;
     std::string output;
     std::string size = "1920x1080";
@@ -52,14 +52,14 @@ void Describe(const LumaMap &map, const Transition &transition, const std::strin
     std::fflush(stdout);
 }
 
-LumaMap Take(const Transition &transition, const Options &options, Size size) {
+LumaMap Take(const Transition &transition, const MapOptions &options, Size size) {
     const std::optional<Path> path = Choose<std::optional<Path>>(
         "--path", options.path, {{"auto", std::nullopt}, {"yuv", Path::Yuv}, {"rgb", Path::Rgb}});
     return path ? MapOf(transition, *path, size) : MapOf(transition, size);
 }
 
 /// Every map that can be had into a folder. What was asked for by name must be to be had.
-void WriteAll(const std::vector<const Transition *> &transitions, const Options &options) {
+void WriteAll(const std::vector<const Transition *> &transitions, const MapOptions &options) {
     const std::string kind =
         Choose<std::string>("--as", options.kind, {{"pgm", "pgm"}, {"png", "png"}});
     const Size size = ParseSize(options.size);
@@ -82,7 +82,7 @@ void WriteAll(const std::vector<const Transition *> &transitions, const Options 
     }
 }
 
-void Run(const Program &program, const Options &options) {
+void Run(const Program &program, const MapOptions &options) {
     const hostkit::Plugin plugin(program.pluginFile);
     const auto transitions = ChooseTransitions(plugin, options.names);
     if (!IsMapName(options.output))
@@ -97,7 +97,7 @@ void Run(const Program &program, const Options &options) {
 } // namespace
 
 void AddMap(CLI::App &app, Program &program) {
-    const auto options = std::make_shared<Options>();
+    const auto options = std::make_shared<MapOptions>();
     CLI::App *command = app.add_subcommand(
         "map", "Write luma maps: pictures that tell when each pixel changes, for other editors");
     command

@@ -8,8 +8,6 @@ namespace host {
 
 namespace {
 
-constexpr int kSamples = 1024; // of a packet of AAC
-
 /// The two bytes that set up a decoder of AAC, from the header in front of a packet.
 std::optional<Bytes> SetupOf(const AVPacket &packet) {
     const std::uint8_t *data = packet.data;
@@ -114,7 +112,7 @@ void PacketIndexer::AddSound(const AVPacket &packet) {
     }
     // Files round their times, the worst of them to milliseconds.
     const double late = double(packet.pts) * av_q2d(sound->time_base) -
-                        double(grid.first + kSamples * grid.packets) / parameters.sample_rate;
+                        double(grid.first + kPacketSamples * grid.packets) / parameters.sample_rate;
     constexpr double kRounding = 0.003;
     isEven = isEven && std::abs(late) < kRounding && !(packet.flags & AV_PKT_FLAG_CORRUPT);
     ++grid.packets;

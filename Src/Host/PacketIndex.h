@@ -24,6 +24,9 @@ struct PicturePacket {
     Entry entry;
 };
 
+/// The samples of a packet of AAC.
+constexpr std::int64_t kPacketSamples = 1024;
+
 /// A track of sound whose packets hold 1024 samples each without gaps.
 struct SoundGrid {
     Bytes setup;              ///< of the decoder, its two bytes

@@ -19,7 +19,7 @@ namespace {
 
 using hostkit::Transition;
 
-struct Options {
+struct SheetOptions {
     SampleOptions samples;
     std::vector<std::string> names;
     std::string output = "sheet.png";
@@ -89,7 +89,7 @@ void Text(cairo_t *cr, const std::string &text, double x, double y, double size,
     cairo_show_text(cr, text.c_str());
 }
 
-std::vector<double> Positions(const Options &options, int columns) {
+std::vector<double> Positions(const SheetOptions &options, int columns) {
     std::vector<double> positions;
     for (const double percent : options.positions)
         positions.push_back(percent / 100);
@@ -213,7 +213,7 @@ bool IsMoving(const std::string &file) {
     return ending == ".gif" || ending == ".webp" || ending == ".apng";
 }
 
-void Run(const Program &program, const Options &options) {
+void Run(const Program &program, const SheetOptions &options) {
     Layout layout = {};
     layout.isMoving = IsMoving(options.output);
     layout.isPlain = options.isPlain;
@@ -256,7 +256,7 @@ void Run(const Program &program, const Options &options) {
 } // namespace
 
 void AddSheet(CLI::App &app, Program &program) {
-    const auto options = std::make_shared<Options>();
+    const auto options = std::make_shared<SheetOptions>();
     CLI::App *command = app.add_subcommand(
         "sheet", "Draw a contact sheet: a row for each transition, a column for each position");
     AddSampleOptions(*command, options->samples);

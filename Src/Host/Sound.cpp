@@ -13,7 +13,7 @@ namespace host {
 
 namespace {
 
-constexpr AVSampleFormat kSamples = AV_SAMPLE_FMT_FLTP;
+constexpr AVSampleFormat kSampleFormat = AV_SAMPLE_FMT_FLTP;
 
 /// The usual layout of so many channels in FFmpeg's words.
 std::string LayoutName(int channels) {
@@ -38,18 +38,18 @@ double StartOf(const AVStream &stream) {
 
 Frame NewSound(const SoundFormat &format, int samples) {
     Frame sound = NewFrame();
-    sound->format = kSamples;
+    sound->format = kSampleFormat;
     sound->nb_samples = samples;
     sound->sample_rate = format.rate;
     av_channel_layout_default(&sound->ch_layout, format.channels);
     Check(av_frame_get_buffer(sound.get(), 0), "sound");
-    av_samples_set_silence(sound->extended_data, 0, samples, format.channels, kSamples);
+    av_samples_set_silence(sound->extended_data, 0, samples, format.channels, kSampleFormat);
     return sound;
 }
 
 SoundReader::SoundReader(const std::string &fileName, const SoundFormat &result, double from)
     : name(fileName), format(result), origin(from),
-      ready(av_audio_fifo_alloc(kSamples, format.channels, 1)) {
+      ready(av_audio_fifo_alloc(kSampleFormat, format.channels, 1)) {
     reader.emplace(name, AVMEDIA_TYPE_AUDIO);
     constexpr double kEarly = 0.5; // decoders of sound need a little to come into step
     const AVStream &stream = reader->Stream();

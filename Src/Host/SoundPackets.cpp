@@ -15,8 +15,7 @@ namespace host {
 
 namespace {
 
-constexpr std::int64_t kSamples = 1024;       // of a packet
-constexpr std::int64_t kReach = 2 * kSamples; // what a packet's window covers
+constexpr std::int64_t kReach = 2 * kPacketSamples; // what a packet's window covers
 
 std::int64_t FloorDivide(std::int64_t a, std::int64_t b) {
     return a / b - (a % b < 0);
@@ -59,26 +58,29 @@ std::string PlanSoundCopy(const std::vector<Clip> &clips, const Timeline &timeli
             format.rate);
         const std::int64_t offset = sampleAt(part.start) + grid.first - zero;
         if (i == 0)
-            plan.first = offset - kSamples * (1 - FloorDivide(-offset, kSamples));
-        const std::int64_t ahead = FloorDivide(plan.first - offset + kSamples / 2, kSamples);
-        plan.shifts.push_back(plan.first - offset - kSamples * ahead);
+            plan.first = offset - kPacketSamples * (1 - FloorDivide(-offset, kPacketSamples));
+        const std::int64_t ahead =
+            FloorDivide(plan.first - offset + kPacketSamples / 2, kPacketSamples);
+        plan.shifts.push_back(plan.first - offset - kPacketSamples * ahead);
         const bool isFirst = i == 0, isLast = i + 1 == clips.size();
         const std::int64_t begin =
             isFirst ? plan.first
-                    : sampleAt(part.start + timeline.Parts()[i - 1].overlap) + kSamples / 2;
+                    : sampleAt(part.start + timeline.Parts()[i - 1].overlap) + kPacketSamples / 2;
         const std::int64_t end =
             isLast ? length + kReach
-                   : sampleAt(part.start + *part.frames - part.overlap) - kSamples / 2;
+                   : sampleAt(part.start + *part.frames - part.overlap) - kPacketSamples / 2;
         SoundRun run;
         run.clip = int(i);
-        run.begin = std::max(FloorDivide(begin - plan.first + kSamples - 1, kSamples), -ahead);
-        run.end = std::min(FloorDivide(end - kReach - plan.first + kSamples - 1, kSamples),
-                           grid.packets - ahead);
+        run.begin =
+            std::max(FloorDivide(begin - plan.first + kPacketSamples - 1, kPacketSamples), -ahead);
+        run.end =
+            std::min(FloorDivide(end - kReach - plan.first + kPacketSamples - 1, kPacketSamples),
+                     grid.packets - ahead);
         run.packet = run.begin + ahead;
         if (run.begin < run.end)
             Append(plan.runs, run);
     }
-    const std::int64_t all = FloorDivide(length - plan.first + kSamples - 1, kSamples);
+    const std::int64_t all = FloorDivide(length - plan.first + kPacketSamples - 1, kPacketSamples);
     Append(plan.runs, {all, all});
     return {};
 }
@@ -94,7 +96,7 @@ void SoundPackets::Describe(AVCodecParameters &parameters) const {
     parameters.codec_id = AV_CODEC_ID_AAC;
     parameters.profile = FF_PROFILE_AAC_LOW;
     parameters.sample_rate = format.rate;
-    parameters.frame_size = int(kSamples);
+    parameters.frame_size = int(kPacketSamples);
     parameters.initial_padding = int(-plan.first);
     av_channel_layout_default(&parameters.ch_layout, format.channels);
     parameters.extradata =
@@ -120,8 +122,8 @@ Packet SoundPackets::Next() {
         next = std::move(encoded.front());
         encoded.pop_front();
     }
-    next->pts = next->dts = plan.first + kSamples * at++;
-    next->duration = kSamples;
+    next->pts = next->dts = plan.first + kPacketSamples * at++;
+    next->duration = kPacketSamples;
     next->flags |= AV_PKT_FLAG_KEY;
     return next;
 }
@@ -154,10 +156,10 @@ void SoundPackets::Encode(const SoundRun &now) {
     Encoder encoder(codec, output.file);
     SetUpSound(encoder.Context(), output, format);
     encoder.Open();
-    const std::int64_t start = plan.first + kSamples * (now.begin - kBefore);
-    const std::int64_t end = plan.first + kSamples * (now.end + kBefore);
+    const std::int64_t start = plan.first + kPacketSamples * (now.begin - kBefore);
+    const std::int64_t end = plan.first + kPacketSamples * (now.end + kBefore);
     const auto keep = [&](AVPacket &fresh) {
-        const std::int64_t number = now.begin - kBefore + FloorDivide(fresh.pts, kSamples);
+        const std::int64_t number = now.begin - kBefore + FloorDivide(fresh.pts, kPacketSamples);
         if (number < now.begin || number >= now.end)
             return;
         encoded.emplace_back(av_packet_alloc());
@@ -190,7 +192,7 @@ Packet SoundPackets::Read(int wanted, std::int64_t number) {
     const SoundGrid &grid = from.index->sound;
     const auto numberOf = [&](const AVPacket &read) {
         const std::int64_t sample = av_rescale_q(read.pts, stream->time_base, {1, format.rate});
-        return FloorDivide(sample - grid.first + kSamples / 2, kSamples);
+        return FloorDivide(sample - grid.first + kPacketSamples / 2, kPacketSamples);
     };
     for (const bool seeks : {true, false}) {
         if (wanted != clip || !seeks) {
@@ -202,7 +204,7 @@ Packet SoundPackets::Read(int wanted, std::int64_t number) {
             clip = wanted;
             if (seeks && number > 0)
                 av_seek_frame(demuxer.get(), index,
-                              av_rescale_q(grid.first + kSamples * number, {1, format.rate},
+                              av_rescale_q(grid.first + kPacketSamples * number, {1, format.rate},
                                            stream->time_base),
                               AVSEEK_FLAG_BACKWARD);
         }

@@ -13,7 +13,7 @@ namespace host {
 
 namespace {
 
-struct Options {
+struct StingerOptions {
     std::string name;
     std::string output;
     std::string size = "1920x1080";
@@ -55,7 +55,7 @@ Frame PictureOf(const Plane &weights, Size size, const Canvas &canvas) {
     return picture;
 }
 
-void Run(const Program &program, const Options &options) {
+void Run(const Program &program, const StingerOptions &options) {
     SilenceLibraries();
     const hostkit::Plugin plugin(program.pluginFile);
     const hostkit::Transition &transition = RequireTransition(plugin, options.name);
@@ -97,7 +97,7 @@ void Run(const Program &program, const Options &options) {
 } // namespace
 
 void AddStinger(CLI::App &app, Program &program) {
-    const auto options = std::make_shared<Options>();
+    const auto options = std::make_shared<StingerOptions>();
     CLI::App *command = app.add_subcommand(
         "stinger", "Write the film of a track matte, with which OBS goes from scene to scene");
     command->add_option("-t,--transition", options->name, "The transition; it must have a luma map")

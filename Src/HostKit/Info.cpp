@@ -20,7 +20,7 @@ constexpr struct {
 /// In the order of Kind.
 constexpr const char *kKinds[] = {"other", "wipe", "push", "page turn", "shapes", "light", "depth"};
 
-constexpr char kWhole[] = "A whole, B whole";
+constexpr char kBothWhole[] = "A whole, B whole";
 constexpr char kPlanarWhole[] = "planar path: A whole, B whole";
 constexpr char kHundredPixels[] = "The edge is 100 pixels wide at every frame size.";
 constexpr char kBars[] = "Bars are 32 rows high and lag 32 pixels at every frame size.";
@@ -64,7 +64,7 @@ std::span<const Info> Infos() { // NOLINT(readability-function-size)
          .motion = "B wipes in from the left behind a soft edge.",
          .yuv = Curve::Eased,
          .rgb = Curve::Linear,
-         .ends = kWhole,
+         .ends = kBothWhole,
          .remarks = "The edge is 100 pixels wide at every frame size. Packed path: nothing shows "
                     "until the edge is all inside the frame, and it narrows at the right."},
         {.name = "Erase_slide",
@@ -74,7 +74,7 @@ std::span<const Info> Infos() { // NOLINT(readability-function-size)
          .motion = "B slides in from the left over a still A, with a hard edge.",
          .yuv = Curve::Eased,
          .rgb = Curve::Eased,
-         .ends = kWhole,
+         .ends = kBothWhole,
          .remarks = "Packed path: B stands still and is uncovered."},
         {.name = "Bar",
          .function = "TrBar",
@@ -83,7 +83,7 @@ std::span<const Info> Infos() { // NOLINT(readability-function-size)
          .motion = "B wipes in from the left in bars, each a step behind the one above it.",
          .yuv = Curve::Eased,
          .rgb = Curve::Linear,
-         .ends = kWhole,
+         .ends = kBothWhole,
          .remarks = kBars},
         {.name = "Drop",
          .function = "TrDrop",
@@ -103,7 +103,7 @@ std::span<const Info> Infos() { // NOLINT(readability-function-size)
          .motion = "Slats of A and B that grow thinner and more, B's share growing.",
          .yuv = Curve::Eased,
          .rgb = Curve::Eased,
-         .ends = kWhole,
+         .ends = kBothWhole,
          .remarks = "The top row can be left as it was in the output frame. Planar path: so can "
                     "the whole frame for an instant before the end."},
         {.name = "Turn",
@@ -124,7 +124,7 @@ std::span<const Info> Infos() { // NOLINT(readability-function-size)
          .motion = "A rolls up from left to right like a sheet of paper and uncovers B.",
          .yuv = Curve::Eased,
          .rgb = Curve::Eased,
-         .ends = kWhole,
+         .ends = kBothWhole,
          .remarks = "The roll is 32 to 78 pixels wide, by the frame's width. Planar path: it shows "
                     "A mirrored; packed path: A in place, shaded."},
         {.name = "Roll_right_top",
@@ -179,7 +179,7 @@ std::span<const Info> Infos() { // NOLINT(readability-function-size)
          .motion = "B wipes in from the top left corner behind a wide soft diagonal edge.",
          .yuv = Curve::Linear,
          .rgb = Curve::Linear,
-         .ends = kWhole,
+         .ends = kBothWhole,
          .remarks = "The edge is 400 pixels deep at every frame size."},
         {.name = "Push",
          .function = "TrPush",
@@ -188,7 +188,7 @@ std::span<const Info> Infos() { // NOLINT(readability-function-size)
          .motion = "B comes in from the left and pushes A out to the right.",
          .yuv = Curve::Eased,
          .rgb = Curve::Linear,
-         .ends = kWhole},
+         .ends = kBothWhole},
         {.name = "Flash",
          .function = "TrFlash",
          .title = "Flash",
@@ -262,7 +262,7 @@ std::span<const Info> Infos() { // NOLINT(readability-function-size)
          .yuv = Curve::Linear,
          .rgb = Curve::Linear,
          .countsBytes = true,
-         .ends = kWhole,
+         .ends = kBothWhole,
          .remarks = kSqueezedCells},
         {.name = "Tr4Triangle",
          .function = "Tr4Triangle",
@@ -324,7 +324,7 @@ std::span<const Info> Infos() { // NOLINT(readability-function-size)
          .kind = Kind::Wipe,
          .motion = "Erase with a slower start and end.",
          .yuv = Curve::Steep,
-         .ends = kWhole,
+         .ends = kBothWhole,
          .remarks = kHundredPixels},
         {.name = "TrBarShift",
          .function = "TrBarShift",
@@ -332,7 +332,7 @@ std::span<const Info> Infos() { // NOLINT(readability-function-size)
          .kind = Kind::Wipe,
          .motion = "Bar with a slower start and end.",
          .yuv = Curve::Steep,
-         .ends = kWhole,
+         .ends = kBothWhole,
          .remarks = kBars},
         {.name = "TrDropShift",
          .function = "TrDropShift",
