@@ -480,17 +480,16 @@ struct Rings {
 
     /// Moves on to the rows at a distance from the centre's, one more than before.
     void MoveTo(std::int64_t dy) {
-        for (std::size_t i = first; i < circles.size(); ++i) {
-            Circle &circle = circles[i];
+        for (Circle &circle : std::span(circles).subspan(first)) {
             const std::int64_t limit = circle.squared - dy * dy;
-            for (; circle.reach >= 0 && std::int64_t(circle.reach) * circle.reach > limit;
-                 --circle.reach) {
-                masks.Turn(cx + circle.reach);
-                if (circle.reach)
-                    masks.Turn(cx - circle.reach);
+            int reach = circle.reach;
+            for (; reach >= 0 && std::int64_t(reach) * reach > limit; --reach) {
+                masks.Turn(cx + reach);
+                if (reach)
+                    masks.Turn(cx - reach);
             }
-            if (circle.reach < 0)
-                first = i + 1;
+            circle.reach = reach;
+            first += reach < 0; // the smaller a circle, the earlier it ends
         }
     }
 };
