@@ -37,9 +37,11 @@ TEST(Packages, HoldTheirPartAndWorkTogether) {
         {"mlt-tp-erase",
          {"/mlt-7/libmlttp_erase.so", "/tp_erase.turn.xml"},
          {"libtp-erase1 (= ", "libmlt7"}},
+#ifdef TP_GSTREAMER
         {"gstreamer1.0-tp-erase",
          {"/gstreamer-1.0/libgsttp_erase.so"},
          {"libtp-erase1 (= ", "libgstreamer-plugins-base1.0-0"}},
+#endif
 #ifdef TP_MAPS
         {"tp-erase-lumas",
          {"/kdenlive/lumas/HD/tp_erase-bar.pgm", "/lumas/9_16/", "/tp_erase-lumas.zip"},
