@@ -7,6 +7,7 @@
 #include "Support.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 
 namespace {
@@ -52,6 +53,7 @@ TEST(Gallery, AnswersWithTheRightWordsAndStatus) {
         {"gallery --steps 1", 2, "--steps: give a number from 2 to 200, not 1"},
         {"gallery -t TrDropShift --path rgb", 1, "\"TrDropShift\" has no rgb path"},
         {"gallery --lossless --quality 80", 2, "excludes"},
+        {"gallery --lossless --limit 80", 2, "excludes"},
         {"gallery -t Push -o /nowhere/a.html", 1, "/nowhere/a.html: there is no folder /nowhere"},
     };
     for (const auto &[arguments, status, expected] : kCases) {
@@ -81,6 +83,37 @@ TEST(Gallery, IsOneFileOfAllTransitions) {
     Program(command + (folder / "2.html"));
     EXPECT_TRUE(page == Read(folder / "2.html")) << "differs when it is made again";
     EXPECT_EQ(std::distance(fs::directory_iterator(folder.path), {}), 2) << "left-over files";
+}
+
+TEST(Gallery, GivesUpQualityForItsLimit) {
+    const Folder folder;
+    std::string command = "gallery -t Push -t Wind -t Bar -t Flash -t Roll --cell 96 --steps 8";
+    for (const int i : {0, 1}) {
+        Write(folder / Text(i, ".ppm"), Text("P6 96 64 255\n", Noise(kWidth * kHeight * 3, i)));
+        command += Text(" ", folder / Text(i, ".ppm"));
+    }
+    const std::string file = folder / "g.html";
+    const auto make = [&](const std::string &options) {
+        const Outcome outcome = Program(command + " -o " + file + options);
+        EXPECT_EQ(outcome.status, 0);
+        return outcome.output;
+    };
+    std::vector<std::string> pages; // by falling quality
+    for (const int quality : {60, 45, 30, 15, 0}) {
+        make(Text(" --quality ", quality));
+        pages.push_back(Read(file));
+    }
+    for (std::size_t i = 0; i + 1 < pages.size(); ++i) {
+        ASSERT_GT(pages[i].size(), pages[i + 1].size() + 2000);
+        // Just enough for the one and too little for the one before.
+        const std::string said = make(Text(" --limit ", double(pages[i].size()) / 1e6));
+        EXPECT_TRUE(Read(file) == pages[i]) << i << "\n" << said;
+        EXPECT_TRUE(said.ends_with(Text(" MB\n"))) << said;
+    }
+    command.replace(command.find("--cell 96"), 9, "--cell 400");
+    const std::string said = make(" --limit 0.1");
+    EXPECT_TRUE(said.ends_with(", more than 0.1 MB: fewer --steps or a smaller --cell take less\n"))
+        << said;
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -205,6 +238,51 @@ TEST_F(GalleryPage, ShowsThePluginsOwnFrames) {
                         << name << " " << choice << " " << step;
                 }
         }
+    }
+}
+
+/// How far a page's pictures are from what is expected, in levels.
+struct Distance {
+    double squares = 0, sum = 0;
+    std::size_t count = 0;
+
+    void Add(const std::string &shown, const std::string &expected) {
+        ASSERT_EQ(shown.size(), expected.size());
+        for (std::size_t i = 0; i < shown.size(); ++i) {
+            const double levels = std::abs(std::uint8_t(shown[i]) - std::uint8_t(expected[i]));
+            sum += levels;
+            squares += levels * levels;
+        }
+        count += shown.size();
+    }
+    double Mean() const { return sum / double(count); }
+    double Psnr() const { return 10 * std::log10(255.0 * 255 * double(count) / squares); }
+};
+
+TEST_F(GalleryPage, KeepsItsDistanceInTheLossyForm) {
+    ASSERT_EQ(Program("pictures " + folder / "day.png" + " " + folder / "dusk.png").status, 0);
+    for (int i = 0; i < 2; ++i)
+        Must("ffmpeg -v error -y -i ", folder / (i ? "dusk.png" : "day.png"),
+             " -vf scale=96:64 -pix_fmt rgb24 \"", folder / kClips[i], "\"");
+    const std::vector<std::string> names = {"Bar", "Push", "Roll_right_top", "DoorWay", "TrCirque"};
+    std::string options = "--steps 6 --path rgb";
+    for (const std::string &name : names)
+        options += " -t " + name;
+    Browser browser(1280, 1400);
+    browser.Open(MakePage(options));
+    std::vector<Frame> in;
+    for (const std::string &clip : kClips)
+        in.push_back(Packed(Read(folder / clip).substr(std::strlen("P6\n96 64\n255\n"))));
+    for (const std::string &name : names) {
+        Distance distance;
+        for (int step = 0; step < 6; ++step) {
+            Frame out(Path::Rgb, kWidth, kHeight);
+            Draw(*TestedPlugin().Find(name), {}, hostkit::MomentOf(step, 6), out, in[0], in[1]);
+            distance.Add(Shown(browser, name, "rgb forward", step), Rgb(out));
+        }
+        // Pictures so small are nothing but edges: larger ones come to 5 levels and 28 dB.
+        EXPECT_LT(distance.Mean(), 9) << name;
+        EXPECT_GT(distance.Psnr(), 25) << name;
     }
 }
 

@@ -18,7 +18,9 @@
 #include <cstring>
 #include <fstream>
 #include <future>
+#include <iterator>
 #include <mutex>
+#include <optional>
 #include <thread>
 
 extern "C" {
@@ -41,10 +43,14 @@ struct GalleryOptions {
     std::string path = "both";
     int width = 320;
     int steps = 25;
-    int quality = 60;
+    std::optional<int> quality; ///< without one, the best of kQualities that keeps to the limit
     bool isLossless = false;
+    double limit = 15; ///< of the page, in megabytes
     std::uint64_t seed = 0;
 };
+
+/// Tried from the first on until the page keeps to its limit.
+constexpr int kQualities[] = {60, 45, 30, 15, 0};
 
 // ---------------------------------------------------------------------------------------------
 // Pictures
@@ -80,7 +86,7 @@ std::size_t CountShared(const Pixels &a, const Pixels &b) {
 }
 
 /// Frames of this width, one below the other in a WebP picture; no bytes without frames.
-std::string Encode(const std::vector<Pixels> &frames, const GalleryOptions &options) {
+std::string Encode(const std::vector<Pixels> &frames, const GalleryOptions &options, int quality) {
     if (frames.empty())
         return {};
     const int rows = int(frames[0].size() / 4 / options.width);
@@ -96,7 +102,7 @@ std::string Encode(const std::vector<Pixels> &frames, const GalleryOptions &opti
     context.pix_fmt = AV_PIX_FMT_BGRA;
     context.time_base = {1, 25};
     av_opt_set_int(context.priv_data, "lossless", options.isLossless, 0);
-    av_opt_set_double(context.priv_data, "quality", options.quality, 0);
+    av_opt_set_double(context.priv_data, "quality", quality, 0);
     encoder.Open();
     picture->pts = 0;
     std::string bytes;
@@ -122,6 +128,7 @@ std::string Base64(const std::string &bytes) {
 /// One transition by one path in one direction.
 struct Take {
     const Transition *transition;
+    std::size_t entry; ///< the transition's place in the page
     Path path;
     bool isReversed;
 };
@@ -141,12 +148,15 @@ const char *NameOf(Path path) {
 /// Draws takes, on as many threads as there are: the plug-in's calls take turns, the rest does not.
 class Studio {
 public:
-    Studio(const GalleryOptions &chosen, const SampleInputs &pictures, const std::vector<Take> &all)
-        : options(chosen), inputs(pictures), takes(all),
+    Studio(const GalleryOptions &chosen, const SampleInputs &pictures, const std::vector<Take> &all,
+           int encodersQuality)
+        : options(chosen), inputs(pictures), takes(all), quality(encodersQuality),
           height(SampleHeight(pictures.canvas, chosen.width)), results(all.size()),
           progress(std::int64_t(all.size()) * chosen.steps) {}
 
-    std::vector<Taken> DrawAll() {
+    /// Nothing as soon as the pictures take more than so many bytes.
+    std::optional<std::vector<Taken>> DrawAll(std::int64_t mostBytes) {
+        room = mostBytes / 4 * 3; // of what they are in Base64
         std::vector<std::future<void>> workers;
         const unsigned threads = std::max(1u, std::thread::hardware_concurrency());
         for (unsigned i = 0; i < threads; ++i)
@@ -154,24 +164,30 @@ public:
         for (std::future<void> &worker : workers)
             worker.get();
         progress.Finish();
+        if (room < 0)
+            return {};
         return std::move(results);
     }
 
-    /// Both inputs as the path's frames show them.
-    std::vector<Pixels> Ends(Path path) const {
-        SamplePainter painter(inputs, path, options.width, height);
-        return {PixelsOf(*painter.Show(0)), PixelsOf(*painter.Show(1))};
-    }
+    /// Both inputs as the path's frames show them, in one picture.
+    std::string EncodeEnds(Path path) const { return Encode(Ends(path), options, quality); }
 
 private:
     void Work() {
         try {
-            for (std::size_t i; (i = next++) < takes.size();)
+            for (std::size_t i; (i = next++) < takes.size() && room >= 0;) {
                 results[i] = Draw(takes[i]);
+                room -= std::int64_t(results[i].picture.size());
+            }
         } catch (...) {
             next = takes.size(); // the others need not go on
             throw;
         }
+    }
+
+    std::vector<Pixels> Ends(Path path) const {
+        SamplePainter painter(inputs, path, options.width, height);
+        return {PixelsOf(*painter.Show(0)), PixelsOf(*painter.Show(1))};
     }
 
     Taken Draw(const Take &take) {
@@ -195,13 +211,13 @@ private:
             const std::lock_guard lock(counting);
             progress.Count();
         }
-        const std::string whole = Encode(frames, options);
+        const std::string whole = Encode(frames, options, quality);
         for (Pixels &frame : frames) {
             const int under = CountShared(frame, ends[1]) > CountShared(frame, ends[0]);
             LeaveOut(frame, ends[under]);
             taken.under.push_back(under);
         }
-        taken.picture = Encode(frames, options);
+        taken.picture = Encode(frames, options, quality);
         if (whole.size() < taken.picture.size()) // holes everywhere cost more than they save
             taken.picture = whole;
         return taken;
@@ -210,9 +226,11 @@ private:
     const GalleryOptions &options;
     const SampleInputs &inputs;
     const std::vector<Take> &takes;
+    const int quality;
     const int height;
     std::vector<Taken> results;
     std::atomic<std::size_t> next = 0;
+    std::atomic<std::int64_t> room = 0;
     std::mutex counting;
     Progress progress;
 };
@@ -287,11 +305,11 @@ json DescribeEasing(const hostkit::Easing &easing, int steps) {
 std::vector<Take> ChooseTakes(const std::vector<const Transition *> &transitions,
                               const std::vector<Path> &paths) {
     std::vector<Take> takes;
-    for (const Transition *transition : transitions)
+    for (std::size_t i = 0; i < transitions.size(); ++i)
         for (const Path path : paths)
             for (const bool isReversed : {false, true})
-                if (HasPath(*transition, path))
-                    takes.push_back({transition, path, isReversed});
+                if (HasPath(*transitions[i], path))
+                    takes.push_back({transitions[i], i, path, isReversed});
     return takes;
 }
 
@@ -313,6 +331,57 @@ void Write(const std::string &name, const std::string &text) {
     if (!stream)
         throw Failure(name + ": " + std::strerror(errno));
     file.Keep();
+}
+
+/// The page with its takes in this quality; empty when it would take more than so many bytes.
+std::string DrawPage(const GalleryOptions &options, const SampleInputs &inputs,
+                     const std::vector<Path> &paths, const std::vector<Take> &takes, json data,
+                     int quality, std::int64_t mostBytes) {
+    Studio studio(options, inputs, takes, quality);
+    const std::optional<std::vector<Taken>> drawn = studio.DrawAll(mostBytes);
+    if (!drawn)
+        return {};
+    for (const Path path : paths)
+        data["ends"][NameOf(path)] = Base64(studio.EncodeEnds(path));
+    for (std::size_t i = 0; i < takes.size(); ++i)
+        data["transitions"][takes[i].entry]["takes"][NameOf(takes[i].path)].push_back(
+            {{"picture", Base64((*drawn)[i].picture)},
+             {"under", (*drawn)[i].under},
+             {"steps", (*drawn)[i].steps}});
+    std::string page = Page(data);
+    return std::int64_t(page.size()) <= mostBytes ? page : std::string();
+}
+
+std::string Megabytes(std::int64_t bytes) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%.3g MB", double(bytes) / 1e6);
+    return text;
+}
+
+/// In the quality that was chosen, else in the best one that keeps to the limit or in the lowest.
+void WritePage(const GalleryOptions &options, const SampleInputs &inputs,
+               const std::vector<Path> &paths, const std::vector<Take> &takes, const json &data) {
+    const std::int64_t limit = std::llround(options.limit * 1e6);
+    const bool isFree = options.quality || options.isLossless;
+    const auto *quality = options.quality ? &*options.quality : std::begin(kQualities);
+    std::string page;
+    while (page.empty()) {
+        const bool isLast = isFree || quality + 1 == std::end(kQualities);
+        page = DrawPage(options, inputs, paths, takes, data, *quality, isLast ? INT64_MAX : limit);
+        if (page.empty()) {
+            Tell("More than " + Megabytes(limit) + " at quality " + std::to_string(*quality) +
+                 ": once more at " + std::to_string(*(quality + 1)));
+            ++quality;
+        }
+    }
+    Write(options.output, page);
+    Tell(options.output + ": " + Counted(std::int64_t(data["transitions"].size()), "transition") +
+         ", " + std::to_string(options.steps) + " steps, " +
+         (options.isLossless ? "lossless" : "quality " + std::to_string(*quality)) + ", " +
+         Megabytes(std::int64_t(page.size())) +
+         (std::int64_t(page.size()) > limit
+              ? ", more than " + Megabytes(limit) + ": fewer --steps or a smaller --cell take less"
+              : ""));
 }
 
 void CheckName(const std::string &name) {
@@ -338,34 +407,15 @@ void Run(const Program &program, const GalleryOptions &options) {
         throw Failure("--steps " + std::to_string(options.steps) + " of " + std::to_string(height) +
                       " rows are too many; at most " + std::to_string(kHighest / height) +
                       " are possible, or a smaller --cell");
-    const std::vector<Take> takes = ChooseTakes(transitions, paths);
-    Studio studio(options, inputs, takes);
-    std::vector<Taken> taken = studio.DrawAll();
-
     json data = {{"clips", ClipNames(options)}, {"areBuiltIn", options.samples.clips.empty()},
                  {"width", options.width},      {"height", height},
                  {"steps", options.steps},      {"ends", json::object()},
                  {"easings", json::array()},    {"transitions", json::array()}};
-    for (const Path path : paths)
-        data["ends"][NameOf(path)] = Base64(Encode(studio.Ends(path), options));
     for (const hostkit::Easing &easing : hostkit::Easings())
         data["easings"].push_back(DescribeEasing(easing, options.steps));
-    for (const Transition *transition : transitions) {
-        json entry = Describe(options, program, *transition);
-        for (std::size_t i = 0; i < takes.size(); ++i)
-            if (takes[i].transition == transition)
-                entry["takes"][NameOf(takes[i].path)].push_back(
-                    {{"picture", Base64(taken[i].picture)},
-                     {"under", taken[i].under},
-                     {"steps", taken[i].steps}});
-        data["transitions"].push_back(std::move(entry));
-    }
-    const std::string page = Page(data);
-    Write(options.output, page);
-    char size[32];
-    std::snprintf(size, sizeof size, "%.1f", double(page.size()) / 1e6);
-    Tell(options.output + ": " + std::to_string(transitions.size()) + " transitions, " +
-         std::to_string(options.steps) + " steps, " + size + " MB");
+    for (const Transition *transition : transitions)
+        data["transitions"].push_back(Describe(options, program, *transition));
+    WritePage(options, inputs, paths, ChooseTakes(transitions, paths), data);
 }
 
 } // namespace
@@ -391,13 +441,23 @@ void AddGallery(CLI::App &app, Program &program) {
         ->check(Between(16, 4096))
         ->capture_default_str();
     CLI::Option *quality =
-        command->add_option("--quality", options->quality, "Of the pictures, by WebP's scale")
+        command
+            ->add_option(
+                "--quality", options->quality,
+                "Of the pictures, by WebP's scale: 60 is about 5 levels of 255 off (28 dB)")
             ->check(Between(0, 100))
-            ->capture_default_str();
-    command
-        ->add_flag("--lossless", options->isLossless,
-                   "Keep every pixel as it is drawn, in a page several times as large")
-        ->excludes(quality);
+            ->default_str("60, less where the page would be larger than --limit");
+    CLI::Option *lossless =
+        command
+            ->add_flag("--lossless", options->isLossless,
+                       "Keep every pixel as it is drawn, in a page several times as large")
+            ->excludes(quality);
+    command->add_option("--limit", options->limit, "Size of the page that the quality gives way to")
+        ->type_name("MB")
+        ->check(Between(0.1, 1000))
+        ->excludes(quality)
+        ->excludes(lossless)
+        ->capture_default_str();
     command->add_option("--seed", options->seed, "Seed of the random transitions")
         ->capture_default_str();
     command->callback([&program, options] { Run(program, *options); });
