@@ -609,11 +609,11 @@ TEST_F(Program, RefusesInOneLine) {
         {shortly + "- " + two + to + " < " + file("cut.y4m"),
          "standard input: damaged or cut short after 3"},
         {shortly + "- - " + to, "only one of the clips"},
-        {erase + one + " " + two + to, "a.y4m: its 12 frames are fewer than the transition's 25"},
-        {erase + "-d 0.48 " + one + " " + two + to, "b.y4m: its 10 frames are fewer"},
-        {erase + "- " + two + to + " < " + one, "its 12 frames are fewer"},
+        {erase + one + " " + two + to, "a.y4m: has 12 frames, fewer than the transition's 25"},
+        {erase + "-d 0.48 " + one + " " + two + to, "b.y4m: has 10 frames, fewer"},
+        {erase + "- " + two + to + " < " + one, "has 12 frames, fewer"},
         {"-t Erase -t Turn -d 6f -d 5f " + clips() + one + to,
-         "b.y4m: its 10 frames are fewer than its two transitions' 6 + 5; the longest durations "
+         "b.y4m: has 10 frames, fewer than its two transitions' 6 + 5; the longest durations "
          "that fit are 0.2 and 0.2"},
         {shortly + one + "#t=1 " + two + to, "a.y4m: ends before its in point, after 12 frames"},
         {shortly + one + "#t=5f,3f " + two + to, "a.y4m: its out point is not behind its in point"},

@@ -1,6 +1,7 @@
 #include "CopyPlan.h"
 
 #include "Failure.h"
+#include "Messages.h"
 
 #include <algorithm>
 #include <cmath>
@@ -222,8 +223,8 @@ std::pair<std::size_t, std::size_t> PiecesOfPart(const std::vector<Piece> &piece
     constexpr std::int64_t kEncoding = 64; // times what copying a frame takes
     if (std::size_t(n) > pieces.size())
         throw Failure("--part " + std::to_string(k) + "/" + std::to_string(n) +
-                      ": the result can be divided into " + std::to_string(pieces.size()) +
-                      " parts at most");
+                      ": the result can be divided into " +
+                      Counted(std::int64_t(pieces.size()), "part") + " at most");
     std::vector<std::int64_t> done = {0};
     for (const Piece &piece : pieces)
         done.push_back(done.back() +

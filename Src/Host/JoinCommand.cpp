@@ -70,7 +70,7 @@ void RequirePlace(const PartFile &part, std::size_t place, std::size_t parts) {
     if (!tag || std::sscanf(tag->value, kPartTag, &is, &of) != 2)
         return;
     if (std::size_t(of) != parts)
-        throw Failure(part.name + ": is one of " + std::to_string(of) + " parts, not of " +
+        throw Failure(part.name + ": is one of " + Counted(of, "part") + ", not of " +
                       std::to_string(parts));
     if (std::size_t(is) != place)
         throw Failure(part.name + ": is part " + std::to_string(is) + "; give it in that place");
@@ -202,7 +202,7 @@ void Join(const std::vector<std::string> &names, const std::string &target) {
     }
     sound.WriteUntil(INFINITY);
     muxer.Finish();
-    Tell(std::to_string(frames) + " frames of " + std::to_string(parts.size()) + " parts.");
+    Tell(Counted(frames, "frame") + " of " + Counted(std::int64_t(parts.size()), "part") + ".");
 }
 
 } // namespace

@@ -113,8 +113,7 @@ bool Packets::Next(AVPacket &packet) {
         if (answer != AVERROR_EOF && count == 0 && isPipe)
             throw Failure(name + ": cannot be read without seeking; give the file itself");
         if (answer != AVERROR_EOF || isCut || isShort)
-            throw Failure(name + ": damaged or cut short after " + std::to_string(count) +
-                          " packets");
+            throw Failure(name + ": damaged or cut short after " + Counted(count, "packet"));
         return false;
     }
     ++count;
@@ -148,8 +147,8 @@ void Reader::Open() {
 }
 
 std::string Reader::Place() const {
-    return " after " + std::to_string(decoded) +
-           (kind == AVMEDIA_TYPE_VIDEO ? " frames" : " blocks of sound");
+    return " after " + (kind == AVMEDIA_TYPE_VIDEO ? Counted(decoded, "frame")
+                                                   : Counted(decoded, "block") + " of sound");
 }
 
 void Reader::Complain(const std::string &trouble) {

@@ -217,11 +217,9 @@ std::optional<std::int64_t> CountFrames(const RenderOptions &options, std::size_
     if (!all)
         return wish.out ? std::optional(out - in) : std::nullopt;
     if (in >= *all)
-        throw Failure(clip.name + ": ends before its in point, after " + std::to_string(*all) +
-                      " frames");
+        throw Failure(clip.name + ": ends before its in point, after " + Counted(*all, "frame"));
     if (wish.out && out > *all)
-        throw Failure(clip.name + ": ends before its out point, after " + std::to_string(*all) +
-                      " frames");
+        throw Failure(clip.name + ": ends before its out point, after " + Counted(*all, "frame"));
     return std::min(out, *all) - in;
 }
 

@@ -1,6 +1,7 @@
 #include "Shelf.h"
 
 #include "Failure.h"
+#include "Messages.h"
 
 namespace host {
 
@@ -33,7 +34,7 @@ Frame Shelf::Get(int clip, std::int64_t frame) {
         }
         if (!picture && (!from.last || ++from.missing > kMostMissing))
             throw Failure(clips[clip].name + ": damaged or cut short after " +
-                          std::to_string(clips[clip].in + number) + " frames");
+                          Counted(clips[clip].in + number, "frame"));
         if (picture)
             from.last = std::move(picture);
         if (number == frame)

@@ -90,7 +90,7 @@ void Run(const Program &program, const StingerOptions &options) {
     sink->Finish();
     constexpr const char *kLayouts[] = {"Same file, side-by-side", "Same file, stacked",
                                         "Mask only"};
-    Tell(options.output + ": " + std::to_string(frames) + " frames; in OBS: Stinger, Use a Track " +
+    Tell(options.output + ": " + Counted(frames, "frame") + "; in OBS: Stinger, Use a Track " +
          "Matte, Matte Layout \"" + kLayouts[int(matte)] + "\"");
 }
 

@@ -1,6 +1,7 @@
 #include "Timeline.h"
 
 #include "Failure.h"
+#include "Messages.h"
 
 #include <algorithm>
 #include <charconv>
@@ -57,7 +58,7 @@ void Timeline::RequireFits(std::size_t clip) const {
     if (!part.frames || *part.frames >= before + part.overlap)
         return;
     const std::string frames =
-        part.name + ": its " + std::to_string(*part.frames) + " frames are fewer than ";
+        part.name + ": has " + Counted(*part.frames, "frame") + ", fewer than ";
     if (before == 0 || part.overlap == 0)
         throw Failure(frames + "the transition's " + std::to_string(before + part.overlap) +
                       "; the longest --duration that fits is " + Seconds(*part.frames));
@@ -106,7 +107,7 @@ std::vector<Range> Timeline::Ranges(bool onlyOverlaps) const {
 }
 
 std::string Timeline::Arithmetic() const {
-    const std::string sum = std::to_string(*Length()) + " frames";
+    const std::string sum = Counted(*Length(), "frame");
     if (parts.size() == 2)
         return "A " + std::to_string(*parts[0].frames) + " + B " +
                std::to_string(*parts[1].frames) + " - overlap " + std::to_string(parts[0].overlap) +
