@@ -6,6 +6,7 @@
 #include "Support.h"
 
 #include <gst/app/app.h>
+#include <gst/check/gstharness.h>
 #include <gst/controller/controller.h>
 #include <gst/video/video.h>
 #include <gtest/gtest.h>
@@ -40,11 +41,24 @@ void Start() {
         setenv("GST_PLUGIN_PATH", TP_GSTREAMER_PLUGINS, 1);
         setenv("GST_REGISTRY", (folder / "registry").c_str(), 1);
         setenv("GST_REGISTRY_FORK", "no", 1);
+        setenv("GST_TRACERS", "leaks", 1);
         gst_init(nullptr, nullptr);
         return true;
     }();
     ASSERT_TRUE(isStarted);
 }
+
+/// Whatever a test made of GStreamer's is gone when it ends: the tracer warns of the rest.
+class Leaks : public testing::Environment {
+    void TearDown() override {
+        g_log_set_default_handler([](const gchar *, GLogLevelFlags, const gchar *text,
+                                     gpointer) { ADD_FAILURE() << text; },
+                                  nullptr);
+        if (gst_is_initialized())
+            gst_deinit();
+    }
+};
+const auto *const leaks = testing::AddGlobalTestEnvironment(new Leaks);
 
 /// A format of pictures.
 struct Form {
@@ -347,6 +361,95 @@ TEST(GStreamer, DrawsTheSameAfterASeek) {
     for (GstBuffer *buffer : played)
         gst_buffer_unref(buffer);
     gst_element_set_state(pipeline.get(), GST_STATE_NULL);
+}
+
+/// The element alone, between two pads that the test feeds and one that it takes from.
+class Harness {
+public:
+    Harness() {
+        Start();
+        a = gst_harness_new_with_padnames("tp_transition", "sink_0", "src");
+        b = gst_harness_new_with_element(a->element, "sink_1", nullptr);
+        gst_util_set_object_arg(G_OBJECT(a->element), "transition", "push");
+        g_object_set(a->element, "position", 0.5, nullptr);
+        for (GstHarness *input : {a, b}) {
+            gst_harness_set_live(input, FALSE);
+            gst_harness_set_src_caps_str(input, kForm.Caps().c_str());
+        }
+    }
+    ~Harness() {
+        gst_harness_teardown(b);
+        gst_harness_teardown(a);
+    }
+    Harness(const Harness &) = delete;
+    Harness &operator=(const Harness &) = delete;
+
+    /// A new stream's frames go in and come out drawn.
+    void ExpectFrames() const {
+        for (int i = 0; i < kFrames; ++i) {
+            gst_harness_push(a, BufferOf(kForm, Noise(kForm, i), i));
+            gst_harness_push(b, BufferOf(kForm, Noise(kForm, i + 10), i));
+            if (i == 0)
+                continue; // a frame comes when the next one tells how long it was
+            GstBuffer *const buffer = gst_harness_pull(a);
+            GstCaps *const caps = gst_pad_get_current_caps(a->sinkpad);
+            ExpectSample(gst_sample_new(buffer, caps, nullptr, nullptr),
+                         Drawn(*TestedPlugin().Find("Push"), {}, 0.5, i - 1, Noise(kForm, i - 1),
+                               Noise(kForm, i + 9)),
+                         i - 1);
+            gst_caps_unref(caps);
+            gst_buffer_unref(buffer);
+        }
+    }
+
+    static constexpr Form kForm = {"I420", 64, 48};
+    GstHarness *a, *b;
+};
+
+TEST(GStreamer, BeginsAnewAfterEachFlush) {
+    const Harness harness;
+    GstSegment segment;
+    gst_segment_init(&segment, GST_FORMAT_TIME);
+    for (int round = 0; round < 20; ++round) {
+        harness.ExpectFrames();
+        GstEvent *const seek =
+            gst_event_new_seek(1, GST_FORMAT_TIME, GST_SEEK_FLAG_FLUSH, GST_SEEK_TYPE_SET, 0,
+                               GST_SEEK_TYPE_NONE, GST_CLOCK_TIME_NONE);
+        const guint32 number = gst_event_get_seqnum(seek);
+        ASSERT_TRUE(gst_harness_push_upstream_event(harness.a, seek));
+        const auto send = [&](GstHarness *input, GstEvent *event) {
+            gst_event_set_seqnum(event, number);
+            gst_harness_push_event(input, event);
+        };
+        for (GstHarness *input : {harness.a, harness.b})
+            send(input, gst_event_new_flush_start());
+        for (GstHarness *input : {harness.a, harness.b}) {
+            send(input, gst_event_new_flush_stop(TRUE));
+            send(input, gst_event_new_segment(&segment));
+        }
+        while (GstBuffer *const drawnBefore = gst_harness_try_pull(harness.a))
+            gst_buffer_unref(drawnBefore);
+    }
+}
+
+TEST(GStreamer, BearsAnyChangeWhileFramesCome) {
+    const Harness harness;
+    GstSegment segment;
+    gst_segment_init(&segment, GST_FORMAT_TIME);
+    GstCaps *const caps = gst_caps_from_string(Harness::kForm.Caps().c_str());
+    GstBuffer *const buffer = BufferOf(Harness::kForm, Noise(Harness::kForm, 1), 0);
+    GValue reverse = G_VALUE_INIT;
+    g_value_init(&reverse, G_TYPE_BOOLEAN);
+    GstHarnessThread *const threads[] = {
+        gst_harness_stress_push_buffer_start(harness.a, caps, &segment, buffer),
+        gst_harness_stress_push_buffer_start(harness.b, caps, &segment, buffer),
+        gst_harness_stress_property_start(harness.a, "reverse", &reverse),
+        gst_harness_stress_statechange_start(harness.a)};
+    g_usleep(G_USEC_PER_SEC);
+    for (GstHarnessThread *thread : threads)
+        EXPECT_GT(gst_harness_stress_thread_stop(thread), 0u);
+    gst_buffer_unref(buffer);
+    gst_caps_unref(caps);
 }
 
 TEST(GStreamer, LeaksNothingAndTakesTwoInputs) {
