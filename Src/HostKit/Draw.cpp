@@ -8,6 +8,11 @@
 
 namespace hostkit {
 
+/// Held by who draws with what the process has once: the plug-in's last position and rand(). Two
+/// modules of one process have it in common where the loader knows symbols that are unique in a
+/// process, which GCC makes of this one; built by clang each has its own.
+__attribute__((visibility("default"))) inline std::mutex drawing;
+
 namespace {
 
 [[maybe_unused]] bool IsAlike(const Frame &a, const Frame &b) {
@@ -104,8 +109,7 @@ void DrawBare(const Transition &transition, const Motion &motion, const Moment &
     if (SharesNothing(transition.info, out.Layout())) {
         CallPlugin(transition, drawn, from, to, param);
     } else {
-        static std::mutex turns;
-        const std::lock_guard guard(turns);
+        const std::lock_guard guard(drawing);
         const OwnDraws draws(RandomSeed(motion, moment));
         CallPlugin(transition, drawn, from, to, param);
     }
