@@ -7,6 +7,7 @@
 #include <exception>
 #include <mutex>
 #include <optional>
+#include <thread>
 #include <utility>
 
 namespace host {
@@ -68,5 +69,18 @@ private:
     bool finished = false;
     bool abandoned = false;
 };
+
+/// Runs the work in a thread of its own; what it throws arrives at the receiver of its channel.
+template<class Item, class Job>
+std::jthread Stage(Channel<Item> &output, Job job) {
+    return std::jthread([&output, job] {
+        try {
+            job();
+            output.Finish();
+        } catch (...) {
+            output.Fail(std::current_exception());
+        }
+    });
+}
 
 } // namespace host

@@ -2,6 +2,7 @@
 
 #include "Failure.h"
 
+#include <algorithm>
 #include <cstring>
 #include <new>
 
@@ -17,49 +18,34 @@ bool IsBufferingMessage(Unit unit, Syntax syntax) {
     return unit.size() > header && unit[header] == 0;
 }
 
-/// Lengths of four bytes have the room for start codes, so most packets stay where they are.
-bool MarkInPlace(AVPacket &packet, Syntax syntax) {
-    const auto units = SplitUnits({packet.data, std::size_t(packet.size)}, 4);
-    if (!units)
-        return false;
-    for (const Unit unit : *units)
-        if (IsSet(KindOf(unit, syntax)))
-            return false;
-    Check(av_packet_make_writable(&packet), "a packet");
-    for (std::size_t at = 0; at + 4 < std::size_t(packet.size);) {
-        const std::uint8_t *size = packet.data + at;
-        const std::size_t length =
-            std::size_t(size[0]) << 24 | size[1] << 16 | size[2] << 8 | size[3];
-        std::memcpy(packet.data + at, "\0\0\0\1", 4);
-        at += 4 + length;
-    }
-    return true;
+bool HoldsNoSets(const AVPacket &packet, int lengthSize, Syntax syntax) {
+    const auto units = SplitUnits({packet.data, std::size_t(packet.size)}, lengthSize);
+    return units && std::none_of(units->begin(), units->end(),
+                                 [&](Unit unit) { return IsSet(KindOf(unit, syntax)); });
 }
 
 } // namespace
 
 Packet TranslatePicture(const AVPacket &packet, int lengthSize, Syntax syntax,
-                        const Numbers &numbers, const Bytes &sets, bool opensKeys) {
+                        const Numbers &numbers, const Bytes *sets, bool opensKeys) {
     const auto units = SplitUnits({packet.data, std::size_t(packet.size)}, lengthSize);
     if (!units)
         throw Failure("a packet is damaged");
     Bytes stream;
-    stream.reserve(std::size_t(packet.size) + sets.size() + 64);
-    bool needsSets = !sets.empty() && packet.flags & AV_PKT_FLAG_KEY;
+    stream.reserve(std::size_t(packet.size) + (sets ? sets->size() : 0) + 64);
+    bool needsSets = sets && packet.flags & AV_PKT_FLAG_KEY;
     for (const Unit unit : *units) {
         const UnitKind kind = KindOf(unit, syntax);
         if (IsSet(kind) ||
             (kind == UnitKind::Message && !numbers.empty() && IsBufferingMessage(unit, syntax)))
             continue;
         if (needsSets && kind != UnitKind::Delimiter) {
-            stream.insert(stream.end(), sets.begin(), sets.end());
+            stream.insert(stream.end(), sets->begin(), sets->end());
             needsSets = false;
         }
         const std::size_t start = stream.size() + 4;
-        if (numbers.empty())
-            AppendUnit(stream, unit);
-        else
-            AppendUnit(stream, Renumber(unit, syntax, numbers));
+        const Bytes own = numbers.empty() ? Bytes() : Renumber(unit, syntax, numbers);
+        (sets ? AppendUnit : AppendMeasured)(stream, numbers.empty() ? unit : Unit(own));
         if (opensKeys && kind == UnitKind::OpenKey)
             stream[start] = std::uint8_t((stream[start] & 0x81) | kSplicedKey << 1);
     }
@@ -113,7 +99,7 @@ Packet PictureCopier::Translate(const Piece &piece, bool isFirst) {
     const Numbers &numbers = plan.numbers[piece.clip];
     const bool opensKey = isFirst && piece.isSplice && index.syntax == Syntax::H265;
     if (index.lengthSize == 4 && numbers.empty() && !setsInBand && !opensKey &&
-        MarkInPlace(*packet, index.syntax)) {
+        HoldsNoSets(*packet, index.lengthSize, index.syntax)) {
         Packet same(av_packet_alloc());
         av_packet_move_ref(same.get(), packet.get());
         av_packet_free_side_data(same.get());
@@ -121,14 +107,15 @@ Packet PictureCopier::Translate(const Piece &piece, bool isFirst) {
         return same;
     }
     Bytes sets;
-    if (setsInBand)
+    if (setsInBand && packet->flags & AV_PKT_FLAG_KEY)
         for (const Bytes &set : index.sets)
             AppendUnit(sets, Renumber(set, index.syntax, numbers));
-    return TranslatePicture(*packet, index.lengthSize, index.syntax, numbers, sets, opensKey);
+    return TranslatePicture(*packet, index.lengthSize, index.syntax, numbers,
+                            setsInBand ? &sets : nullptr, opensKey);
 }
 
 void PictureCopier::Copy(const Piece &piece, AVRational rate,
-                         const std::function<void(AVPacket &)> &use) {
+                         const std::function<bool(Packet)> &use) {
     const Clip &from = clips[piece.clip];
     const std::vector<PicturePacket> &pictures = from.index->pictures;
     const bool goesOn = clip == piece.clip && position == piece.packet;
@@ -141,10 +128,11 @@ void PictureCopier::Copy(const Piece &piece, AVRational rate,
             Next(pictures[i]);
         if (pictures[i].pts < first) // leads in a key picture that nothing is before any more
             continue;
-        const Packet copy = Translate(piece, i == piece.packet);
+        Packet copy = Translate(piece, i == piece.packet);
         copy->pts = piece.frames.begin +
                     av_rescale_q(pictures[i].pts - first, from.timeBase, av_inv_q(rate));
-        use(*copy);
+        if (!use(std::move(copy)))
+            return;
     }
 }
 

@@ -12,14 +12,15 @@ namespace host {
 /// Reads the pictures' packets of the pieces that are copied.
 class PictureCopier {
 public:
-    /// All outlive the copier. Each key picture is preceded by its parameter sets where the file
-    /// has no other place for them.
+    /// All outlive the copier. Units stand behind lengths of four bytes, or, where a file has no
+    /// other place for parameter sets, behind start codes, and key pictures behind those sets.
     PictureCopier(const std::vector<Clip> &clips, const CopyPlan &plan, bool setsInBand);
 
-    /// Hands over the packets of a piece in the order of decoding, behind start codes and under the
-    /// result's numbers, their pts counted in frames of the result. Throws a Failure
-    /// when the file is no longer what it was.
-    void Copy(const Piece &piece, AVRational rate, const std::function<void(AVPacket &)> &use);
+    /// Hands over the packets of a piece in the order of decoding, under the result's numbers,
+    /// their pts counted in frames of the result. Throws a Failure when the file is no longer what
+    /// it was.
+    /// Stops when the function answers false.
+    void Copy(const Piece &piece, AVRational rate, const std::function<bool(Packet)> &use);
 
 private:
     void Open(const Piece &piece);
@@ -36,9 +37,10 @@ private:
     Packet packet{av_packet_alloc()};
 };
 
-/// Puts a stream's units behind start codes under new numbers, each key picture behind `sets`,
-/// which may be empty; and an open key picture as one that may follow anything.
+/// Puts a stream's units under new numbers: without sets behind their lengths, else behind start
+/// codes, each key picture behind the sets; and an open key picture as one that may follow
+/// anything.
 Packet TranslatePicture(const AVPacket &packet, int lengthSize, Syntax syntax,
-                        const Numbers &numbers, const Bytes &sets, bool opensKeys);
+                        const Numbers &numbers, const Bytes *sets, bool opensKeys);
 
 } // namespace host

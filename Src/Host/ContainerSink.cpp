@@ -1,6 +1,7 @@
 /// Anything that FFmpeg's libraries write: H.264 in MP4 and Matroska, ProRes in QuickTime, GIF,
 /// YUV4MPEG2 in files and pipes.
 
+#include "Channel.h"
 #include "ClipCopier.h"
 #include "Encoder.h"
 #include "Failure.h"
@@ -15,6 +16,9 @@
 namespace host {
 
 namespace {
+
+constexpr std::size_t kAhead = 32;         // packets that are copied
+constexpr std::size_t kEncodedAhead = 256; // and encoded ones
 
 class ContainerSink : public Sink {
 public:
@@ -44,7 +48,19 @@ public:
             soundStream = &AddStream(*sound);
         }
         muxer.Start(assembly && assembly->plan.copies ? IndexBytes(soundFormat) : 0);
+        if (assembly)
+            writer = std::jthread([this](const std::stop_token &stop) {
+                try {
+                    WritePieces(stop);
+                } catch (...) {
+                    failure = std::current_exception();
+                    encoded.Abandon();
+                }
+            });
     }
+    ~ContainerSink() override { encoded.Finish(); }
+    ContainerSink(const ContainerSink &) = delete;
+    ContainerSink &operator=(const ContainerSink &) = delete;
 
     void Write(const AVFrame &picture, std::int64_t number) override {
         Frame frame = Share(picture);
@@ -53,7 +69,7 @@ public:
         frame->interlaced_frame = canvas.fields != AV_FIELD_PROGRESSIVE;
         frame->top_field_first = canvas.fields == AV_FIELD_TT;
         if (assembly)
-            return WritePiece(*frame, number);
+            return EncodeInPiece(*frame, number);
         if (!isGif)
             return EncodePicture(frame.get());
         if (!palette)
@@ -81,10 +97,8 @@ public:
             palette.End(pictures);
             EncodePaletted();
         }
-        if (assembly) {
-            CopyBefore(INT64_MAX);
-            SoundUntil(INT64_MAX);
-        }
+        if (assembly)
+            AwaitWriter();
         if (sound) {
             if (blocks) {
                 blocks.End(samplesWritten);
@@ -143,11 +157,11 @@ private:
             throw Failure(muxer.Name() +
                           ": no numbers are left for parameter sets; give --copy never");
         numbers = *given;
-        const bool isInBand = !muxer.WantsGlobalHeader();
+        isInBand = !muxer.WantsGlobalHeader();
         if (isInBand)
             for (const Bytes &set : own.sets)
                 AppendUnit(ownSets, Renumber(set, syntax, numbers));
-        const Bytes all = house.Extradata();
+        const Bytes all = isInBand ? house.Extradata() : house.MeasuredExtradata();
         AVCodecParameters &parameters = *videoStream->codecpar;
         av_freep(&parameters.extradata);
         parameters.extradata =
@@ -166,28 +180,74 @@ private:
                          soundStream ? std::int64_t(seconds * format.rate / kShortest) : 0);
     }
 
-    void WritePiece(AVFrame &frame, std::int64_t number) {
-        CopyBefore(number);
-        const Range &range = assembly->plan.pieces[piece].frames;
-        if (number == range.begin && isUsed)
+    void EncodeInPiece(AVFrame &frame, std::int64_t number) {
+        const std::vector<Piece> &pieces = assembly->plan.pieces;
+        while (pieces[piece].frames.end <= number)
+            ++piece;
+        if (number == pieces[piece].frames.begin && isUsed)
             OpenVideo();
         isUsed = true;
         EncodePicture(&frame);
-        if (number + 1 == range.end) {
+        if (number + 1 == pieces[piece].frames.end)
             EncodePicture(nullptr);
-            ++piece;
+    }
+
+    /// Writes all pieces in their order; runs beside the encoder, which goes ahead while others are
+    /// copied.
+    void WritePieces(const std::stop_token &stop) {
+        const auto [first, end] = assembly->plan.part;
+        const std::vector<Piece> &pieces = assembly->plan.pieces;
+        for (std::size_t i = first; i < end;) {
+            const std::size_t begin = i;
+            while (i < end && pieces[i].clip >= 0)
+                ++i;
+            if (begin < i) {
+                CopyPieces(begin, i, stop);
+                if (stop.stop_requested())
+                    return;
+                continue;
+            }
+            for (std::int64_t n = pieces[i].frames.begin; n < pieces[i].frames.end; ++n) {
+                const std::optional<Packet> packet = encoded.Receive();
+                if (!packet)
+                    throw Failure(muxer.Name() + ": a picture is missing");
+                MuxPicture(**packet);
+            }
+            ++i;
+        }
+        SoundUntil(INT64_MAX);
+    }
+
+    /// Reads ahead of writing.
+    void CopyPieces(std::size_t begin, std::size_t end, const std::stop_token &stop) {
+        Channel<Packet> read(kAhead);
+        const std::jthread reader = Stage(read, [&] {
+            for (std::size_t i = begin; i < end; ++i)
+                copier->Copy(assembly->plan.pieces[i], canvas.rate,
+                             [&](Packet packet) { return read.Send(std::move(packet)); });
+        });
+        struct Release { // before the thread is waited for, however this function ends
+            Channel<Packet> &read;
+            ~Release() { read.Abandon(); }
+        } const release{read};
+        while (const std::optional<Packet> packet = read.Receive()) {
+            if (stop.stop_requested())
+                return;
+            MuxPicture(**packet);
         }
     }
 
-    /// Copies the pieces that lie before a frame.
-    void CopyBefore(std::int64_t number) {
-        const std::vector<Piece> &pieces = assembly->plan.pieces;
-        for (; piece < assembly->plan.part.second && pieces[piece].frames.end <= number; ++piece)
-            if (pieces[piece].clip < 0)
-                throw Failure(muxer.Name() + ": a picture is missing");
-            else
-                copier->Copy(pieces[piece], canvas.rate,
-                             [&](AVPacket &packet) { MuxPicture(packet); });
+    /// Waits until all is written; what went wrong there is thrown here.
+    void AwaitWriter() {
+        encoded.Finish();
+        writer.join();
+        if (failure)
+            std::rethrow_exception(failure);
+    }
+
+    void SendToWriter(Packet packet) {
+        if (!encoded.Send(std::move(packet)))
+            AwaitWriter();
     }
 
     /// Times count frames of what is written. Decoding runs ahead evenly.
@@ -222,12 +282,14 @@ private:
 
     void EncodePicture(const AVFrame *frame) {
         video->Encode(frame, [&](AVPacket &packet) {
-            if (copier) {
-                const Packet own = TranslatePicture(packet, 0, syntax, numbers, ownSets, false);
-                return MuxPicture(*own);
+            if (copier)
+                return SendToWriter(TranslatePicture(packet, 0, syntax, numbers,
+                                                     isInBand ? &ownSets : nullptr, false));
+            if (assembly) {
+                Packet own(av_packet_alloc());
+                av_packet_move_ref(own.get(), &packet);
+                return SendToWriter(std::move(own));
             }
-            if (assembly)
-                return MuxPicture(packet);
             packet.duration = 1;
             muxer.Write(packet, video->Context().time_base, *videoStream);
         });
@@ -261,14 +323,18 @@ private:
     std::int64_t samplesWritten = 0;
     // Of a result in pieces
     std::optional<PictureCopier> copier;
-    std::size_t piece = 0; ///< that is written now
+    std::size_t piece = 0; ///< that is encoded now
     std::int64_t decoded = 0;
     std::int64_t delay = 0; ///< frames by which decoding runs ahead
     Syntax syntax = Syntax::H264;
     Numbers numbers; ///< of the encoder's parameter sets
-    Bytes ownSets;   ///< in front of key pictures
+    bool isInBand = false;
+    Bytes ownSets; ///< in front of key pictures
     std::int64_t soundFrames = 0;
     std::int64_t soundAt = INT64_MIN;
+    Channel<Packet> encoded{kEncodedAhead};
+    std::exception_ptr failure; ///< of the writer
+    std::jthread writer;        ///< stops and is waited for before anything else goes
 };
 
 } // namespace

@@ -3,7 +3,6 @@
 #include "Failure.h"
 
 #include <cstdlib>
-#include <mutex>
 #include <new>
 #include <utility>
 
@@ -16,8 +15,7 @@ namespace host {
 
 namespace {
 
-std::mutex complaintLock;
-std::string complaint;
+thread_local std::string complaint; // files are opened by several threads
 
 void KeepComplaint(void *, int level, const char *format, va_list values) {
     if (level > AV_LOG_ERROR)
@@ -27,7 +25,6 @@ void KeepComplaint(void *, int level, const char *format, va_list values) {
     std::string line = text;
     while (!line.empty() && (line.back() == '\n' || line.back() == '.'))
         line.pop_back();
-    const std::lock_guard lock(complaintLock);
     complaint = line;
 }
 
@@ -79,7 +76,6 @@ int Check(int answer, const std::string &what) {
 }
 
 std::string TakeComplaint() {
-    const std::lock_guard lock(complaintLock);
     return std::exchange(complaint, {});
 }
 

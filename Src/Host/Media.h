@@ -55,7 +55,7 @@ int Check(int answer, const std::string &what);
 /// Keeps FFmpeg's libraries, and the encoders that write by themselves, from writing to the
 /// terminal; Check tells their last complaint.
 void SilenceLibraries();
-/// The last complaint that nobody has taken yet.
+/// The last complaint in this thread that nobody has taken yet.
 std::string TakeComplaint();
 
 } // namespace host

@@ -95,6 +95,11 @@ void ReplaceGolomb(Bytes &bytes, std::size_t at, unsigned value) {
     bytes = std::move(changed);
 }
 
+void AppendNumber(Bytes &stream, std::size_t value, int bytes) {
+    while (bytes-- > 0)
+        stream.push_back(std::uint8_t(value >> 8 * bytes));
+}
+
 void SkipScalingList(BitReader &bits, int size) {
     int next = 8;
     for (int i = 0, last = 8; i < size && next; ++i) {
@@ -117,13 +122,13 @@ SetFacts ReadH264Sequence(const Bytes &set) {
     bits.Bits(16);
     facts.id = bits.Golomb();
     if (HasChromaFormat(profile)) {
-        const unsigned chroma = bits.Golomb();
-        bits.Bits(chroma == 3);
-        bits.Golomb();
-        bits.Golomb();
+        facts.chroma = bits.Golomb();
+        bits.Bits(facts.chroma == 3);
+        facts.lumaBits = bits.Golomb() + 8;
+        facts.chromaBits = bits.Golomb() + 8;
         bits.Bits(1);
         if (bits.Bits(1))
-            for (int i = 0; i < (chroma == 3 ? 12 : 8); ++i)
+            for (int i = 0; i < (facts.chroma == 3 ? 12 : 8); ++i)
                 if (bits.Bits(1))
                     SkipScalingList(bits, i < 6 ? 16 : 64);
     }
@@ -160,6 +165,23 @@ std::size_t H265SequenceNumberAt(const Bytes &set) {
         at += flags.Bits(1) ? 8 : 0;
     }
     return at;
+}
+
+SetFacts ReadH265Sequence(const Bytes &set) {
+    BitReader bits(set, H265SequenceNumberAt(set));
+    SetFacts facts;
+    facts.parent = BitReader(set, 16).Bits(4);
+    facts.id = bits.Golomb();
+    facts.chroma = bits.Golomb();
+    bits.Bits(facts.chroma == 3);
+    bits.Golomb();
+    bits.Golomb();
+    if (bits.Bits(1))
+        for (int edge = 0; edge < 4; ++edge)
+            bits.Golomb();
+    facts.lumaBits = bits.Golomb() + 8;
+    facts.chromaBits = bits.Golomb() + 8;
+    return facts;
 }
 
 /// Where the number of a picture's set stands.
@@ -222,6 +244,11 @@ std::optional<std::vector<Unit>> SplitUnits(std::span<const std::uint8_t> bytes,
 void AppendUnit(Bytes &stream, Unit unit) {
     for (const std::uint8_t byte : {0, 0, 0, 1})
         stream.push_back(byte);
+    stream.insert(stream.end(), unit.begin(), unit.end());
+}
+
+void AppendMeasured(Bytes &stream, Unit unit) {
+    AppendNumber(stream, unit.size(), 4);
     stream.insert(stream.end(), unit.begin(), unit.end());
 }
 
@@ -294,8 +321,8 @@ Header ReadHeader(std::span<const std::uint8_t> extradata, Syntax syntax) {
 SetFacts ReadSet(Unit unit, Syntax syntax) {
     const Bytes set = Unescape(unit.first(std::min<std::size_t>(unit.size(), 512)));
     const UnitKind kind = KindOf(unit, syntax);
-    if (kind == UnitKind::SequenceSet && syntax == Syntax::H264)
-        return ReadH264Sequence(set);
+    if (kind == UnitKind::SequenceSet)
+        return syntax == Syntax::H264 ? ReadH264Sequence(set) : ReadH265Sequence(set);
     SetFacts facts;
     if (kind == UnitKind::PictureSet) {
         BitReader bits(set, syntax == Syntax::H264 ? 8 : 16);
@@ -305,8 +332,6 @@ SetFacts ReadSet(Unit unit, Syntax syntax) {
     } else {
         BitReader bits(set, 16);
         facts.id = facts.parent = bits.Bits(4);
-        if (kind == UnitKind::SequenceSet)
-            facts.id = BitReader(set, H265SequenceNumberAt(set)).Golomb();
     }
     return facts;
 }
@@ -342,12 +367,13 @@ Bytes Renumber(Unit unit, Syntax syntax, const Numbers &numbers) {
     return Escape(plain);
 }
 
-/// In pictures a new number may only move what follows by whole bytes.
+/// In pictures a new number may only move what follows by whole bytes; headers count up to 31 and
+/// 255 sets.
 std::optional<Numbers> SetHouse::Add(const std::vector<Bytes> &stream) {
     const auto limit = [&](UnitKind kind) -> unsigned {
         if (kind == UnitKind::PictureSet)
-            return syntax == Syntax::H264 ? 255 : 63;
-        return syntax == Syntax::H264 ? 31 : 15;
+            return syntax == Syntax::H264 ? 254 : 63;
+        return syntax == Syntax::H264 ? 30 : 15;
     };
     const auto id = [&](const Bytes &set) { return ReadSet(set, syntax).id; };
     for (const auto &[known, numbers] : streams)
@@ -390,6 +416,56 @@ Bytes SetHouse::Extradata() const {
     for (const auto &[key, set] : sets)
         AppendUnit(stream, set);
     return stream;
+}
+
+void SetHouse::AppendSets(Bytes &header, UnitKind kind, int countBytes, unsigned marks) const {
+    const auto isOfKind = [&](const auto &entry) { return entry.first.first == kind; };
+    AppendNumber(header, marks | unsigned(std::count_if(sets.begin(), sets.end(), isOfKind)),
+                 countBytes);
+    for (const auto &[key, set] : sets)
+        if (key.first == kind) {
+            AppendNumber(header, set.size(), 2);
+            header.insert(header.end(), set.begin(), set.end());
+        }
+}
+
+Bytes SetHouse::MeasuredExtradata() const {
+    const auto first = sets.lower_bound({UnitKind::SequenceSet, 0});
+    if (first == sets.end() || first->first.first != UnitKind::SequenceSet)
+        return {};
+    const Bytes sequence = Unescape(first->second);
+    const SetFacts facts = ReadSet(first->second, syntax);
+    const Bytes format = {std::uint8_t(0xfc | facts.chroma),
+                          std::uint8_t(0xf8 | (facts.lumaBits - 8)),
+                          std::uint8_t(0xf8 | (facts.chromaBits - 8))};
+    constexpr unsigned kLengthOfFour = 3;
+    Bytes header = {1};
+    if (syntax == Syntax::H264) {
+        header.insert(header.end(), sequence.begin() + 1, sequence.begin() + 4); // profile, level
+        header.push_back(0xfc | kLengthOfFour);
+        AppendSets(header, UnitKind::SequenceSet, 1, 0xe0);
+        AppendSets(header, UnitKind::PictureSet, 1, 0);
+        if (HasChromaFormat(sequence[1])) {
+            header.insert(header.end(), format.begin(), format.end());
+            header.push_back(0); // extensions of sequence sets
+        }
+        return header;
+    }
+    header.insert(header.end(), sequence.begin() + 3, sequence.begin() + 15); // profile, level
+    AppendNumber(header, 0xf000fc, 3); // nothing known of slices that decode side by side
+    header.insert(header.end(), format.begin(), format.end());
+    AppendNumber(header, 0, 2); // nor of the frame rate
+    const unsigned layers = (sequence[2] >> 1 & 7) + 1, isNested = sequence[2] & 1;
+    header.push_back(std::uint8_t(layers << 3 | isNested << 2 | kLengthOfFour));
+    header.push_back(3);
+    constexpr unsigned kAllAreHere = 0x80;
+    for (const auto &[kind, type] : {std::pair{UnitKind::VideoSet, 32u},
+                                     {UnitKind::SequenceSet, 33u},
+                                     {UnitKind::PictureSet, 34u}}) {
+        header.push_back(std::uint8_t(kAllAreHere | type));
+        AppendSets(header, kind, 2, 0);
+    }
+    return header;
 }
 
 } // namespace host

@@ -21,7 +21,8 @@ enum class Syntax { H264, H265 };
 /// The units of a packet or header; each behind its length in so many bytes, or, when that is 0,
 /// behind a start code. Nothing when the lengths do not add up.
 std::optional<std::vector<Unit>> SplitUnits(std::span<const std::uint8_t> bytes, int lengthSize);
-void AppendUnit(Bytes &stream, Unit unit); ///< behind a start code
+void AppendUnit(Bytes &stream, Unit unit);     ///< behind a start code
+void AppendMeasured(Bytes &stream, Unit unit); ///< behind its length in four bytes
 
 /// What of a unit matters for copying.
 enum class UnitKind {
@@ -52,6 +53,8 @@ struct SetFacts {
     bool hasFields = false;  ///< H.264: pictures may be coded as fields
     unsigned references = 0; ///< H.264: frames that are kept for reference
     bool isCavlc = false;    ///< H.264: of a picture set
+    unsigned chroma = 1;     ///< of a sequence set: 1 is 4:2:0
+    unsigned lumaBits = 8, chromaBits = 8;
 };
 SetFacts ReadSet(Unit set, Syntax syntax);
 
@@ -68,8 +71,13 @@ public:
     std::optional<Numbers> Add(const std::vector<Bytes> &stream);
     /// All sets behind start codes, those that are referred to first.
     Bytes Extradata() const;
+    /// All sets as files hold them whose packets have units behind lengths of four bytes: what MP4
+    /// names avcC and hvcC.
+    Bytes MeasuredExtradata() const;
 
 private:
+    void AppendSets(Bytes &header, UnitKind kind, int countBytes, unsigned marks) const;
+
     Syntax syntax;
     std::map<std::pair<UnitKind, unsigned>, Bytes> sets;
     std::vector<std::pair<std::vector<Bytes>, Numbers>> streams; ///< that were added

@@ -16,10 +16,13 @@
 #include "Timeline.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <future>
+#include <map>
 #include <set>
 #include <thread>
 
@@ -158,8 +161,29 @@ std::vector<Clip> ProbeClips(const RenderOptions &options) {
     if (std::count_if(options.clips.begin(), options.clips.end(),
                       [](const Wish &wish) { return wish.file == kStandardInput; }) > 1)
         throw Failure("only one of the clips can come from standard input");
+    std::vector<std::packaged_task<Clip()>> probes; // of each file once
+    std::map<std::string, std::shared_future<Clip>> found;
     for (const Wish &wish : options.clips)
-        clips.push_back(ProbeClip(wish.file, options.copy != CopyWish::Never));
+        if (!found.contains(wish.file))
+            found[wish.file] = probes
+                                   .emplace_back([&options, &wish] {
+                                       return ProbeClip(wish.file, options.copy != CopyWish::Never);
+                                   })
+                                   .get_future()
+                                   .share();
+    {
+        std::atomic<std::size_t> next = 0;
+        std::vector<std::jthread> threads;
+        while (
+            threads.size() <
+            std::min<std::size_t>(probes.size(), std::max(1u, std::thread::hardware_concurrency())))
+            threads.emplace_back([&] {
+                for (std::size_t i = next++; i < probes.size(); i = next++)
+                    probes[i]();
+            });
+    }
+    for (const Wish &wish : options.clips)
+        clips.push_back(found[wish.file].get());
     return clips;
 }
 
@@ -355,19 +379,6 @@ void ReadPictures(Work &work, Channel<Picture> &pictures) {
         }
     if (!work.copy)
         RequireRange(work, number);
-}
-
-/// Runs the work in a thread of its own; what it throws arrives at the receiver of its channel.
-template<class Item, class Job>
-std::jthread Stage(Channel<Item> &output, Job job) {
-    return std::jthread([&output, job] {
-        try {
-            job();
-            output.Finish();
-        } catch (...) {
-            output.Fail(std::current_exception());
-        }
-    });
 }
 
 /// Reads, draws and writes at the same time, each a few frames ahead of the next.
