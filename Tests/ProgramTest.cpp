@@ -599,7 +599,7 @@ TEST_F(Program, RefusesInOneLine) {
         {shortly + file("none.y4m") + " " + two + to, "none.y4m: no frames in it"},
         {shortly + one + " " + file("cut.y4m") + to, "cut.y4m: damaged or cut short after 3"},
         {shortly + file("cut.mkv") + " " + two + to, "cut.mkv: "},
-        {shortly + file("cut.mp4") + " " + two + to, "cut.mp4: "},
+        {shortly + file("cut.mp4") + " " + two + to, "cut.mp4: was cut short before its index"},
         {shortly + file("bad.y4m") + " " + two + to, "bad.y4m: "},
         {shortly + file("c444.y4m") + " " + two + to, "c444.y4m: damaged or cut short"},
         {shortly + file("p10.y4m") + " " + two + to, "p10.y4m: damaged or cut short"},

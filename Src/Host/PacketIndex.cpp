@@ -31,10 +31,14 @@ PacketIndexer::PacketIndexer(const AVStream &pictures, const AVStream *sounds)
         index.syntax = Syntax::H265;
     else if (index.codec != AV_CODEC_ID_H264)
         index.trouble = std::string("is ") + avcodec_get_name(index.codec);
-    if (!index.trouble.empty() || parameters.extradata_size <= 0)
-        return;
-    const Header header =
-        ReadHeader({parameters.extradata, std::size_t(parameters.extradata_size)}, index.syntax);
+    if (index.trouble.empty() && parameters.extradata_size > 0)
+        AddHeader({parameters.extradata, std::size_t(parameters.extradata_size)});
+}
+
+void PacketIndexer::AddHeader(std::span<const std::uint8_t> extradata) {
+    const Header header = ReadHeader(extradata, index.syntax);
+    if (!index.sets.empty() && header.lengthSize != index.lengthSize)
+        index.trouble = "changes its parameter sets";
     index.lengthSize = header.lengthSize;
     for (const Bytes &set : header.sets)
         AddSet(set);
@@ -42,6 +46,13 @@ PacketIndexer::PacketIndexer(const AVStream &pictures, const AVStream *sounds)
 
 void PacketIndexer::AddSet(Unit unit) {
     const UnitKind kind = KindOf(unit, index.syntax);
+    const std::size_t least = kind != UnitKind::SequenceSet  ? 3
+                              : index.syntax == Syntax::H264 ? 8
+                                                             : 24;
+    if (unit.size() < least) {
+        index.trouble = "is damaged";
+        return;
+    }
     const SetFacts facts = ReadSet(unit, index.syntax);
     for (const Bytes &set : index.sets)
         if (KindOf(set, index.syntax) == kind && ReadSet(set, index.syntax).id == facts.id) {
@@ -73,22 +84,30 @@ void PacketIndexer::AddPicture(const AVPacket &packet) {
         index.trouble = "has pictures without a time";
     else if (packet.flags & AV_PKT_FLAG_CORRUPT)
         index.trouble = "is damaged";
-    // Looking into the others would be reading all of a file with start codes twice.
-    if (packet.flags & AV_PKT_FLAG_KEY) {
-        const auto units = SplitUnits({packet.data, std::size_t(packet.size)}, index.lengthSize);
-        if (!units || units->empty())
-            index.trouble = "is damaged";
-        else
-            for (const Unit unit : *units) {
-                const UnitKind kind = KindOf(unit, index.syntax);
-                if (IsSet(kind))
-                    AddSet(unit);
-                else if (kind == UnitKind::Restart)
-                    picture.entry = Entry::Restart;
-                else if (kind == UnitKind::OpenKey)
-                    picture.entry = Entry::OpenKey;
-            }
-    }
+    std::size_t headerSize = 0; // of what follows, in files with several
+    if (const std::uint8_t *header =
+            av_packet_get_side_data(&packet, AV_PKT_DATA_NEW_EXTRADATA, &headerSize))
+        AddHeader({header, headerSize});
+    // Sets stand in front. Looking on for start codes would be reading all of a file twice.
+    constexpr int kFront = 1024;
+    const bool isKey = packet.flags & AV_PKT_FLAG_KEY;
+    const int looked = isKey || index.lengthSize ? packet.size : std::min(packet.size, kFront);
+    const auto units = SplitUnits({packet.data, std::size_t(looked)}, index.lengthSize);
+    if (!units || units->empty())
+        index.trouble = "is damaged";
+    else
+        for (const Unit unit : *units) {
+            constexpr unsigned kForbidden = 0x80;
+            const UnitKind kind = KindOf(unit, index.syntax);
+            if (unit[0] & kForbidden)
+                index.trouble = "is damaged";
+            else if (IsSet(kind))
+                AddSet(unit);
+            else if (isKey && kind == UnitKind::Restart)
+                picture.entry = Entry::Restart;
+            else if (isKey && kind == UnitKind::OpenKey)
+                picture.entry = Entry::OpenKey;
+        }
     index.pictures.push_back(picture);
 }
 

@@ -58,6 +58,7 @@ public:
 private:
     void AddPicture(const AVPacket &packet);
     void AddSound(const AVPacket &packet);
+    void AddHeader(std::span<const std::uint8_t> extradata);
     void AddSet(Unit unit);
 
     const AVStream &video;

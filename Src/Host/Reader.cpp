@@ -68,6 +68,9 @@ Demuxer OpenDemuxer(const std::string &name, int blockBytes) {
     AVFormatContext *opened = nullptr;
     const int answer = avformat_open_input(&opened, url.c_str(), nullptr, &options);
     av_dict_free(&options);
+    if (answer == AVERROR_INVALIDDATA &&
+        TakeComplaint().find("moov atom not found") != std::string::npos)
+        throw Failure(shown + ": was cut short before its index, without which it cannot be read");
     if (answer == AVERROR_INVALIDDATA || answer == AVERROR_EOF)
         throw Failure(shown + ": is " + (name == kStandardInput ? "empty or " : "") +
                       "of no kind that FFmpeg reads");
