@@ -7,6 +7,8 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
+#include <string_view>
 #include <utility>
 
 namespace host {
@@ -20,6 +22,12 @@ void FindStreams(AVFormatContext &demuxer, const std::string &name) {
     const std::string kind = demuxer.iformat->name;
     if (kind != "image2" && !kind.ends_with("_pipe"))
         Check(avformat_find_stream_info(&demuxer, nullptr), name);
+}
+
+bool BeginsAsMp4(const std::string &name) {
+    char head[8] = {};
+    std::ifstream(name, std::ios::binary).read(head, sizeof head);
+    return std::string_view(head + 4, 4) == "ftyp";
 }
 
 /// VP8 and VP9 keep transparency in a second stream that only the decoders of libvpx read.
@@ -68,7 +76,7 @@ Demuxer OpenDemuxer(const std::string &name, int blockBytes) {
     AVFormatContext *opened = nullptr;
     const int answer = avformat_open_input(&opened, url.c_str(), nullptr, &options);
     av_dict_free(&options);
-    if (answer == AVERROR_INVALIDDATA &&
+    if (answer == AVERROR_INVALIDDATA && BeginsAsMp4(name) &&
         TakeComplaint().find("moov atom not found") != std::string::npos)
         throw Failure(shown + ": was cut short before its index, without which it cannot be read");
     if (answer == AVERROR_INVALIDDATA || answer == AVERROR_EOF)
