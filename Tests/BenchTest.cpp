@@ -13,12 +13,11 @@
 namespace {
 
 Outcome Bench(const std::string &arguments) {
-    return Shell(TP_PROGRAM " bench --memory 1 --seconds 0 " + arguments);
+    return Program("bench --memory 1 --seconds 0 ", arguments);
 }
 
 Outcome BenchOfTestPlugin(const std::string &arguments) {
-    return Shell(TP_PROGRAM " --plugin " TP_BENCH_PLUGIN " bench --memory 1 --seconds 0 " +
-                 arguments);
+    return Program("--plugin " TP_BENCH_PLUGIN " bench --memory 1 --seconds 0 ", arguments);
 }
 
 TEST(Bench, ComparesEachFrameWithTheBaselineKernels) {
@@ -101,31 +100,20 @@ TEST(Bench, MarkdownMeasuresEachColumnWithItsKernels) {
 }
 
 TEST(Bench, RefusesWhatItCannotMeasure) {
-    struct Case {
-        const char *arguments;
-        int status;
-        const char *expected;
+    const Answer kAnswers[] = {
+        {"--size 64x36junk", "--size 64x36junk: give the size as WIDTHxHEIGHT"},
+        {"--size 64x36x8", "--size 64x36x8: "},
+        {"--size 64", "--size 64: "},
+        {"--size 64x", "--size 64x: "},
+        {"--size 0x36", "--size 0x36: "},
+        {"--size 64x-36", "--size 64x-36: "},
+        {"--size 99999999999x36", "--size 99999999999x36: "},
+        {"-t TrDropShift --path rgb", "\"TrDropShift\" has no rgb path; use --path yuv"},
+        {"--path sideways", "--path sideways: there are yuv, rgb, both"},
+        {"--memory 0", "--memory: give a number from 1 to 65536, not 0", 2},
+        {"--markdown --size 64x36", "excludes", 2},
     };
-    const Case kCases[] = {
-        {"--size 64x36junk", 1, "--size 64x36junk: give the size as WIDTHxHEIGHT"},
-        {"--size 64x36x8", 1, "--size 64x36x8: "},
-        {"--size 64", 1, "--size 64: "},
-        {"--size 64x", 1, "--size 64x: "},
-        {"--size 0x36", 1, "--size 0x36: "},
-        {"--size 64x-36", 1, "--size 64x-36: "},
-        {"--size 99999999999x36", 1, "--size 99999999999x36: "},
-        {"-t TrDropShift --path rgb", 1, "\"TrDropShift\" has no rgb path; use --path yuv"},
-        {"--path sideways", 1, "--path sideways: there are yuv, rgb, both"},
-        {"--memory 0", 2, "--memory: give a number from 1 to 65536, not 0"},
-        {"--markdown --size 64x36", 2, "excludes"},
-    };
-    for (const auto &[arguments, status, expected] : kCases) {
-        const Outcome outcome = Shell(std::string(TP_PROGRAM " bench -t Push ") + arguments);
-        EXPECT_EQ(outcome.status, status) << arguments << "\n" << outcome.output;
-        EXPECT_NE(outcome.output.find(expected), std::string::npos) << outcome.output;
-        EXPECT_EQ(std::count(outcome.output.begin(), outcome.output.end(), '\n'), 1)
-            << outcome.output;
-    }
+    ExpectAnswers(TP_PROGRAM " bench -t Push", kAnswers);
 }
 
 } // namespace

@@ -2,12 +2,14 @@
 
 #include "Joints.h"
 #include "Draw.h"
+#include "Shell.h"
 #include "Support.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <set>
+#include <sstream>
 
 namespace {
 
@@ -109,19 +111,14 @@ TEST(Joints, AnyIsShuffledRepeatableAndNeverEqualsItsNeighbour) {
 }
 
 TEST(Joints, NamesFromElsewhereLeadToOneHere) {
-    for (const char *name :
-         {"fadeblack",      "fadewhite",      "wipeleft",       "wiperight",       "wipeup",
-          "wipedown",       "slideleft",      "slideright",     "slideup",         "slidedown",
-          "circlecrop",     "rectcrop",       "distance",       "radial",          "smoothleft",
-          "smoothright",    "smoothup",       "smoothdown",     "circleopen",      "circleclose",
-          "vertopen",       "vertclose",      "horzopen",       "horzclose",       "pixelize",
-          "diagtl",         "diagtr",         "diagbl",         "diagbr",          "hlslice",
-          "hrslice",        "vuslice",        "vdslice",        "hblur",           "fadegrays",
-          "wipetl",         "wipetr",         "wipebl",         "wipebr",          "squeezeh",
-          "squeezev",       "zoomin",         "fadefast",       "fadeslow",        "hlwind",
-          "hrwind",         "vuwind",         "vdwind",         "coverleft",       "revealleft",
-          "Cross Dissolve", "Dip to Black",   "SMPTE_Dissolve", "Venetian Blinds", "Page Peel",
-          "Cross Zoom",     "Push Transition"}) {
+    std::vector<std::string> names = {"Cross Dissolve", "Dip to Black", "Venetian Blinds",
+                                      "Page Peel",      "Cross Zoom",   "Push Transition"};
+    std::istringstream help(Output("ffmpeg -v error -h filter=xfade"));
+    for (std::string line, name, number; std::getline(help, line);)
+        if (std::istringstream(line) >> name >> number && std::isdigit(number[0]))
+            names.push_back(name);
+    ASSERT_GT(names.size(), 40u);
+    for (const std::string &name : names) {
         const Likeness like = FindLikeness(name);
         ASSERT_NE(like.name, nullptr) << name;
         EXPECT_TRUE(TestedPlugin().Find(like.name) || FindPlainJoint(like.name)) << name;

@@ -1,8 +1,9 @@
 /// \file Kernels.h
-/// The kernel tables under test.
+/// What tests of the library's insides share: the kernel tables, positions of eased transitions.
 #pragma once
 
 #include "Isa.h"
+#include "Progress.h"
 
 #include <vector>
 
@@ -18,4 +19,12 @@ std::vector<const Kernels *> RunnableKernels() {
         kernels.push_back(&Tables::avx512);
 #endif
     return kernels;
+}
+
+/// The position, of a length of 1, that eases to this fraction.
+inline double PositionThatEasesTo(double fraction) {
+    double low = 0, high = 1;
+    for (int i = 0; i < 60; ++i)
+        (tp::EaseProgress(1, (low + high) / 2) < fraction ? low : high) = (low + high) / 2;
+    return high;
 }

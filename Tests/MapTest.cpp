@@ -21,20 +21,17 @@ using hostkit::Transition;
 constexpr int kWidth = 640, kHeight = 360, kFrames = 24;
 
 /// What melt's luma makes of the map between black and white: B's weights in levels of 255.
-std::vector<double> PlayedByMelt(const Folder &folder, const std::string &map, int softness) {
-    std::ofstream(folder / "profile")
+std::vector<double> PlayedByMelt(const std::string &map, int softness) {
+    std::ofstream("profile")
         << "description=test\nframe_rate_num=25\nframe_rate_den=1\nprogressive=1\n"
         << "sample_aspect_num=1\nsample_aspect_den=1\ncolorspace=601\nwidth=" << kWidth
         << "\nheight=" << kHeight << "\ndisplay_aspect_num=16\ndisplay_aspect_den=9\n";
-    const std::string frames = std::to_string(kFrames), raw = folder / "out.raw";
-    const Outcome outcome = Shell(
-        "timeout 100 melt -silent -profile " + (folder / "profile") + " color:black out=" +
-        std::to_string(kFrames - 1) + " color:white out=" + std::to_string(kFrames - 1) + " -mix " +
-        frames + " -mixer luma resource=" + map + " softness=" + std::to_string(softness / 100.0) +
-        " -consumer avformat:" + raw +
-        " f=rawvideo vcodec=rawvideo an=1 pix_fmt=yuv422p mlt_image_format=yuv422 real_time=-1");
-    EXPECT_EQ(outcome.status, 0) << outcome.output;
-    const std::string pictures = Read(raw);
+    Output("timeout 100 melt -silent -profile $PWD/profile color:black out=", kFrames - 1,
+           " color:white out=", kFrames - 1, " -mix ", kFrames, " -mixer luma resource=", map,
+           " softness=", softness / 100.0,
+           " -consumer avformat:out.raw f=rawvideo vcodec=rawvideo an=1 pix_fmt=yuv422p "
+           "mlt_image_format=yuv422 real_time=-1");
+    const std::string pictures = Read("out.raw");
     constexpr std::size_t kLuma = std::size_t(kWidth) * kHeight;
     EXPECT_EQ(pictures.size(), 2 * kLuma * kFrames);
     std::vector<double> weights;
@@ -76,45 +73,40 @@ TEST(Map, IsThereForWhatOnlyChoosesInPlace) {
         {"TrTriangle2", Path::Yuv, false, 0.8}, {"TrCirque", Path::Yuv, false, 0.8},
         {"TrEraseShift", Path::Yuv, true, 1.1}, {"TrBarShift", Path::Yuv, false, 0.8},
     };
-    const Folder folder;
-    const Outcome made = Shell(TP_PROGRAM " map -o " + (folder / "maps") + " --size 640x360");
-    ASSERT_EQ(made.status, 0) << made.output;
+    const WorkingFolder folder;
+    const std::string made = Output(TP_PROGRAM " map -o maps --size 640x360");
     std::size_t files = 0;
-    for (const auto &entry : std::filesystem::directory_iterator(folder / "maps"))
+    for (const auto &entry : std::filesystem::directory_iterator("maps"))
         files += entry.is_regular_file();
-    EXPECT_EQ(files, std::size(kCases)) << made.output;
+    EXPECT_EQ(files, std::size(kCases)) << made;
     for (const Case &c : kCases) {
         SCOPED_TRACE(c.name);
         const std::string file = "tp_erase-" + hostkit::Stem(c.name) + ".pgm";
-        const std::size_t line = made.output.find(file + ": softness ");
-        ASSERT_NE(line, std::string::npos) << made.output;
-        const int softness = std::atoi(&made.output[line + file.size() + 11]);
+        const std::size_t line = made.find(file + ": softness ");
+        ASSERT_NE(line, std::string::npos) << made;
+        const int softness = std::atoi(&made[line + file.size() + 11]);
         EXPECT_EQ(softness > 0, c.isSoft) << softness;
-        const std::string map = folder / ("maps/" + file);
+        const std::string map = "maps/" + file;
         EXPECT_EQ(Read(map).substr(0, 17), "P5\n640 360\n65535\n");
-        EXPECT_LE(
-            Distance(*TestedPlugin().Find(c.name), c.path, PlayedByMelt(folder, map, softness)),
-            c.farthest);
+        EXPECT_LE(Distance(*TestedPlugin().Find(c.name), c.path, PlayedByMelt(map, softness)),
+                  c.farthest);
     }
 }
 
 TEST(Map, OneTransitionGoesToOneFile) {
-    const Folder folder;
-    const std::string png = folder / "map.png", pgm = folder / "map.pgm";
-    for (const std::string &file : {png, pgm})
-        EXPECT_EQ(Shell(TP_PROGRAM " map -t 'Linear Wipe' --size 801x603 -o " + file).status, 0);
+    const WorkingFolder folder;
+    for (const char *file : {"map.png", "map.pgm"})
+        Output(TP_PROGRAM " map -t 'Linear Wipe' --size 801x603 -o ", file);
     const auto grey = [](const std::string &file) {
         return Shell("ffmpeg -v error -i " + file + " -f rawvideo -pix_fmt gray16be -").output;
     };
-    EXPECT_EQ(grey(png), grey(pgm));
-    EXPECT_EQ(grey(png).size(), 2u * 801 * 603);
+    EXPECT_EQ(grey("map.png"), grey("map.pgm"));
+    EXPECT_EQ(grey("map.png").size(), 2u * 801 * 603);
 }
 
 TEST(Map, IsRefusedWithTheReason) {
-    struct Case {
-        const char *arguments, *says;
-    };
-    constexpr Case kCases[] = {
+    const WorkingFolder folder;
+    const Answer kAnswers[] = {
         {"-t Push -o x.png", "shows pixels that neither picture has at that place"},
         {"-t Erase_slide --path yuv -o x.png", "neither picture has at that place"},
         {"-t Blind -o x.pgm", "go back from B to A"},
@@ -125,85 +117,66 @@ TEST(Map, IsRefusedWithTheReason) {
         {"-t Erase -o x --as jpg", "--as jpg: there are pgm, png"},
         {"-t TrBarShift -o x.png --path rgb", "no rgb path"},
     };
-    const Folder folder;
-    for (const Case &c : kCases) {
-        const Outcome outcome = Shell("cd " + folder.path.string() + " && " TP_PROGRAM " map " +
-                                      c.arguments + " --size 320x180");
-        EXPECT_EQ(outcome.status, 1) << c.arguments;
-        EXPECT_NE(outcome.output.find(c.says), std::string::npos) << outcome.output;
-    }
-    for (const auto &entry : std::filesystem::recursive_directory_iterator(folder.path))
+    ExpectAnswers(TP_PROGRAM " map --size 320x180", kAnswers);
+    for (const auto &entry : std::filesystem::recursive_directory_iterator("."))
         EXPECT_FALSE(entry.is_regular_file()) << entry.path();
 }
 
-/// A part of a film's frame: how bright it is, and how opaque at its most and least. libvpx decodes
-/// transparency.
+/// A part of a film's frame: how bright it is, and how opaque at its most and least.
 struct Part {
     double brightness = 0;
     int most = 0, least = 255;
 };
 
-Part PartOf(const std::string &film, int frame, const std::string &crop) {
-    const std::string bytes =
-        Shell(Text("ffmpeg -v error -c:v libvpx-vp9 -i ", film, " -vf 'select=eq(n\\,", frame,
-                   "),format=rgba,crop=", crop, "' -frames:v 1 -f rawvideo -pix_fmt rgba -"))
-            .output;
-    EXPECT_EQ(bytes.size(), 4u * 320 * 180);
+Part PartOf(const Film &film, std::size_t frame, int left, int top) {
     Part part;
-    for (std::size_t i = 0; i + 3 < bytes.size(); i += 4) {
-        part.brightness += std::uint8_t(bytes[i]) / (bytes.size() / 4.0);
-        part.most = std::max<int>(part.most, std::uint8_t(bytes[i + 3]));
-        part.least = std::min<int>(part.least, std::uint8_t(bytes[i + 3]));
-    }
+    for (int y = top; y < top + 180; ++y)
+        for (int x = left; x < left + 320; ++x) {
+            const auto [red, green, blue, alpha] = film.Pixel(frame, x, y);
+            part.brightness += red / (320.0 * 180);
+            part.most = std::max(part.most, alpha);
+            part.least = std::min(part.least, alpha);
+        }
     return part;
 }
 
 TEST(Stinger, IsEmptyBesideAMatteThatTurnsWhite) {
-    const Folder folder;
-    const std::string film = folder / "film.webm";
+    const WorkingFolder folder;
+    const std::string file = "film.webm";
     struct Case {
-        const char *matte, *fill, *part, *size;
+        const char *matte;
+        int width, height, left, top; ///< of the film, and where its matte begins
     };
-    constexpr Case kCases[] = {
-        {"beside", "320:180:0:0", "320:180:320:0", "640,180,11,"},
-        {"below", "320:180:0:0", "320:180:0:180", "320,360,11,"},
-        {"only", nullptr, "320:180:0:0", "320,180,11,"},
-    };
-    for (const Case &c : kCases) {
-        SCOPED_TRACE(c.matte);
-        const Outcome made =
-            Shell(Text(TP_PROGRAM " stinger -t Erase_slide --size 320x180 -d 11f -o ", film,
-                       " --matte ", c.matte));
-        ASSERT_EQ(made.status, 0) << made.output;
-        EXPECT_EQ(Probe(film, "width,height,nb_read_frames"), c.size);
+    for (const auto &[matte, width, height, left, top] : {Case{"beside", 640, 180, 320, 0},
+                                                          {"below", 320, 360, 0, 180},
+                                                          {"only", 320, 180, 0, 0}}) {
+        SCOPED_TRACE(matte);
+        Output(TP_PROGRAM " stinger -t Erase_slide --size 320x180 -d 11f -o ", file, " --matte ",
+               matte);
+        const Film film = Decode(file, "-c:v libvpx-vp9"); // which decodes transparency
+        ASSERT_EQ(film.frames.size(), 11u);
+        ASSERT_TRUE(film.width == width && film.height == height);
         // Half of the picture is B in the middle, uncovered from the left.
         for (const int frame : {0, 5, 10}) {
-            const Part part = PartOf(film, frame, c.part);
+            const Part part = PartOf(film, frame, left, top);
             EXPECT_NEAR(part.brightness, 255 * frame / 10.0, 3) << frame;
             EXPECT_EQ(part.least, 255) << frame;
-            if (c.fill) {
-                EXPECT_EQ(PartOf(film, frame, c.fill).most, 0) << frame;
-            }
+            EXPECT_TRUE(left + top == 0 || PartOf(film, frame, 0, 0).most == 0) << frame;
         }
     }
 }
 
 TEST(Stinger, IsRefusedWithTheReason) {
-    const Folder folder;
-    const std::pair<const char *, const char *> kCases[] = {
+    const WorkingFolder folder;
+    const Answer kAnswers[] = {
         {"-t Push -o x.webm", "\"Push\" has no luma map: it shows pixels"},
         {"-t Bar -o x.mp4", "which .webm and .mov hold"},
         {"-t Bar -o x.webm -d 0", "give two frames or more"},
         {"-t Bar -o x.webm --matte left", "there are beside, below, only"},
         {"-t Bar -o x.webm --ease odd", "--ease odd: there are linear"},
     };
-    for (const auto &[arguments, says] : kCases) {
-        const Outcome outcome = Shell(Text(
-            "cd ", folder.path.string(), " && " TP_PROGRAM " stinger --size 320x180 ", arguments));
-        EXPECT_EQ(outcome.status, 1) << arguments;
-        EXPECT_NE(outcome.output.find(says), std::string::npos) << outcome.output;
-    }
-    EXPECT_TRUE(std::filesystem::is_empty(folder.path));
+    ExpectAnswers(TP_PROGRAM " stinger --size 320x180", kAnswers);
+    EXPECT_TRUE(std::filesystem::is_empty("."));
 }
 
 } // namespace

@@ -60,20 +60,17 @@ std::string Picture(int number, const std::array<int, 4> &alphas = {255, 255, 25
     return bytes;
 }
 
-/// A film as its frames in red, green, blue and alpha.
-struct Film {
-    int width = 0, height = 0;
-    std::vector<std::string> frames;
-
+/// A film of such pictures.
+struct NumberedFilm : Film {
     /// The mean of 5 by 5 pixels around a point given in parts of the picture.
     Colour At(std::size_t frame, double x, double y) const {
         Colour sum = {};
-        for (int dy = -2; dy <= 2; ++dy)
-            for (int dx = -2; dx <= 2; ++dx)
-                for (int i = 0; i < 4; ++i)
-                    sum[i] += std::uint8_t(
-                        frames[frame]
-                              [((int(y * height) + dy) * width + int(x * width) + dx) * 4 + i]);
+        for (int i = 0; i < 25; ++i) {
+            const Colour pixel =
+                Pixel(frame, int(x * width) + i % 5 - 2, int(y * height) + i / 5 - 2);
+            for (int c = 0; c < 4; ++c)
+                sum[c] += pixel[c];
+        }
         for (int &value : sum)
             value = (value + 12) / 25;
         return sum;
@@ -100,27 +97,8 @@ struct Film {
     }
 };
 
-/// What ffmpeg decodes of a file.
-Film Load(const std::string &file, const std::string &options = "") {
-    const std::string pam = Shell(Text("ffmpeg -v fatal ", options, " -i ", file,
-                                       " -map 0:v:0 -vsync passthrough -sws_flags "
-                                       "accurate_rnd+full_chroma_int+bilinear -pix_fmt rgba "
-                                       "-c:v pam -f image2pipe -"))
-                                .output;
-    Film film;
-    for (std::size_t at = 0; at < pam.size();) {
-        int start = 0;
-        if (std::sscanf(
-                pam.c_str() + at,
-                "P7\nWIDTH %d\nHEIGHT %d\nDEPTH 4\nMAXVAL 255\nTUPLTYPE RGB_ALPHA\nENDHDR%n",
-                &film.width, &film.height, &start) != 2 ||
-            !start)
-            break;
-        const std::size_t size = std::size_t(film.width) * film.height * 4;
-        film.frames.push_back(pam.substr(at + start + 1, size));
-        at += start + 1 + size;
-    }
-    return film;
+NumberedFilm Load(const std::string &file) {
+    return {Decode(file)};
 }
 
 void ExpectNear(const Colour &colour, const Colour &expected, int tolerance,
@@ -140,23 +118,16 @@ struct Beeps {
 };
 
 /// The places at which sound begins after a tenth of a second of silence.
-Beeps Listen(const std::string &file, const std::string &folder) {
+Beeps Listen(const std::string &file) {
     constexpr int kRate = 48000;
-    const std::string raw = folder + "/sound.raw";
     const double picture = std::atof(Probe(file, "start_time").c_str());
-    Shell(Text("ffmpeg -v fatal -y -copyts -i ", file,
-               " -map 0:a:0 -af aresample=async=1:first_pts=0 -ac 1 -ar ", kRate, " -f f32le ",
-               raw));
-    const std::string bytes = Read(raw);
-    fs::remove(raw);
-    const std::size_t samples = bytes.size() / sizeof(float);
+    const std::vector<float> samples =
+        Samples(Text("-copyts -i ", file, " -map 0:a:0 -af aresample=async=1:first_pts=0"), kRate);
     Beeps beeps;
-    beeps.length = double(samples) / kRate;
+    beeps.length = double(samples.size()) / kRate;
     double last = -1;
-    for (std::size_t i = 0; i < samples; ++i) {
-        float sample = 0;
-        std::memcpy(&sample, &bytes[i * sizeof sample], sizeof sample);
-        if (std::abs(sample) < 0.1)
+    for (std::size_t i = 0; i < samples.size(); ++i) {
+        if (std::abs(samples[i]) < 0.1)
             continue;
         const double now = double(i) / kRate;
         if (now > last + 0.1)
@@ -188,17 +159,16 @@ struct Making {
 class Matrix : public testing::Test {
 protected:
     static void SetUpTestSuite() {
-        folder = new Folder;
-        Make(*folder / "b.mkv",
+        folder = new WorkingFolder;
+        Make("b.mkv",
              {.video = "-c:v ffv1", .audio = "-ac 1 -ar 44100 -c:a pcm_s16le", .first = kSecond});
     }
     static void TearDownTestSuite() { delete folder; }
-    static std::string file(const std::string &name) { return *folder / name; }
 
     /// Raw pictures with numbers from `first` on.
     static std::string Master(int first, const std::array<int, 4> &alphas = {255, 255, 255, 255},
                               int count = kFrames) {
-        const std::string name = Text(*folder / "master", first, '-', alphas[0], '-', count);
+        const std::string name = Text("master", first, '-', alphas[0], '-', count);
         if (!fs::exists(name)) {
             std::ofstream out(name, std::ios::binary);
             for (int i = 0; i < count; ++i)
@@ -224,17 +194,17 @@ protected:
         Must(TP_PROGRAM " render -q -t Push -d ", kOverlap, "f ", arguments...);
     }
     /// The clip, the second clip and the clip again, without loss.
-    static Film RenderAround(const std::string &clip, const std::string &output) {
-        Render(clip, " ", file("b.mkv"), " ", clip, " -o ", output);
+    static NumberedFilm RenderAround(const std::string &clip, const std::string &output) {
+        Render(clip, " b.mkv ", clip, " -o ", output);
         return Load(output.substr(0, output.find(' ')));
     }
 
-    static inline Folder *folder;
+    static inline WorkingFolder *folder;
 };
 
 /// What a film of the clip, the second clip and the clip must show: in front of the first overlap,
 /// at its ends, and after the last one the frames are the clips' own.
-void ExpectJoined(const Film &film, double rate, int first = 0, int frames = kFrames) {
+void ExpectJoined(const NumberedFilm &film, double rate, int first = 0, int frames = kFrames) {
     const int second = int(std::lround(kFrames / 25.0 * rate));
     const std::vector<int> numbers = film.Numbers();
     ASSERT_EQ(int(numbers.size()), 2 * frames + second - 2 * kOverlap);
@@ -307,18 +277,18 @@ TEST_F(Matrix, FramesAndSoundKeepTheirTimes) {
     };
     for (const auto &[name, making, channels, skipped] : kCases) {
         SCOPED_TRACE(name);
-        Make(file(name), making);
-        const Film film = RenderAround(file(name), file("o.mkv --codec ffv1"));
+        Make(name, making);
+        const NumberedFilm film = RenderAround(name, "o.mkv --codec ffv1");
         ExpectJoined(film, making.rate, skipped, kFrames - skipped);
         const double all = double(film.frames.size()), rate = making.rate;
-        const Beeps beeps = Listen(file("o.mkv"), folder->path);
+        const Beeps beeps = Listen("o.mkv");
         std::vector<double> starts = {(kFrames - skipped - kOverlap) / rate + kBeepFrame / 25.0};
         if (!making.audio.empty())
             starts = {(kBeepFrame - skipped) / rate, starts[0],
                       (all - kFrames + kBeepFrame) / rate};
         ExpectBeeps(beeps, starts);
         EXPECT_NEAR(beeps.length, all / rate, 0.05);
-        EXPECT_EQ(Probe(file("o.mkv"), "channels", "a:0"), Text(channels, ","));
+        EXPECT_EQ(Probe("o.mkv", "channels", "a:0"), Text(channels, ","));
     }
 }
 
@@ -357,16 +327,16 @@ std::string Displayed(std::string mp4, int value) {
 }
 
 TEST_F(Matrix, OrientationsAreUpright) {
-    Make(file("flat.mp4"), {.video = "-c:v libx264 -crf 10 -pix_fmt yuv420p"});
-    Must("ffmpeg -v error -i ", file("flat.mp4"), " -frames:v 1 -q:v 1 ", file("flat.jpg"));
+    Make("flat.mp4", {.video = "-c:v libx264 -crf 10 -pix_fmt yuv420p"});
+    Must("ffmpeg -v error -i flat.mp4 -frames:v 1 -q:v 1 flat.jpg");
     for (const char *name : {"turned.mp4", "turned.jpg"})
         for (int value = 1; value <= 8; ++value) {
             SCOPED_TRACE(Text(name, ", orientation ", value));
             const bool isStill = name[7] == 'j';
-            const std::string flat = Read(file(isStill ? "flat.jpg" : "flat.mp4"));
-            Write(file(name), isStill ? Oriented(flat, value) : Displayed(flat, value));
-            Render(file(name), " ", file(name), " -o ", file("o.mkv --codec ffv1"), " --still 12f");
-            const Film film = Load(file("o.mkv"));
+            const std::string flat = Read(isStill ? "flat.jpg" : "flat.mp4");
+            Write(name, isStill ? Oriented(flat, value) : Displayed(flat, value));
+            Render(name, " ", name, " -o o.mkv --codec ffv1 --still 12f");
+            const NumberedFilm film = Load("o.mkv");
             const auto &[a, b, c, d] = kOrientations[value - 1];
             EXPECT_EQ(film.width, a ? kWidth : kHeight);
             EXPECT_EQ(film.height, a ? kHeight : kWidth);
@@ -422,8 +392,8 @@ TEST_F(Matrix, ColoursAreThoseOfTheClip) {
     for (const auto &[name, video, tolerance] : kCases)
         for (const char *path : {"yuv", "rgb"}) {
             SCOPED_TRACE(Text(name, ", path ", path));
-            Make(file(name), {.video = video});
-            const Film film = RenderAround(file(name), file("o.mkv --codec ffv1 --path ") + path);
+            Make(name, {.video = video});
+            const NumberedFilm film = RenderAround(name, Text("o.mkv --codec ffv1 --path ", path));
             ExpectJoined(film, 25);
             for (const std::size_t frame : {std::size_t(0), std::size_t(25)}) // the second clip too
                 for (int corner = 0; corner < 4 && frame < film.frames.size(); ++corner)
@@ -437,13 +407,13 @@ TEST_F(Matrix, BlackIsBlackOfTheResult) {
     for (const char *range : {"tv", "pc"})
         for (const char *path : {"yuv", "rgb"}) {
             SCOPED_TRACE(Text(range, ' ', path));
-            Make(file("full.mkv"),
+            Make("full.mkv",
                  {.video = Text("-vf scale=128:64:out_color_matrix=bt709:out_range=", range,
                                 ",format=yuv420p -colorspace bt709 -color_range ", range,
                                 " -c:v ffv1")});
-            Must(TP_PROGRAM " render -q -t Turn -d 5f --path ", path, ' ', file("full.mkv"), ' ',
-                 file("b.mkv"), " -o ", file("o.mkv --codec ffv1"));
-            const Film film = Load(file("o.mkv"));
+            Must(TP_PROGRAM " render -q -t Turn -d 5f --path ", path,
+                 " full.mkv b.mkv -o o.mkv --codec ffv1");
+            const NumberedFilm film = Load("o.mkv");
             ASSERT_EQ(film.frames.size(), 35u);
             ExpectNear(film.At(17, 0.5, 0.05), {0, 0, 0, 255}, 2, "half-way");
             ExpectNear(film.At(30, 0.04, 0.5), {0, 0, 0, 255}, 2, "bar");
@@ -473,9 +443,9 @@ TEST_F(Matrix, AlphaOfEveryCodecIsKept) {
     };
     for (const auto &[name, video, expected] : kCases) {
         SCOPED_TRACE(name);
-        Must("ffmpeg -v error -y -r 25 ", Master(0, alphas), video, " ", file(name));
-        Render("--path rgb ", file(name), " ", file(name), " -o ", file("o.mov --codec qtrle"));
-        const Film film = Load(file("o.mov"));
+        Must("ffmpeg -v error -y -r 25 ", Master(0, alphas), video, " ", name);
+        Render("--path rgb ", name, " ", name, " -o o.mov --codec qtrle");
+        const NumberedFilm film = Load("o.mov");
         ASSERT_EQ(film.frames.size(), std::size_t(2 * kFrames - kOverlap));
         EXPECT_EQ(film.Number(34), 19);
         for (const std::size_t frame : {std::size_t(0), film.frames.size() - 1})
@@ -516,20 +486,20 @@ TEST_F(Matrix, StillsAreRead) {
     for (const auto &[name, options, tolerance] : kCases) {
         SCOPED_TRACE(name);
         Must("ffmpeg -v error -y ", Master(7, {255, 255, 255, 255}, 1), " -frames:v 1 ", options,
-             " ", file(name));
+             " ", name);
         if (std::string(name) == "cut.jpg")
-            fs::resize_file(file(name), fs::file_size(file(name)) - 2);
+            fs::resize_file(name, fs::file_size(name) - 2);
         if (std::string(name) == "more.png")
-            std::ofstream(file(name), std::ios::app) << "and more";
-        Render("--still 12f ", file(name), " ", file(name), " -o ", file("o.mkv --codec ffv1"));
-        const Film film = Load(file("o.mkv"));
+            std::ofstream(name, std::ios::app) << "and more";
+        Render("--still 12f ", name, " ", name, " -o o.mkv --codec ffv1");
+        const NumberedFilm film = Load("o.mkv");
         ASSERT_EQ(film.frames.size(), 19u);
         EXPECT_EQ(film.Number(0), 7);
         EXPECT_EQ(film.Number(18), 7);
         for (int corner = 0; corner < 4; ++corner)
             ExpectNear(film.Corner(0, corner), kCorners[corner], tolerance,
                        Text("corner ", corner));
-        fs::remove(file("o.mkv"));
+        fs::remove("o.mkv");
     }
 }
 
@@ -538,9 +508,7 @@ double Combing(const Film &film, std::size_t frame) {
     double sum = 0;
     for (int y = 1; y + 1 < film.height; ++y)
         for (int x = 0; x < film.width; ++x) {
-            const auto level = [&](int row) {
-                return int(std::uint8_t(film.frames[frame][(row * film.width + x) * 4 + 1]));
-            };
+            const auto level = [&](int row) { return film.Pixel(frame, x, row)[1]; };
             sum += std::abs(level(y) - (level(y - 1) + level(y + 1)) / 2);
         }
     return sum / film.width / film.height;
@@ -549,7 +517,7 @@ double Combing(const Film &film, std::size_t frame) {
 // A bar of 24 pixels that moves by 8 from field to field.
 TEST_F(Matrix, InterlacedClipsBecomeProgressive) {
     for (const char *field : {"top", "bottom"}) {
-        const std::string name = file("fields.mkv");
+        const std::string name = "fields.mkv";
         Must("ffmpeg -v error -y -f lavfi -i \"color=black:s=96x64:r=50:d=0.8,format=yuv420p,"
              "geq=lum='if(between(mod(X-N*8,96),0,24),235,16)':cb=128:cr=128,"
              "tinterlace=interleave_",
@@ -557,15 +525,14 @@ TEST_F(Matrix, InterlacedClipsBecomeProgressive) {
              "\" -c:v ffv1 -flags +ildct -field_order ", field[0] == 't' ? "tt" : "bb", " ", name);
         for (const bool kept : {false, true}) {
             SCOPED_TRACE(Text(field, kept ? " kept" : " removed"));
-            Render(kept ? "--interlaced keep " : "", name, " ", name, " -o ",
-                   file("o.mkv --codec ffv1"));
-            const Film film = Load(file("o.mkv"));
+            Render(kept ? "--interlaced keep " : "", name, " ", name, " -o o.mkv --codec ffv1");
+            const NumberedFilm film = Load("o.mkv");
             ASSERT_EQ(film.frames.size(), 35u);
             for (const std::size_t frame : {3, 31})
                 EXPECT_EQ(Combing(film, frame) > 15, kept) << Combing(film, frame);
-            EXPECT_EQ(Probe(file("o.mkv"), "field_order"), !kept             ? "progressive,"
-                                                           : field[0] == 't' ? "tt,"
-                                                                             : "bb,");
+            EXPECT_EQ(Probe("o.mkv", "field_order"), !kept             ? "progressive,"
+                                                     : field[0] == 't' ? "tt,"
+                                                                       : "bb,");
         }
     }
 }
@@ -584,7 +551,7 @@ double Signal(bool isPq, double level) {
 TEST_F(Matrix, HdrIsNeverMislabelled) {
     const double nits[] = {0, 1, 10, 50, 200};
     for (const bool isPq : {true, false}) {
-        const std::string name = file(isPq ? "pq.mkv" : "hlg.mkv"), output = file("o.mkv");
+        const std::string name = isPq ? "pq.mkv" : "hlg.mkv", second = "b.mkv", output = "o.mkv";
         std::string bars;
         for (int i = 0; i < 5; ++i)
             bars += Text(
@@ -600,11 +567,11 @@ TEST_F(Matrix, HdrIsNeverMislabelled) {
         for (const bool isFirst : {false, true}) {
             SCOPED_TRACE(Text(isPq ? "PQ" : "HLG", isFirst ? " first" : " second"));
             const Outcome run =
-                Shell(Text(TP_PROGRAM " render -t Push -d 5f ", isFirst ? name : file("b.mkv"), ' ',
-                           isFirst ? file("b.mkv") : name, " -o ", output, " --codec ffv1"));
+                Shell(Text(TP_PROGRAM " render -t Push -d 5f ", isFirst ? name : second, ' ',
+                           isFirst ? second : name, " -o ", output, " --codec ffv1"));
             ASSERT_EQ(run.status, 0) << run.output;
             EXPECT_NE(run.output.find("tone"), std::string::npos) << run.output;
-            const Film film = Load(output);
+            const NumberedFilm film = Load(output);
             ASSERT_EQ(film.frames.size(), 35u);
             EXPECT_EQ(Probe(output, "color_transfer,color_primaries").find("bt2020"),
                       std::string::npos);
@@ -630,7 +597,7 @@ TEST_F(Matrix, HdrIsNeverMislabelled) {
 // ---------------------------------------------------------------------------------------------
 
 TEST_F(Matrix, EveryContainerGetsPicturesAndSound) {
-    Make(file("c.mkv"), {.video = "-c:v ffv1", .audio = "-ac 2 -c:a pcm_s16le"});
+    Make("c.mkv", {.video = "-c:v ffv1", .audio = "-ac 2 -c:a pcm_s16le"});
     const struct {
         const char *name, *options, *codecs; ///< what ffprobe calls them
     } kCases[] = {
@@ -652,16 +619,13 @@ TEST_F(Matrix, EveryContainerGetsPicturesAndSound) {
     };
     for (const auto &[name, options, codecs] : kCases) {
         SCOPED_TRACE(Text(name, ' ', options));
-        Render(file("c.mkv"), ' ', file("b.mkv"), ' ', file("c.mkv"), " -o ", file(name), ' ',
-               options);
-        ExpectJoined(Load(file(name)), 25);
-        ExpectBeeps(Listen(file(name), folder->path), {0.4, 1.0, 1.6});
-        EXPECT_EQ(
-            (Probe(file(name), "codec_name") + Probe(file(name), "codec_name", "a:0")).find(codecs),
-            0u);
-        EXPECT_EQ(Probe(file(name), "channels", "a:0").find("2,"), 0u);
+        Render("c.mkv b.mkv c.mkv -o ", name, ' ', options);
+        ExpectJoined(Load(name), 25);
+        ExpectBeeps(Listen(name), {0.4, 1.0, 1.6});
+        EXPECT_EQ((Probe(name, "codec_name") + Probe(name, "codec_name", "a:0")).find(codecs), 0u);
+        EXPECT_EQ(Probe(name, "channels", "a:0").find("2,"), 0u);
     }
-    EXPECT_EQ(Probe(file("q.mp4"), "codec_tag_string"), "hvc1,");
+    EXPECT_EQ(Probe("q.mp4", "codec_tag_string"), "hvc1,");
 }
 
 // Twelve clips of 16 pictures: every number tells the clip and the picture in it.
@@ -669,19 +633,19 @@ TEST_F(Matrix, TwelveClipsInOneCommand) {
     constexpr int kClips = 12, kStep = kFrames - kOverlap;
     std::string clips;
     for (int i = 0; i < kClips; ++i) {
-        const std::string name = file(Text("t", i, i % 2 ? ".mp4" : ".mkv"));
+        const std::string name = Text("t", i, i % 2 ? ".mp4" : ".mkv");
         Make(name, {.video = "-c:v libx264 -preset ultrafast -crf 10 -pix_fmt yuv420p",
                     .audio = i % 2 ? "-ar 44100 -c:a aac" : "-ar 32000 -c:a flac",
                     .first = 20 * i});
         clips += name + ' ';
     }
-    Must(TP_PROGRAM " render -q ", clips, "-t any --seed 3 -d 5f -o ", file("o.mkv --codec ffv1"));
-    const std::vector<int> numbers = Load(file("o.mkv")).Numbers();
+    Must(TP_PROGRAM " render -q ", clips, "-t any --seed 3 -d 5f -o o.mkv --codec ffv1");
+    const std::vector<int> numbers = Load("o.mkv").Numbers();
     ASSERT_EQ(int(numbers.size()), kClips * kStep + kOverlap);
     for (int clip = 0; clip < kClips; ++clip)
         for (int i = clip ? kOverlap : 0; i < (clip + 1 < kClips ? kStep : kFrames); ++i)
             EXPECT_EQ(numbers[clip * kStep + i], 20 * clip + i);
-    const Beeps beeps = Listen(file("o.mkv"), folder->path);
+    const Beeps beeps = Listen("o.mkv");
     std::vector<double> starts(kClips);
     for (int clip = 0; clip < kClips; ++clip)
         starts[clip] = (clip * kStep + kBeepFrame) / 25.0;
@@ -707,21 +671,20 @@ TEST_F(Matrix, MemoryDoesNotGrowWithClipsOrOverlaps) {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
     GTEST_SKIP() << "sanitizers keep what was freed";
 #endif
-    Must("ffmpeg -v error -f lavfi -i testsrc=s=3000x2000 -frames:v 1 ", file("photo.jpg"),
-         " && ffmpeg -v error -f lavfi -i testsrc=s=640x360:r=25:d=8 -c:v libx264 "
-         "-preset ultrafast ",
-         file("long.mp4"));
+    Must("ffmpeg -v error -f lavfi -i testsrc=s=3000x2000 -frames:v 1 photo.jpg && ffmpeg -v error "
+         "-f lavfi -i testsrc=s=640x360:r=25:d=8 -c:v libx264 "
+         "-preset ultrafast long.mp4");
     const auto photos = [](int count) {
         std::string names;
         for (int i = 0; i < count; ++i)
-            names += file("photo.jpg ");
+            names += "photo.jpg ";
         return PeakMemory(Text(TP_PROGRAM " render -q -t Push -d 2f --still 5f --size 96x64 ",
-                               names, "-o ", file("o.mkv")));
+                               names, "-o o.mkv"));
     };
     EXPECT_LT(photos(40), photos(5) + 40); // a photo is 9 MiB at least
     const auto overlap = [](const char *length) {
-        return PeakMemory(Text(TP_PROGRAM " render -q -t Push -d ", length, ' ', file("long.mp4 "),
-                               file("long.mp4"), " --preset ultrafast -o ", file("o.mkv")));
+        return PeakMemory(Text(TP_PROGRAM " render -q -t Push -d ", length,
+                               " long.mp4 long.mp4 --preset ultrafast -o o.mkv"));
     };
     EXPECT_LT(overlap("7.5"), overlap("0.5") + 30); // seven seconds are 58 MiB
 }

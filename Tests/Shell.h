@@ -5,13 +5,18 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <span>
 #include <sstream>
 #include <string>
 #include <sys/wait.h>
+#include <vector>
 
 /// The parts written one behind the other.
 template<class... Part>
@@ -51,6 +56,43 @@ void Must(const Part &...parts) {
     EXPECT_TRUE(run.status == 0 && run.output.empty()) << Text(parts...) << '\n' << run.output;
 }
 
+/// What a command that succeeds says.
+template<class... Part>
+std::string Output(const Part &...parts) {
+    const Outcome run = Shell(Text(parts...));
+    EXPECT_EQ(run.status, 0) << Text(parts...) << '\n' << run.output;
+    return run.output;
+}
+
+#ifdef TP_PROGRAM
+/// The program with these arguments.
+template<class... Part>
+Outcome Program(const Part &...arguments) {
+    return Shell(Text(TP_PROGRAM " ", arguments...));
+}
+#endif
+
+/// What a command says to these arguments, in part, and the status that it ends with.
+struct Answer {
+    std::string arguments, says;
+    int status = 1;
+};
+
+/// Runs a command with each row's arguments. What is wrong is said in one line.
+inline void ExpectAnswers(const std::string &command, std::span<const Answer> answers) {
+    for (const auto &[arguments, says, status] : answers) {
+        const Outcome outcome = Shell(Text(command, ' ', arguments));
+        EXPECT_EQ(outcome.status, status) << arguments;
+        EXPECT_NE(outcome.output.find(says), std::string::npos)
+            << arguments << '\n'
+            << outcome.output << "lacks: " << says;
+        EXPECT_TRUE(status == 0 || (std::ranges::count(outcome.output, '\n') == 1 &&
+                                    outcome.output.starts_with("transitions: ")))
+            << arguments << '\n'
+            << outcome.output;
+    }
+}
+
 /// What ffprobe says of a stream of a file, each value with a comma behind it.
 inline std::string Probe(const std::string &file, const std::string &entries,
                          const std::string &stream = "v:0") {
@@ -62,6 +104,51 @@ inline std::string Probe(const std::string &file, const std::string &entries,
     return text;
 }
 
+/// A film as its frames' pixels in red, green, blue and alpha.
+struct Film {
+    int width = 0, height = 0;
+    std::vector<std::string> frames;
+
+    std::array<int, 4> Pixel(std::size_t frame, int x, int y) const {
+        std::array<int, 4> pixel = {};
+        for (std::size_t i = 0; i < 4; ++i)
+            pixel[i] = std::uint8_t(frames[frame][(std::size_t(y) * width + x) * 4 + i]);
+        return pixel;
+    }
+};
+
+/// What ffmpeg decodes of a file; options stand in front of it.
+inline Film Decode(const std::string &file, const std::string &options = "") {
+    const std::string pam = Shell(Text("ffmpeg -v fatal ", options, " -i ", file,
+                                       " -map 0:v:0 -vsync passthrough -sws_flags "
+                                       "accurate_rnd+full_chroma_int+bilinear -pix_fmt rgba "
+                                       "-c:v pam -f image2pipe -"))
+                                .output;
+    Film film;
+    for (std::size_t at = 0; at < pam.size();) {
+        int start = 0;
+        if (std::sscanf(
+                pam.c_str() + at,
+                "P7\nWIDTH %d\nHEIGHT %d\nDEPTH 4\nMAXVAL 255\nTUPLTYPE RGB_ALPHA\nENDHDR%n",
+                &film.width, &film.height, &start) != 2 ||
+            !start)
+            break;
+        const std::size_t size = std::size_t(film.width) * film.height * 4;
+        film.frames.push_back(pam.substr(at + start + 1, size));
+        at += start + 1 + size;
+    }
+    return film;
+}
+
+/// Mono samples that ffmpeg makes of the sound of its inputs.
+inline std::vector<float> Samples(const std::string &inputs, int rate) {
+    const std::string bytes =
+        Shell(Text("ffmpeg -v fatal ", inputs, " -ac 1 -ar ", rate, " -f f32le -")).output;
+    std::vector<float> samples(bytes.size() / sizeof(float));
+    std::memcpy(samples.data(), bytes.data(), samples.size() * sizeof(float));
+    return samples;
+}
+
 /// A folder that goes with its owner.
 struct Folder {
     std::filesystem::path path;
@@ -71,4 +158,10 @@ struct Folder {
     }
     ~Folder() { std::filesystem::remove_all(path); }
     std::string operator/(const std::string &name) const { return (path / name).string(); }
+};
+
+/// One in which the test and its commands work, so that names need no folder.
+struct WorkingFolder : Folder {
+    WorkingFolder() { std::filesystem::current_path(path); }
+    ~WorkingFolder() { std::filesystem::current_path("/"); }
 };

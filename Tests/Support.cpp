@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <new>
+#include <stdexcept>
 #include <sys/mman.h>
 #include <unistd.h>
 #include <utility>
@@ -59,6 +60,11 @@ TransParam MakeParam(double total, double current) {
 
 namespace {
 
+void ExpectUnchanged(const TransParam &before, const TransParam &after) {
+    if (std::memcmp(&before, &after, sizeof before) != 0)
+        throw std::logic_error("the parameters changed");
+}
+
 std::array<GuardedBuffer, 3> MakePlanes(const Geometry &g, bool atStart) {
     const auto luma = std::size_t(g.pitch) * std::size_t(g.height);
     const auto chroma = g.fullChroma ? luma : std::size_t(g.pitchUV) * ((g.height + 1) / 2);
@@ -80,7 +86,13 @@ PlanarCall::PlanarCall(const Geometry &g, std::uint64_t seed, bool atStart)
 }
 
 void PlanarCall::Draw(TransFuncYUV function, const TransParam &param) {
+    YUVImage before[3];
+    std::memcpy(before, records.data(), sizeof before);
+    const TransParam given = param;
     function(records.data(), &records[1], &records[2], &param);
+    if (std::memcmp(before, records.data(), sizeof before) != 0)
+        throw std::logic_error("a record changed");
+    ExpectUnchanged(given, param);
 }
 
 std::span<std::uint8_t> PlanarCall::Plane(int image, int plane) const {
@@ -103,5 +115,7 @@ PackedCall::~PackedCall() {
 }
 
 void PackedCall::Draw(TransFuncRGB function, const TransParam &param) {
+    const TransParam given = param;
     function(handles[0], handles[1], handles[2], &param);
+    ExpectUnchanged(given, param);
 }

@@ -54,7 +54,8 @@ struct Geometry {
 
 TransParam MakeParam(double total, double current);
 
-/// One call's three frames in either layout: image 0 is the output, 1 and 2 the inputs.
+/// One call's three frames in either layout: image 0 is the output, 1 and 2 the inputs. Drawing
+/// throws std::logic_error when a record of the call changes.
 class PlanarCall {
 public:
     /// Contents depend on the seed, the image and the plane; the output has random contents too.

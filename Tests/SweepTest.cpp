@@ -9,9 +9,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
-#include <cstring>
 #include <limits>
-#include <memory>
+#include <optional>
 #include <string_view>
 #include <vector>
 
@@ -150,143 +149,75 @@ std::vector<Function> Functions() {
     return functions;
 }
 
-bool SameBytes(const void *a, const void *b, std::size_t size) {
-    return std::memcmp(a, b, size) == 0;
-}
+using Bytes = std::vector<std::uint8_t>;
 
-/// Room for one plane of each image that is laid out anew for every size, against the inaccessible
-/// page before it or behind it.
-class Room {
-public:
-    explicit Room(std::size_t most) : atEnd(most), atStart(most, true) {}
-    std::span<std::uint8_t> Take(std::size_t size, bool start) {
-        return start ? atStart.Bytes().first(size) : atEnd.Bytes().last(size);
-    }
-
-private:
-    GuardedBuffer atEnd;
-    GuardedBuffer atStart;
-};
-
-/// The three frames of a call in either layout, in rooms that are used again for every size.
+/// The three frames of a call in either layout.
 class Frames {
 public:
-    static constexpr std::size_t kMost = 1 << 20;
-
-    Frames() {
-        for (int i = 0; i < 9; ++i)
-            rooms.push_back(std::make_unique<Room>(kMost));
-    }
-
-    void Lay(const Function &function, Size frameSize, int padding, bool atStart) {
-        size = frameSize;
-        const bool packed = function.rgb != nullptr;
-        pitch = packed ? size.width * 4 : size.width + padding;
-        chromaWidth = (size.width + 1) / 2;
-        pitchUV = chromaWidth + padding / 4; // below half of the luma's
-        chromaHeight = (size.height + 1) / 2;
+    Frames(const Function &called, Size size, int padding, bool atStart) : function(called) {
+        const auto [w, h] = size;
+        if (function.rgb) {
+            packed.emplace(w, h, w, atStart);
+            planes = {{w * 4, w * 4, h}};
+            return;
+        }
+        Geometry geometry = {w, h, w + padding, (w + 1) / 2 + padding / 4}; // below half of luma's
+        planes = {{w, geometry.pitch, h}};
         if (function.fullChroma) {
-            pitchUV = pitch;
-            chromaWidth = size.width;
-            chromaHeight = size.height;
-        }
-        planeCount = packed ? 1 : 3;
-        for (int image = 0; image < 3; ++image)
-            for (int p = 0; p < planeCount; ++p) {
-                const auto bytes =
-                    std::size_t(p ? pitchUV : pitch) * std::size_t(p ? chromaHeight : size.height);
-                planes[image][p] = rooms[image * 3 + p]->Take(bytes, atStart);
-                FillRandom(planes[image][p], std::uint64_t(image) * 77 + p + size.width);
-            }
+            geometry = {w, h, w + padding, w + padding, true};
+            planes.insert(planes.end(), 2, planes[0]);
+        } else
+            planes.insert(planes.end(), 2, {(w + 1) / 2, geometry.pitchUV, (h + 1) / 2});
+        planar.emplace(geometry, w, atStart);
     }
 
-    void Call(const Function &function, const TransParam &param) {
+    void Call(const TransParam &param) {
         std::srand(11);
-        const TransParam before = param;
-        if (function.yuv) {
-            YUVImage records[3];
-            for (int i = 0; i < 3; ++i)
-                records[i] = {nullptr,
-                              planes[i][0].data(),
-                              planes[i][1].data(),
-                              planes[i][2].data(),
-                              nullptr,
-                              size.width,
-                              size.height,
-                              pitch,
-                              pitchUV,
-                              pitchUV};
-            YUVImage kept[3];
-            std::memcpy(kept, records, sizeof kept);
-            function.yuv(&records[0], &records[1], &records[2], &param);
-            EXPECT_TRUE(SameBytes(kept, records, sizeof kept)) << "a record changed";
-        } else {
-            void *handles[3];
-            for (int i = 0; i < 3; ++i)
-                handles[i] = DIWrap(planes[i][0].data(), size.width, size.height);
-            function.rgb(handles[0], handles[1], handles[2], &param);
-            for (void *handle : handles)
-                DIDestroy(handle);
-        }
-        EXPECT_TRUE(SameBytes(&before, &param, sizeof param)) << "the parameters changed";
+        planar ? planar->Draw(function.yuv, param) : packed->Draw(function.rgb, param);
     }
 
-    std::vector<std::uint8_t> Bytes(int image) const {
-        std::vector<std::uint8_t> bytes;
-        for (int p = 0; p < planeCount; ++p)
-            bytes.insert(bytes.end(), planes[image][p].begin(), planes[image][p].end());
+    /// All of an image, and the output with these bytes.
+    Bytes Copy(int image) const {
+        Bytes bytes;
+        for (int p = 0; p < int(planes.size()); ++p) {
+            const auto plane = Plane(image, p);
+            bytes.insert(bytes.end(), plane.begin(), plane.end());
+        }
         return bytes;
     }
-
-    void Restore(int image, const std::vector<std::uint8_t> &bytes) {
-        const std::uint8_t *from = bytes.data();
-        for (int p = 0; p < planeCount; ++p) {
-            std::copy_n(from, planes[image][p].size(), planes[image][p].begin());
-            from += planes[image][p].size();
-        }
+    void Restore(const Bytes &bytes) const {
+        auto from = bytes.begin();
+        for (int p = 0; p < int(planes.size()); ++p)
+            for (std::uint8_t &byte : Plane(0, p))
+                byte = *from++;
     }
 
-    /// Whether the visible part of the output equals an input's.
-    bool Shows(int input) const {
-        for (int p = 0; p < planeCount; ++p)
-            for (int y = 0; y < Rows(p); ++y)
-                if (std::memcmp(Row(0, p, y), Row(input, p, y), VisibleBytes(p)) != 0)
-                    return false;
-        return true;
-    }
-
-    /// Whether the output's padding is as it was.
-    bool PaddingIs(const std::vector<std::uint8_t> &before) const {
-        std::size_t offset = 0;
-        for (int p = 0; p < planeCount; ++p)
-            for (int y = 0; y < Rows(p); ++y, offset += Pitch(p))
-                if (std::memcmp(Row(0, p, y) + VisibleBytes(p),
-                                before.data() + offset + VisibleBytes(p),
-                                Pitch(p) - VisibleBytes(p)) != 0)
+    /// Whether two images are the same, in the picture or in the padding beside it.
+    enum Part { Picture, Padding };
+    bool AreSame(Part part, const Bytes &one, const Bytes &other) const {
+        auto a = one.begin(), b = other.begin();
+        for (const auto &[visible, pitch, rows] : planes)
+            for (int y = 0; y < rows; ++y, a += pitch, b += pitch)
+                if (part == Picture ? !std::equal(a, a + visible, b)
+                                    : !std::equal(a + visible, a + pitch, b + visible))
                     return false;
         return true;
     }
 
 private:
-    int Rows(int p) const { return p ? chromaHeight : size.height; }
-    std::size_t Pitch(int p) const { return p ? pitchUV : pitch; }
-    std::size_t VisibleBytes(int p) const {
-        return planeCount == 1 ? std::size_t(size.width) * 4 : p ? chromaWidth : size.width;
-    }
-    const std::uint8_t *Row(int image, int p, int y) const {
-        return planes[image][p].data() + std::size_t(y) * Pitch(p);
+    std::span<std::uint8_t> Plane(int image, int plane) const {
+        return planar ? planar->Plane(image, plane) : packed->Pixels(image);
     }
 
-    std::vector<std::unique_ptr<Room>> rooms;
-    std::span<std::uint8_t> planes[3][3];
-    Size size{};
-    int pitch = 0, pitchUV = 0, chromaWidth = 0, chromaHeight = 0, planeCount = 0;
+    struct Layout {
+        int visible, pitch; ///< bytes
+        int rows;
+    };
+    const Function &function;
+    std::optional<PlanarCall> planar;
+    std::optional<PackedCall> packed;
+    std::vector<Layout> planes;
 };
-
-Frames &SharedFrames() {
-    static Frames frames;
-    return frames;
-}
 
 /// Sizes 1..40 x 1..40 and some real ones, odd ones among them.
 std::vector<Size> Sizes() {
@@ -305,85 +236,61 @@ class Sweep : public testing::TestWithParam<Function> {};
 
 TEST_P(Sweep, KeepsTheLaws) {
     const Function &function = GetParam();
-    Frames &frames = SharedFrames();
     Laws laws(function.name);
     int turn = 0;
-    for (const Size size : Sizes())
+    for (const Size size : Sizes()) {
+        const int padding = std::array{0, 1, 13}[turn % 3];
+        Frames frames(function, size, padding, turn++ % 2 == 1);
+        const Bytes in1 = frames.Copy(1), in2 = frames.Copy(2), before = frames.Copy(0);
         for (const double fraction : {0.0, 0.13, 0.38, 0.5, 0.71, 0.9995, 1.0}) {
-            const int padding = std::array{0, 1, 13}[turn % 3];
-            frames.Lay(function, size, padding, turn++ % 2 == 1);
             SCOPED_TRACE(testing::Message()
                          << function.name << " " << size.width << "x" << size.height << " padding "
                          << padding << " at " << fraction);
-            const auto in1 = frames.Bytes(1), in2 = frames.Bytes(2), before = frames.Bytes(0);
-            const TransParam param = MakeParam(kTotal, kTotal * fraction);
-            frames.Call(function, param);
-            const auto first = frames.Bytes(0);
+            const auto draw = [&] {
+                frames.Restore(before);
+                frames.Call(MakeParam(kTotal, kTotal * fraction));
+                return frames.Copy(0);
+            };
+            const Bytes out = draw();
             if (fraction == 0)
-                laws.Check(StartIsIn1, size, frames.Shows(1), "the start is not the first input");
+                laws.Check(StartIsIn1, size, frames.AreSame(Frames::Picture, out, in1),
+                           "the start is not the first input");
             if (fraction == 1)
-                laws.Check(EndIsIn2, size, frames.Shows(2), "the end is not the second input");
-            laws.Check(PaddingStays, size, frames.PaddingIs(before), "padding was written");
-            frames.Restore(0, before);
-            frames.Call(function, param);
-            EXPECT_TRUE(frames.Bytes(0) == first) << "the second call drew another picture";
-            EXPECT_TRUE(frames.Bytes(1) == in1 && frames.Bytes(2) == in2) << "an input changed";
+                laws.Check(EndIsIn2, size, frames.AreSame(Frames::Picture, out, in2),
+                           "the end is not the second input");
+            laws.Check(PaddingStays, size, frames.AreSame(Frames::Padding, out, before),
+                       "padding was written");
+            EXPECT_TRUE(draw() == out) << "the second call drew another picture";
+            EXPECT_TRUE(frames.Copy(1) == in1 && frames.Copy(2) == in2) << "an input changed";
             if (HasFailure())
                 return;
         }
+    }
     laws.CheckThatExceptionsOccur();
 }
 
 TEST_P(Sweep, StaysInsideAtAnyPosition) {
     const Function &function = GetParam();
-    Frames &frames = SharedFrames();
-    constexpr double infinity = std::numeric_limits<double>::infinity();
+    constexpr double inf = std::numeric_limits<double>::infinity();
     const double nan = std::nan("");
-    const std::pair<double, double> positions[] = {{25, -0.3},
-                                                   {25, -12},
-                                                   {25, -1e9},
-                                                   {25, -1e300},
-                                                   {25, 25.4},
-                                                   {25, 37},
-                                                   {25, 1e9},
-                                                   {25, 1e300},
-                                                   {25, nan},
-                                                   {25, infinity},
-                                                   {25, -infinity},
-                                                   {0, 0},
-                                                   {0, 1},
-                                                   {0, -1},
-                                                   {-25, 10},
-                                                   {-25, -10},
-                                                   {nan, 1},
-                                                   {infinity, 1},
-                                                   {infinity, infinity},
-                                                   {-infinity, 1},
-                                                   {1e-300, 1e-301},
-                                                   {1e300, 1e299},
-                                                   {5e-324, 0},
-                                                   {25, 25.0000001},
-                                                   {25, 24.9999999}};
+    const double positions[][2] = {
+        {25, -0.3},       {25, -12},      {25, -1e9},  {25, -1e300},     {25, 25.4},
+        {25, 37},         {25, 1e9},      {25, 1e300}, {25, nan},        {25, inf},
+        {25, -inf},       {0, 0},         {0, 1},      {0, -1},          {-25, 10},
+        {-25, -10},       {nan, 1},       {inf, 1},    {inf, inf},       {-inf, 1},
+        {1e-300, 1e-301}, {1e300, 1e299}, {5e-324, 0}, {25, 25.0000001}, {25, 24.9999999}};
+    const Size sizes[] = {{1, 1},   {2, 2},   {3, 5},    {9, 7},    {16, 16}, {20, 10},
+                          {33, 32}, {40, 39}, {101, 71}, {160, 90}, {321, 64}};
     int turn = 0;
-    for (const Size size : {Size{1, 1},
-                            {2, 2},
-                            {3, 5},
-                            {9, 7},
-                            {16, 16},
-                            {20, 10},
-                            {33, 32},
-                            {40, 39},
-                            {101, 71},
-                            {160, 90},
-                            {321, 64}})
+    for (const Size size : sizes)
         for (const auto &[total, current] : positions) {
-            frames.Lay(function, size, turn % 2 * 7, turn / 2 % 2 == 1);
+            Frames frames(function, size, turn % 2 * 7, turn / 2 % 2 == 1);
             ++turn;
             SCOPED_TRACE(testing::Message() << function.name << " " << size.width << "x"
                                             << size.height << " at " << current << " of " << total);
-            const auto in1 = frames.Bytes(1), in2 = frames.Bytes(2);
-            frames.Call(function, MakeParam(total, current));
-            EXPECT_TRUE(frames.Bytes(1) == in1 && frames.Bytes(2) == in2) << "an input changed";
+            const Bytes in1 = frames.Copy(1), in2 = frames.Copy(2);
+            frames.Call(MakeParam(total, current));
+            EXPECT_TRUE(frames.Copy(1) == in1 && frames.Copy(2) == in2) << "an input changed";
             if (HasFailure())
                 return;
         }
@@ -394,42 +301,32 @@ INSTANTIATE_TEST_SUITE_P(Every, Sweep, testing::ValuesIn(Functions()),
 
 /// Lengths of zero are unsupported, but some pictures at them are promised.
 TEST(ZeroLength, DrawsWhatIsPromised) {
-    enum class Picture { In1, In2, Black };
+    enum Shown { Black, In1, In2 };
     constexpr struct {
         const char *function;
         double current;
-        Picture picture;
+        Shown shown;
     } cases[] = {
-        {"TrErase", 0, Picture::In2},        {"TrEraseSlideRGB", 0, Picture::In1},
-        {"TrTurn", 0, Picture::Black},       {"TrTurnRGB", 0, Picture::Black},
-        {"TrDoorWay", 0, Picture::Black},    {"TrDoorWay", 3, Picture::Black},
-        {"TrDoorWayRGB", 0, Picture::Black}, {"TrDoorWayRGB", 3, Picture::Black},
-        {"TrNTriangle", 0, Picture::In1},    {"TrTriangle3", 3, Picture::In2},
-        {"TrTriangle3RGB", 3, Picture::In2},
+        {"TrErase", 0, In2},        {"TrEraseSlideRGB", 0, In1}, {"TrTurn", 0, Black},
+        {"TrTurnRGB", 0, Black},    {"TrDoorWay", 0, Black},     {"TrDoorWay", 3, Black},
+        {"TrDoorWayRGB", 0, Black}, {"TrDoorWayRGB", 3, Black},  {"TrNTriangle", 0, In1},
+        {"TrTriangle3", 3, In2},    {"TrTriangle3RGB", 3, In2},
     };
-    Frames &frames = SharedFrames();
-    const auto functions = Functions();
-    for (const auto &c : cases)
+    const std::vector<Function> functions = Functions();
+    for (const auto &[name, current, shown] : cases)
         for (const Size size : {Size{64, 48}, {127, 91}}) {
-            SCOPED_TRACE(testing::Message() << c.function << " " << size.width);
-            const auto function =
-                std::find_if(functions.begin(), functions.end(),
-                             [&](const Function &f) { return f.name == c.function; });
+            SCOPED_TRACE(testing::Message() << name << " " << size.width);
+            const auto function = std::ranges::find(functions, name, &Function::name);
             ASSERT_NE(function, functions.end());
-            frames.Lay(*function, size, 0, false);
-            frames.Call(*function, MakeParam(0, c.current));
-            if (c.picture != Picture::Black) {
-                EXPECT_TRUE(frames.Shows(c.picture == Picture::In1 ? 1 : 2));
-                continue;
+            Frames frames(*function, size, 0, false);
+            frames.Call(MakeParam(0, current));
+            Bytes expected = frames.Copy(shown);
+            if (shown == Black) {
+                std::ranges::fill(expected, function->rgb ? 0 : 128);
+                if (function->yuv)
+                    std::fill_n(expected.begin(), size.width * size.height, 16);
             }
-            const auto out = frames.Bytes(0);
-            const std::size_t luma =
-                function->rgb ? out.size() : std::size_t(size.width) * size.height;
-            const auto black = std::uint8_t(function->rgb ? 0 : 16);
-            EXPECT_TRUE(std::all_of(out.begin(), out.begin() + luma,
-                                    [&](std::uint8_t b) { return b == black; }));
-            EXPECT_TRUE(std::all_of(out.begin() + luma, out.end(),
-                                    [](std::uint8_t b) { return b == 128; }));
+            EXPECT_TRUE(frames.Copy(0) == expected);
         }
 }
 

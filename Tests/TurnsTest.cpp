@@ -132,16 +132,6 @@ TEST(Turns, MirrorsAndTransposesKeepToTheirRangesAtEveryLength) {
 // Pictures
 // ---------------------------------------------------------------------------------------------
 
-/// The position, of a length of 1, that eases to this fraction.
-double PositionFor(double fraction) {
-    double low = 0, high = 1;
-    for (int i = 0; i < 60; ++i) {
-        const double middle = (low + high) / 2;
-        (EaseProgress(1, middle) < fraction ? low : high) = middle;
-    }
-    return low;
-}
-
 struct Planar {
     PlanarCall call;
     int width, pitchUV;
@@ -162,41 +152,9 @@ struct Planar {
     int Cb(int x, int y) const { return call.Plane(0, 1)[std::size_t(y * pitchUV + x)]; }
 };
 
-TEST(Turns, CardIsARowShortWhenFlatAndGoneAtTheMiddle) {
-    Planar flat({640, 361, 640, 320}, 100);
-    flat.Draw(TrTurn, 0);
-    EXPECT_EQ(flat.Luma(0, 0), 100);
-    EXPECT_EQ(flat.Luma(320, 358), 100);
-    EXPECT_EQ(flat.Luma(320, 359), 16);
-    PackedCall packed(64, 36, 3);
-    packed.Draw(TrTurnRGB, MakeParam(1, 0));
-    EXPECT_TRUE(std::ranges::equal(packed.Pixels(0), packed.Pixels(1)));
-    packed.Draw(TrTurnRGB, MakeParam(1, 0.5));
-    EXPECT_EQ(std::ranges::count(packed.Pixels(0), 0), 64 * 36 * 4);
-    flat.Draw(TrTurn, 0.5);
-    EXPECT_EQ(std::ranges::count(flat.call.Plane(0, 0), 16), 640 * 361);
-    EXPECT_EQ(std::ranges::count(flat.call.Plane(0, 1), 128), 320 * 181);
-}
-
-TEST(Turns, ChromaAtAnOddLeftEndIsTintedByTheBlackBehind) {
-    Planar card({640, 360, 640, 320}, 100);
-    card.Draw(TrTurn, PositionFor(0.3));
-    int tinted = 0;
-    for (int y = 0; y < 360; y += 2) {
-        int x = 0;
-        while (x < 640 && card.Luma(x, y) == 16)
-            ++x;
-        if (x % 2 && x < 640 && card.Luma(x, y + 1) == 16) {
-            ++tinted;
-            EXPECT_EQ(card.Cb(x / 2, y / 2), (128 + 100) >> 1) << "row " << y;
-        }
-    }
-    EXPECT_GT(tinted, 5);
-}
-
 TEST(Turns, RollIsLitOverItsWholeProfileHoweverNarrow) {
     Planar roll({1920, 2, 1920, 960}, 128);
-    roll.Draw(TrRoll, PositionFor(10.0 / 1920));
+    roll.Draw(TrRoll, PositionThatEasesTo(10.0 / 1920));
     const int narrow[] = {-100, -60, -20, 20, 60, 100, 60, 20, -20, -60};
     for (int i = 0; i < 10; ++i)
         EXPECT_EQ(roll.Luma(10 + i, 1), 128 + narrow[i]) << i;
@@ -218,7 +176,7 @@ TEST(Turns, RollTakesChromaRightOfAnOddEdgeFromOneFurther) {
     for (const int edge : {10, 11}) {
         PlanarCall call({64, 4, 64, 32}, 9);
         call.Record(0).nPitchV = 31; // moves the flat part of Cr's second row, and no other part
-        call.Draw(TrRoll, MakeParam(1, PositionFor(edge / 64.0)));
+        call.Draw(TrRoll, MakeParam(1, PositionThatEasesTo(edge / 64.0)));
         const int odd = edge & 1;
         const auto shows = [&](int plane, int place, int source) {
             return call.Plane(0, plane)[place] == call.Plane(1, plane)[source];
@@ -240,7 +198,7 @@ TEST(Turns, RollReadsOnePastAChromaRowWithinThePlane) {
         for (const auto &[pitchUV, pitchV] : {std::pair{32, 32}, {33, 33}, {40, 32}, {40, 36}}) {
             PlanarCall call({64, 4, 64, pitchUV}, 9);
             call.Record(0).nPitchV = pitchV; // of the flat part of Cr alone
-            call.Draw(TrRoll, MakeParam(1, PositionFor(edge / 64.0)));
+            call.Draw(TrRoll, MakeParam(1, PositionThatEasesTo(edge / 64.0)));
             for (const int plane : {1, 2})
                 for (const int line : {0, 1}) {
                     const int pitch = plane == 2 && edge == 11 ? pitchV : pitchUV;
@@ -255,7 +213,7 @@ TEST(Turns, RollReadsOnePastAChromaRowWithinThePlane) {
 
 TEST(Turns, PeelIsShadedAtItsFoldAndBesideItsLeg) {
     Planar peel({960, 540, 960, 960, true}, 235);
-    const double position = PositionFor(0.35);
+    const double position = PositionThatEasesTo(0.35);
     peel.Draw(roll_RT, position);
     const double travel = std::sqrt(2.0 * 540 * 540) + 0.5 * std::sqrt(2.0 * 420 * 420);
     const int distance = Convert(EaseProgress(1, position) * travel + 0.5);
@@ -276,24 +234,6 @@ TEST(Turns, PeelIsShadedAtItsFoldAndBesideItsLeg) {
     const std::size_t pixel = (std::size_t(539 - y) * 960 + fold) * 4;
     const std::uint8_t folded[] = {16, 16, 16, packed.Pixels(1)[pixel + 3]};
     EXPECT_TRUE(std::ranges::equal(packed.Pixels(0).subspan(pixel, 4), folded));
-}
-
-TEST(Turns, EveryPathStoresItsEasedPositionBeforeItDraws) {
-    const double eased = EaseProgress(40, 10);
-    const auto stored = [&](auto function, auto &call) {
-        gAdjustParam = MakeParam(40, 10); // as the eased variants of other transitions do
-        call.Draw(function, gAdjustParam);
-        EXPECT_EQ(gAdjustParam.dCurrent, eased);
-        EXPECT_EQ(gAdjustParam.dTotal, 40);
-    };
-    for (const TransFuncYUV function : {TrTurn, TrRoll, roll_RT}) {
-        PlanarCall empty({16, 0, 16, 8}, 1);
-        stored(function, empty);
-    }
-    for (const TransFuncRGB function : {TrTurnRGB, TrRollRGB, roll_RT_RGB}) {
-        PackedCall empty(16, 0, 1);
-        stored(function, empty);
-    }
 }
 
 } // namespace

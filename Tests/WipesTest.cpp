@@ -59,40 +59,6 @@ namespace {
 
 using namespace tp;
 
-/// The position of a transition of length 1 that eases to this one.
-double PositionThatEasesTo(double eased) {
-    double low = 0, high = 1;
-    for (int i = 0; i < 60; ++i)
-        (EaseProgress(1, (low + high) / 2) < eased ? low : high) = (low + high) / 2;
-    return high;
-}
-
-TEST(Wipes, StoreTheirProgressBeforeAnythingIsDrawn) {
-    const double eased = EaseProgress(40, 10), twice = EaseProgress(40, eased);
-    const double smooth = SmoothStep(40, 10), untouched = 10;
-    const auto stored = [](auto function, auto &call) {
-        gAdjustParam = MakeParam(40, 10); // as the eased variants pass it down
-        call.Draw(function, gAdjustParam);
-        EXPECT_EQ(gAdjustParam.dTotal, 40);
-        return gAdjustParam.dCurrent;
-    };
-    PlanarCall planar({16, 0, 16, 8}, 1);
-    const std::pair<TransFuncYUV, double> planarCases[] = {
-        {TrEraseSlide, eased}, {TrBar, eased},      {TrDrop, eased},
-        {TrBlind, eased},      {TrWind, eased},     {TrLinearWipe, untouched},
-        {TrPush, eased},       {TrFlash, smooth},   {TrEraseShift, twice},
-        {TrBarShift, twice},   {TrDropShift, twice}};
-    for (const auto &[function, expected] : planarCases)
-        EXPECT_EQ(stored(function, planar), expected) << &function - &planarCases[0].first;
-    PackedCall packed(16, 0, 1);
-    const std::pair<TransFuncRGB, double> packedCases[] = {
-        {TrEraseSlideRGB, eased}, {TrBarRGB, untouched}, {TrDropRGB, untouched},
-        {TrBlindRGB, eased},      {TrWindRGB, eased},    {TrLinearWipeRGB, untouched},
-        {TrPushRGB, untouched},   {TrFlashRGB, smooth}};
-    for (const auto &[function, expected] : packedCases)
-        EXPECT_EQ(stored(function, packed), expected) << &function - &packedCases[0].first;
-}
-
 TEST(Wipes, WindDrawsOnceForAPairOfRows) {
     std::srand(7);
     for (int i = 0; i < 5 + 5; ++i)
