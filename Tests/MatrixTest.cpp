@@ -404,21 +404,23 @@ TEST_F(Matrix, ColoursAreThoseOfTheClip) {
 
 /// What a transition and a bar fill is black, also where the clip's black is 0.
 TEST_F(Matrix, BlackIsBlackOfTheResult) {
-    for (const char *range : {"tv", "pc"})
-        for (const char *path : {"yuv", "rgb"}) {
-            SCOPED_TRACE(Text(range, ' ', path));
-            Make("full.mkv",
-                 {.video = Text("-vf scale=128:64:out_color_matrix=bt709:out_range=", range,
-                                ",format=yuv420p -colorspace bt709 -color_range ", range,
-                                " -c:v ffv1")});
-            Must(TP_PROGRAM " render -q -t Turn -d 5f --path ", path,
-                 " full.mkv b.mkv -o o.mkv --codec ffv1");
-            const NumberedFilm film = Load("o.mkv");
-            ASSERT_EQ(film.frames.size(), 35u);
-            ExpectNear(film.At(17, 0.5, 0.05), {0, 0, 0, 255}, 2, "half-way");
-            ExpectNear(film.At(30, 0.04, 0.5), {0, 0, 0, 255}, 2, "bar");
-            ExpectNear(film.At(30, 0.16, 0.5), {255, 255, 255, 255}, 4, "white");
-        }
+    for (const auto &[range, path, codec] : {std::tuple("tv", "yuv", "ffv1"),
+                                             {"tv", "rgb", "ffv1"},
+                                             {"pc", "yuv", "ffv1"},
+                                             {"pc", "rgb", "ffv1"},
+                                             {"tv", "yuv", "mjpeg"}}) { // whose own range is full
+        SCOPED_TRACE(Text(range, ' ', path, ' ', codec));
+        Make("full.mkv", {.video = Text("-vf scale=128:64:out_color_matrix=bt709:out_range=", range,
+                                        ",format=yuv420p -colorspace bt709 -color_range ", range,
+                                        " -c:v ffv1")});
+        Must(TP_PROGRAM " render -q -t Turn -d 5f --path ", path,
+             " full.mkv b.mkv -o o.mkv --codec ", codec);
+        const NumberedFilm film = Load("o.mkv");
+        ASSERT_EQ(film.frames.size(), 35u);
+        ExpectNear(film.At(17, 0.5, 0.05), {0, 0, 0, 255}, 2, "half-way");
+        ExpectNear(film.At(30, 0.04, 0.5), {0, 0, 0, 255}, 2, "bar");
+        ExpectNear(film.At(30, 0.16, 0.5), {255, 255, 255, 255}, 4, "white");
+    }
 }
 
 TEST_F(Matrix, AlphaOfEveryCodecIsKept) {
@@ -626,6 +628,10 @@ TEST_F(Matrix, EveryContainerGetsPicturesAndSound) {
         EXPECT_EQ(Probe(name, "channels", "a:0").find("2,"), 0u);
     }
     EXPECT_EQ(Probe("q.mp4", "codec_tag_string"), "hvc1,");
+    // What is left out in front is left out of the sound too.
+    Render("c.mkv#t=4f b.mkv#t=200ms -o in.mkv");
+    ExpectBeeps(Listen("in.mkv"),
+                {(kBeepFrame - 4) / 25.0, (16 - kOverlap + kBeepFrame - 5) / 25.0});
 }
 
 // Twelve clips of 16 pictures: every number tells the clip and the picture in it.

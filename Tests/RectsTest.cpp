@@ -78,4 +78,39 @@ TEST(Rects, TooSmallForACellShowsTheIncomingFrameAndNothingIsStored) {
     EXPECT_EQ(tp::gAdjustParam.dCurrent, 3.0);
 }
 
+TEST(Rects, PixelsWhereTheRulesPutThem) {
+    const struct {
+        TransFuncYUV function;
+        Geometry geometry;
+        double position;
+        int x, y;             ///< in the output
+        int sourceX, sourceY; ///< in the first input
+    } cases[] = {
+        // A cell on the centre line takes its neighbour's y; in TrRect6 it does not move sideways.
+        {TrRect, {10, 14, 10, 5}, 0.5, 6, 3, 5, 6},
+        {TrRect4, {20, 16, 20, 10}, 0.5, 15, 2, 10, 0},
+        {TrRect6, {20, 16, 20, 10}, 0.5, 10, 10, 0, 0},
+        // A cell keeps nine tenths of its size: the last of them.
+        {TrRect2, {90, 70, 90, 45}, 0.5, 48, 39, 48, 38},
+        // Half way the edge cells have moved by width / 24.
+        {TrRect3, {240, 80, 240, 120}, 0.5, 1, 41, 22, 42},
+        // The column past the end is padding.
+        {TrRect4, {20, 16, 24, 12}, 0.3, 20, 8, 19, 8},
+        // Near the end a cell still has a pixel; the 21st column's source lies in the row below.
+        {TrRect5, {40, 10, 40, 20}, 0.9995, 20, 5, 0, 9},
+        // Right after the start there are miniatures, the left ones a column further out.
+        {TrRect6, {100, 80, 100, 50}, 2e-9, 11, 12, 20, 16},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(&c - cases);
+        PlanarCall call(c.geometry, 9);
+        call.Draw(c.function, MakeParam(1, c.position));
+        const auto at = [&](int image, int x, int y) {
+            return call.Plane(image, 0)[std::size_t(y) * c.geometry.pitch + x];
+        };
+        EXPECT_EQ(at(0, c.x, c.y), at(1, c.sourceX, c.sourceY));
+        EXPECT_NE(at(0, c.x, c.y), at(2, c.x, c.y)) << "the case cannot fail";
+    }
+}
+
 } // namespace
