@@ -272,6 +272,7 @@ TEST_F(Matrix, FramesAndSoundKeepTheirTimes) {
         {"stereo.mp4", {.video = x264, .audio = "-c:a aac -ac 2"}, 2},
         {"5.1.mp4", {.video = x264, .audio = "-c:a aac -ac 6"}, 6},
         {"7.1.mkv", {.video = x264, .audio = "-c:a flac -ac 8"}, 8},
+        {"16.mkv", {.video = x264, .audio = pcm + "-ac 16"}, 2}, // more than encoders take
         {"mute.mp4", {.video = x264}},
         {"odd.mkv", {.video = "-vf scale=97:65 -c:v ffv1 -pix_fmt yuv420p", .audio = pcm}},
     };
@@ -290,6 +291,18 @@ TEST_F(Matrix, FramesAndSoundKeepTheirTimes) {
         EXPECT_NEAR(beeps.length, all / rate, 0.05);
         EXPECT_EQ(Probe("o.mkv", "channels", "a:0"), Text(channels, ","));
     }
+}
+
+/// As a broadcast may have it.
+TEST_F(Matrix, SoundThatBecomesMonoKeepsItsTime) {
+    const std::string video = "-c:v mpeg2video -q:v 2 ";
+    Make("one.ts", {.video = video, .audio = "-c:a mp2 -ac 2"});
+    Make("two.ts", {.video = video + "-output_ts_offset 0.8", .audio = "-c:a mp2 -ac 1"});
+    Must("cat one.ts two.ts > both.ts");
+    Render("both.ts b.mkv -o o.mkv --codec ffv1");
+    const Beeps beeps = Listen("o.mkv");
+    ASSERT_EQ(beeps.starts.size(), 3u);
+    EXPECT_NEAR(beeps.starts[1] - beeps.starts[0], 0.8, 0.03);
 }
 
 // ---------------------------------------------------------------------------------------------

@@ -30,7 +30,7 @@ TEST(Tool, AnswersWithTheRightWordsAndStatus) {
         {"info --markdown Push", "| `Push` | B comes in from the left", 0},
         {"", "transitions: give a command: render, join, preview, gallery, ", 2},
         {"rendr a b", "transitions: there is no command rendr; there are render, join, ", 2},
-        {"info Wint", "transitions: there is no transition \"Wint\"; the nearest are \"Wind\","},
+        {"info WINT", "transitions: there is no transition \"WINT\"; the nearest are \"Wind\","},
         {"info wipeleft", "\"wipeleft\"; the nearest is \"Erase\" with --reverse\n"},
         {"info --json --markdown", "excludes", 2},
         {"sheet a.png", "give two clips or pictures, or none for the built-in ones\n"},
