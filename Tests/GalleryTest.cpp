@@ -23,10 +23,6 @@ constexpr int kWidth = 96, kHeight = 64;
 const std::string kBackspace = "\uE003", kControl = "\uE009", kEscape = "\uE00C", kEnd = "\uE010",
                   kRight = "\uE014";
 
-Outcome Program(const std::string &arguments) {
-    return Shell(TP_PROGRAM " " + arguments);
-}
-
 std::string Noise(std::size_t size, std::uint64_t seed) {
     std::string bytes(size, '\0');
     FillRandom({reinterpret_cast<std::uint8_t *>(bytes.data()), size}, seed);
@@ -41,27 +37,18 @@ json DataOf(const std::string &page) {
 }
 
 TEST(Gallery, AnswersWithTheRightWordsAndStatus) {
-    const struct {
-        const char *arguments;
-        int status;
-        const char *expected;
-    } kCases[] = {
-        {"gallery -o page.pdf", 1, "page.pdf: a gallery is written as .html\n"},
-        {"gallery a.png", 1, "give two clips or pictures, or none for the built-in ones\n"},
-        {"gallery no.mp4 no.mp4", 1, "no.mp4: there is no such file"},
-        {"gallery --steps 100", 1, "--steps 100 of 180 rows are too many; at most 91 are"},
-        {"gallery --steps 1", 2, "--steps: give a number from 2 to 200, not 1"},
-        {"gallery -t TrDropShift --path rgb", 1, "\"TrDropShift\" has no rgb path"},
-        {"gallery --lossless --quality 80", 2, "excludes"},
-        {"gallery --lossless --limit 80", 2, "excludes"},
-        {"gallery -t Push -o /nowhere/a.html", 1, "/nowhere/a.html: there is no folder /nowhere"},
+    const std::vector<Answer> answers = {
+        {"-o page.pdf", "page.pdf: a gallery is written as .html\n"},
+        {"a.png", "give two clips or pictures, or none for the built-in ones\n"},
+        {"no.mp4 no.mp4", "no.mp4: there is no such file"},
+        {"--steps 100", "--steps 100 of 180 rows are too many; at most 91 are"},
+        {"--steps 1", "--steps: give a number from 2 to 200, not 1", 2},
+        {"-t TrDropShift --path rgb", "\"TrDropShift\" has no rgb path"},
+        {"--lossless --quality 80", "excludes", 2},
+        {"--lossless --limit 80", "excludes", 2},
+        {"-t Push -o /nowhere/a.html", "/nowhere/a.html: there is no folder /nowhere"},
     };
-    for (const auto &[arguments, status, expected] : kCases) {
-        const Outcome outcome = Program(arguments);
-        EXPECT_EQ(outcome.status, status) << arguments;
-        EXPECT_NE(outcome.output.find(expected), std::string::npos) << arguments << "\n"
-                                                                    << outcome.output;
-    }
+    ExpectAnswers(TP_PROGRAM " gallery", answers);
 }
 
 TEST(Gallery, IsOneFileOfAllTransitions) {
