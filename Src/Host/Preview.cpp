@@ -98,7 +98,8 @@ void MakeFast(OutputOptions &output) {
 // ---------------------------------------------------------------------------------------------
 
 /// Those that are asked for, the first that is there is taken.
-constexpr const char *kPlayers[] = {"mpv --really-quiet --audio-fallback-to-null=yes", "ffplay -autoexit -loglevel error"};
+constexpr const char *kPlayers[] = {"mpv --really-quiet --audio-fallback-to-null=yes",
+                                    "ffplay -autoexit -loglevel error"};
 
 bool IsInPath(const std::string &program) {
     const char *path = std::getenv("PATH");
