@@ -58,7 +58,7 @@ TEST(Registry, HoldsItsRecordsZeroFilled) {
         std::ranges::copy(transition.name, expected.szName);
         std::ranges::copy(transition.guid, expected.szGUID);
         ASSERT_EQ(info(i), table + i);
-        EXPECT_EQ(std::memcmp(table + i, &expected, sizeof expected), 0);
+        EXPECT_TRUE(RecordBytes(table[i]) == RecordBytes(expected));
         EXPECT_TRUE(transition.yuv && transition.rgb);
         EXPECT_EQ(transition.guid.size(), 36U);
         EXPECT_TRUE(guids.insert(transition.guid).second) << "two transitions have this GUID";

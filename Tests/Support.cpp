@@ -61,7 +61,7 @@ TransParam MakeParam(double total, double current) {
 namespace {
 
 void ExpectUnchanged(const TransParam &before, const TransParam &after) {
-    if (std::memcmp(&before, &after, sizeof before) != 0)
+    if (RecordBytes(before) != RecordBytes(after))
         throw std::logic_error("the parameters changed");
 }
 
@@ -86,11 +86,10 @@ PlanarCall::PlanarCall(const Geometry &g, std::uint64_t seed, bool atStart)
 }
 
 void PlanarCall::Draw(TransFuncYUV function, const TransParam &param) {
-    YUVImage before[3];
-    std::memcpy(before, records.data(), sizeof before);
+    const std::string before(RecordBytes(records));
     const TransParam given = param;
     function(records.data(), &records[1], &records[2], &param);
-    if (std::memcmp(before, records.data(), sizeof before) != 0)
+    if (before != RecordBytes(records))
         throw std::logic_error("a record changed");
     ExpectUnchanged(given, param);
 }

@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <span>
 #include <string>
+#include <string_view>
 
 /// The plug-in under test, loaded once.
 const hostkit::Plugin &TestedPlugin();
@@ -39,6 +40,12 @@ private:
 
 /// Fills bytes with the top bytes of SplitMix64 from this state on (S. Vigna's generator).
 void FillRandom(std::span<std::uint8_t> bytes, std::uint64_t state);
+
+/// The bytes of a record, with those that no member covers.
+template<class Record>
+std::string_view RecordBytes(const Record &record) {
+    return {reinterpret_cast<const char *>(&record), sizeof record};
+}
 
 /// 64-bit FNV-1a.
 std::uint64_t Fnv1a(std::span<const std::uint8_t> bytes);
