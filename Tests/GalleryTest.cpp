@@ -460,6 +460,11 @@ TEST_F(Preview, ShowsWhatRenderMakesAroundEachJoint) {
         Program("preview - " + (folder / "0.y4m") + " -t Push -o p.mkv < " + (folder / "1.y4m"))
             .output,
         "transitions: standard input: a preview needs clips whose end is known\n");
+    // Wide pixels are made square.
+    Must("ffmpeg -v fatal -i ", folder / "0.y4m", " -vf setsar=2 ", folder / "flat.y4m");
+    Must(TP_PROGRAM " preview -q -t Push --around 4f ", folder / "flat.y4m", " ", folder / "1.y4m",
+         " -o ", folder / "square.mkv");
+    EXPECT_EQ(Probe(folder / "square.mkv", "width,height,sample_aspect_ratio"), "192,64,1:1,");
 }
 
 TEST_F(Preview, GoesToThePlayerThatIsThere) {
