@@ -164,6 +164,12 @@ TEST(Stinger, IsEmptyBesideAMatteThatTurnsWhite) {
             EXPECT_TRUE(left + top == 0 || PartOf(film, frame, 0, 0).most == 0) << frame;
         }
     }
+    // Backwards it is uncovered from the right.
+    Output(TP_PROGRAM " stinger -t Erase_slide --size 320x180 -d 11f --reverse -o ", file,
+           " --matte only");
+    const Film film = Decode(file, "-c:v libvpx-vp9");
+    EXPECT_LT(film.Pixel(5, 10, 90)[0], 10);
+    EXPECT_GT(film.Pixel(5, 310, 90)[0], 245);
 }
 
 TEST(Stinger, IsRefusedWithTheReason) {
