@@ -93,7 +93,6 @@ TEST(Completion, OffersInBashWhatCanStandThere) {
         {"sheet -t linear\\\\\\ w", "Linear\\ Wipe"},
         {"info door", "DoorWay"},
         {"info DOOR", "DoorWay"},
-        {"info NAM", ""},
         {"sheet --ease bo", "bounce"},
         {"render --ease in-o", "in-out in-out-cubic"},
         {"render Data/fra", "Data/frames.csv"},
