@@ -76,12 +76,19 @@ std::array<GuardedBuffer, 3> MakePlanes(const Geometry &g, bool atStart) {
 
 PlanarCall::PlanarCall(const Geometry &g, std::uint64_t seed, bool atStart)
     : planes{MakePlanes(g, atStart), MakePlanes(g, atStart), MakePlanes(g, atStart)} {
+    // All bytes of a record are compared, so those that no member covers must have a value too.
+    std::memset(records.data(), 0, sizeof records);
     for (std::size_t image = 0; image < 3; ++image) {
         for (std::size_t plane = 0; plane < 3; ++plane)
             FillRandom(planes[image][plane].Bytes(), seed * 16 + image * 4 + plane);
-        const auto &p = planes[image];
-        records[image] = {nullptr, p[0].Data(), p[1].Data(), p[2].Data(), nullptr,
-                          g.width, g.height,    g.pitch,     g.pitchUV,   g.pitchUV};
+        YUVImage &record = records[image];
+        record.pY = planes[image][0].Data();
+        record.pU = planes[image][1].Data();
+        record.pV = planes[image][2].Data();
+        record.nWidth = g.width;
+        record.nHeight = g.height;
+        record.nPitchY = g.pitch;
+        record.nPitchUV = record.nPitchV = g.pitchUV;
     }
 }
 
