@@ -1,6 +1,7 @@
 #include "Clip.h"
 
 #include "Failure.h"
+#include "HollowFile.h"
 #include "Messages.h"
 
 #include <algorithm>
@@ -25,14 +26,22 @@ struct Scan {
     std::int64_t interval = 0; ///< the usual time from picture to picture
 };
 
-Scan ScanPackets(const std::string &name, std::shared_ptr<const PacketIndex> *index) {
-    const Demuxer demuxer = OpenDemuxer(name);
+Scan ScanPackets(const std::string &name, bool leavesOut,
+                 std::shared_ptr<const PacketIndex> *index) {
+    std::optional<HollowFile> file;
+    if (leavesOut)
+        file.emplace(name);
+    const Demuxer demuxer = OpenDemuxer(name, 0, file ? &file->Bytes() : nullptr);
     const int video = MainStream(*demuxer, AVMEDIA_TYPE_VIDEO);
     Scan scan;
     if (video < 0)
         return scan;
     const int sound = index ? MainStream(*demuxer, AVMEDIA_TYPE_AUDIO) : -1;
     Packets packets(*demuxer, video, name, sound);
+    if (file)
+        file->LeaveOut(*demuxer->streams[video], index);
+    if (file && sound >= 0)
+        file->LeaveOut(*demuxer->streams[sound], false);
     std::optional<PacketIndexer> indexer;
     if (index)
         indexer.emplace(*demuxer->streams[video], sound < 0 ? nullptr : demuxer->streams[sound]);
@@ -42,7 +51,7 @@ Scan ScanPackets(const std::string &name, std::shared_ptr<const PacketIndex> *in
     const Packet packet(av_packet_alloc());
     while (packets.Next(*packet)) {
         if (indexer)
-            indexer->Add(*packet);
+            indexer->Add(*packet, file && file->IsLeftOut(*packet));
         if (packet->stream_index != video || packet->flags & AV_PKT_FLAG_DISCARD)
             continue;
         ++scan.pictures;
@@ -194,7 +203,7 @@ bool IsAlike(const AVFrame &a, const AVFrame &b) {
 
 } // namespace
 
-Clip ProbeClip(const std::string &name, bool withIndex) {
+Clip ProbeClip(const std::string &name, Indexing indexing) {
     Clip clip;
     clip.name = ShownName(name);
     clip.isPipe = !IsSeekable(name);
@@ -208,7 +217,8 @@ Clip ProbeClip(const std::string &name, bool withIndex) {
     clip.start = first->pts;
     Scan scan;
     if (!clip.isPipe)
-        scan = ScanPackets(name, withIndex ? &clip.index : nullptr);
+        scan = ScanPackets(name, indexing != Indexing::Thorough && HasIndex(reader->File()),
+                           indexing == Indexing::None ? nullptr : &clip.index);
     clip.rate = RateOf(clip.name, reader->File(), const_cast<AVStream &>(stream), scan);
     clip.isStill = !clip.isPipe && HoldsStill(name, reader->File(), scan.pictures);
     if (clip.isPipe) {

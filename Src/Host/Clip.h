@@ -40,9 +40,15 @@ struct Clip {
     std::shared_ptr<AVFrame> first;           ///< and its first picture
 };
 
+/// The index that copying needs.
+enum class Indexing : std::uint8_t {
+    None,
+    Quick,    ///< where the file has an index, of its times and key pictures
+    Thorough, ///< every packet is looked into
+};
 /// Opens a clip, decodes its first picture and scans its packets for its length. Throws a Failure
-/// when there is no picture to be had from it; tells what was guessed. Copying needs the index.
-Clip ProbeClip(const std::string &name, bool withIndex = false);
+/// when there is no picture to be had from it; tells what was guessed.
+Clip ProbeClip(const std::string &name, Indexing indexing = Indexing::None);
 
 /// How many pictures of this rate a clip has; nothing for pipes and still pictures.
 std::optional<std::int64_t> FramesOf(const Clip &clip, AVRational rate);

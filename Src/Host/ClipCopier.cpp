@@ -63,7 +63,7 @@ PictureCopier::PictureCopier(const std::vector<Clip> &all, const CopyPlan &whole
 
 void PictureCopier::Next(const PicturePacket &wanted) {
     if (!packets.Next(*packet) || packet->pts != wanted.pts)
-        throw Failure(clips[clip].name + ": is not read twice alike; give --copy never");
+        throw CopyFailure(clips[clip].name + ": is not read twice alike");
     ++position;
 }
 
@@ -91,12 +91,15 @@ void PictureCopier::Open(const Piece &piece) {
                 break;
             }
     }
-    throw Failure(from.name + ": is not read twice alike; give --copy never");
+    throw CopyFailure(from.name + ": is not read twice alike");
 }
 
 Packet PictureCopier::Translate(const Piece &piece, bool isFirst) {
     const PacketIndex &index = *clips[piece.clip].index;
     const Numbers &numbers = plan.numbers[piece.clip];
+    if (const std::string trouble = index.lengthSize ? TroubleIn(*packet, index) : "";
+        !trouble.empty())
+        throw CopyFailure(clips[piece.clip].name + ": " + trouble);
     const bool opensKey = isFirst && piece.isSplice && index.syntax == Syntax::H265;
     if (index.lengthSize == 4 && numbers.empty() && !setsInBand && !opensKey &&
         HoldsNoSets(*packet, index.lengthSize, index.syntax)) {

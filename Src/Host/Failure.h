@@ -11,4 +11,9 @@ struct Failure : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+/// A clip's packets are not what its index made them out to be.
+struct CopyFailure : Failure {
+    using Failure::Failure;
+};
+
 } // namespace host

@@ -19,7 +19,26 @@ std::optional<Bytes> SetupOf(const AVPacket &packet) {
     return Bytes{std::uint8_t(setup >> 8), std::uint8_t(setup)};
 }
 
+constexpr unsigned kForbidden = 0x80; // a bit of no unit's first byte
+
 } // namespace
+
+std::string TroubleIn(const AVPacket &packet, const PacketIndex &index) {
+    const auto units = SplitUnits({packet.data, std::size_t(packet.size)}, index.lengthSize);
+    if (!units || units->empty())
+        return "is damaged";
+    for (const Unit unit : *units) {
+        const auto isThis = [&](const Bytes &set) {
+            return std::equal(set.begin(), set.end(), unit.begin(), unit.end());
+        };
+        if (unit[0] & kForbidden)
+            return "is damaged";
+        if (IsSet(KindOf(unit, index.syntax)) &&
+            std::none_of(index.sets.begin(), index.sets.end(), isThis))
+            return "changes its parameter sets";
+    }
+    return "";
+}
 
 PacketIndexer::PacketIndexer(const AVStream &pictures, const AVStream *sounds)
     : video(pictures), sound(sounds) {
@@ -69,17 +88,17 @@ void PacketIndexer::AddSet(Unit unit) {
         index.trouble = "may be coded in fields";
 }
 
-void PacketIndexer::Add(const AVPacket &packet) {
+void PacketIndexer::Add(const AVPacket &packet, bool isLeftOut) {
     if (packet.stream_index == video.index)
-        AddPicture(packet);
+        AddPicture(packet, isLeftOut);
     else if (sound && packet.stream_index == sound->index)
         AddSound(packet);
 }
 
-void PacketIndexer::AddPicture(const AVPacket &packet) {
+void PacketIndexer::AddPicture(const AVPacket &packet, bool isLeftOut) {
     if (!index.trouble.empty())
         return;
-    PicturePacket picture = {packet.pts, packet.dts, Entry::None};
+    index.pictures.push_back({packet.pts, packet.dts, Entry::None});
     if (packet.pts == AV_NOPTS_VALUE)
         index.trouble = "has pictures without a time";
     else if (packet.flags & AV_PKT_FLAG_CORRUPT)
@@ -88,27 +107,31 @@ void PacketIndexer::AddPicture(const AVPacket &packet) {
     if (const std::uint8_t *header =
             av_packet_get_side_data(&packet, AV_PKT_DATA_NEW_EXTRADATA, &headerSize))
         AddHeader({header, headerSize});
+    if (!isLeftOut)
+        AddUnits(packet);
+}
+
+void PacketIndexer::AddUnits(const AVPacket &packet) {
     // Sets stand in front. Looking on for start codes would be reading all of a file twice.
     constexpr int kFront = 1024;
     const bool isKey = packet.flags & AV_PKT_FLAG_KEY;
     const int looked = isKey || index.lengthSize ? packet.size : std::min(packet.size, kFront);
     const auto units = SplitUnits({packet.data, std::size_t(looked)}, index.lengthSize);
-    if (!units || units->empty())
+    if (!units || units->empty()) {
         index.trouble = "is damaged";
-    else
-        for (const Unit unit : *units) {
-            constexpr unsigned kForbidden = 0x80;
-            const UnitKind kind = KindOf(unit, index.syntax);
-            if (unit[0] & kForbidden)
-                index.trouble = "is damaged";
-            else if (IsSet(kind))
-                AddSet(unit);
-            else if (isKey && kind == UnitKind::Restart)
-                picture.entry = Entry::Restart;
-            else if (isKey && kind == UnitKind::OpenKey)
-                picture.entry = Entry::OpenKey;
-        }
-    index.pictures.push_back(picture);
+        return;
+    }
+    for (const Unit unit : *units) {
+        const UnitKind kind = KindOf(unit, index.syntax);
+        if (unit[0] & kForbidden)
+            index.trouble = "is damaged";
+        else if (IsSet(kind))
+            AddSet(unit);
+        else if (isKey && kind == UnitKind::Restart)
+            index.pictures.back().entry = Entry::Restart;
+        else if (isKey && kind == UnitKind::OpenKey)
+            index.pictures.back().entry = Entry::OpenKey;
+    }
 }
 
 void PacketIndexer::AddSound(const AVPacket &packet) {

@@ -24,6 +24,12 @@ struct PicturePacket {
     Entry entry;
 };
 
+struct PacketIndex;
+
+/// Why a packet cannot be copied by an index, which may know no more than its times; empty when it
+/// can: its units are whole, and its parameter sets those of the index.
+std::string TroubleIn(const AVPacket &packet, const PacketIndex &index);
+
 /// The samples of a packet of AAC.
 constexpr std::int64_t kPacketSamples = 1024;
 
@@ -52,11 +58,13 @@ class PacketIndexer {
 public:
     /// sound is null where there is none.
     PacketIndexer(const AVStream &video, const AVStream *sound);
-    void Add(const AVPacket &packet);
+    /// Of a packet that was left out only the times count.
+    void Add(const AVPacket &packet, bool isLeftOut = false);
     PacketIndex Finish();
 
 private:
-    void AddPicture(const AVPacket &packet);
+    void AddPicture(const AVPacket &packet, bool isLeftOut);
+    void AddUnits(const AVPacket &packet);
     void AddSound(const AVPacket &packet);
     void AddHeader(std::span<const std::uint8_t> extradata);
     void AddSet(Unit unit);

@@ -54,7 +54,7 @@ bool IsSeekable(const std::string &name) {
            !fs::is_character_file(name, missing);
 }
 
-Demuxer OpenDemuxer(const std::string &name, int blockBytes) {
+Demuxer OpenDemuxer(const std::string &name, int blockBytes, AVIOContext *bytes) {
     const std::string shown = ShownName(name);
     std::error_code missing;
     const bool isThere = fs::exists(name, missing);
@@ -73,7 +73,9 @@ Demuxer OpenDemuxer(const std::string &name, int blockBytes) {
         av_dict_set(&options, "pattern_type", "none", 0);
     if (blockBytes)
         av_dict_set_int(&options, "blocksize", blockBytes, 0);
-    AVFormatContext *opened = nullptr;
+    AVFormatContext *opened = avformat_alloc_context();
+    if (opened)
+        opened->pb = bytes;
     const int answer = avformat_open_input(&opened, url.c_str(), nullptr, &options);
     av_dict_free(&options);
     if (answer == AVERROR_INVALIDDATA && BeginsAsMp4(name) &&

@@ -15,8 +15,9 @@ std::string ShownName(const std::string &name);
 
 /// Opens a file, a numbered series of pictures (pic%03d.png), a URL (with ://) or standard input,
 /// and finds its streams. A file that is there is meant literally, whatever its name looks like.
-/// Throws a Failure that names it. Who takes little of a file reads less of it in small blocks.
-Demuxer OpenDemuxer(const std::string &name, int blockBytes = 0);
+/// Throws a Failure that names it. Who takes little of a file reads less of it in small blocks; who
+/// has its bytes in another way gives them, and keeps them longer than the demuxer.
+Demuxer OpenDemuxer(const std::string &name, int blockBytes = 0, AVIOContext *bytes = nullptr);
 /// Whether a file can be read more than once and from the middle.
 bool IsSeekable(const std::string &name);
 /// Whether the demuxer reads single pictures, whose "rate" means nothing when there is but one.

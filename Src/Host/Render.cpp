@@ -156,7 +156,7 @@ void TellChanges(const RenderOptions &options, const Work &work, const OutputPla
 // What it is made of
 // -------------------------------------------------------------------------------------------------
 
-std::vector<Clip> ProbeClips(const RenderOptions &options) {
+std::vector<Clip> ProbeClips(const RenderOptions &options, Indexing indexing) {
     std::vector<Clip> clips;
     if (std::count_if(options.clips.begin(), options.clips.end(),
                       [](const Wish &wish) { return wish.file == kStandardInput; }) > 1)
@@ -165,12 +165,10 @@ std::vector<Clip> ProbeClips(const RenderOptions &options) {
     std::map<std::string, std::shared_future<Clip>> found;
     for (const Wish &wish : options.clips)
         if (!found.contains(wish.file))
-            found[wish.file] = probes
-                                   .emplace_back([&options, &wish] {
-                                       return ProbeClip(wish.file, options.copy != CopyWish::Never);
-                                   })
-                                   .get_future()
-                                   .share();
+            found[wish.file] =
+                probes.emplace_back([indexing, &wish] { return ProbeClip(wish.file, indexing); })
+                    .get_future()
+                    .share();
     {
         std::atomic<std::size_t> next = 0;
         std::vector<std::jthread> threads;
@@ -484,36 +482,8 @@ void Assemble(Work &work, const RenderOptions &options, const OutputPlan &plan,
     Produce(work, *sink, nullptr, progress);
 }
 
-} // namespace
-
-void RefuseOverwriting(const RenderOptions &options) {
-    std::error_code missing;
-    for (const Wish &wish : options.clips)
-        if (fs::is_regular_file(options.output.file, missing) &&
-            fs::equivalent(wish.file, options.output.file, missing))
-            throw Failure(options.output.file + ": is one of the clips");
-}
-
-void ChooseAny(RenderOptions &options, const hostkit::Plugin &plugin) {
-    const std::vector<const hostkit::Transition *> row = ChooseRow(options, plugin);
-    for (std::size_t i = 0; i < row.size(); ++i)
-        options.joints[i].name = row[i]->name;
-}
-
-const Clip &Lead(const std::vector<Clip> &clips) {
-    const auto moving =
-        std::find_if(clips.begin(), clips.end(), [](const Clip &clip) { return !clip.isStill; });
-    return moving == clips.end() ? clips.front() : *moving;
-}
-
-void Render(const RenderOptions &options, const hostkit::Plugin &plugin) {
-    RefuseOverwriting(options);
-    SilenceLibraries();
-    HandleSignals();
-    for (const JointWish &wish : options.joints)
-        if (wish.name != hostkit::kAnyJoint)
-            PathOf(wish, RequireTransition(plugin, wish.name));
-    std::vector<Clip> clips = ProbeClips(options);
+void Make(const RenderOptions &options, const hostkit::Plugin &plugin, Indexing indexing) {
+    std::vector<Clip> clips = ProbeClips(options, indexing);
     const bool keepsAlpha =
         std::any_of(options.joints.begin(), options.joints.end(),
                     [](const JointWish &wish) { return wish.path == Path::Rgb; }) &&
@@ -555,6 +525,47 @@ void Render(const RenderOptions &options, const hostkit::Plugin &plugin) {
     progress.Finish();
     if (!wanted && work.timeline.Length())
         Tell(work.timeline.Arithmetic());
+}
+
+} // namespace
+
+void RefuseOverwriting(const RenderOptions &options) {
+    std::error_code missing;
+    for (const Wish &wish : options.clips)
+        if (fs::is_regular_file(options.output.file, missing) &&
+            fs::equivalent(wish.file, options.output.file, missing))
+            throw Failure(options.output.file + ": is one of the clips");
+}
+
+void ChooseAny(RenderOptions &options, const hostkit::Plugin &plugin) {
+    const std::vector<const hostkit::Transition *> row = ChooseRow(options, plugin);
+    for (std::size_t i = 0; i < row.size(); ++i)
+        options.joints[i].name = row[i]->name;
+}
+
+const Clip &Lead(const std::vector<Clip> &clips) {
+    const auto moving =
+        std::find_if(clips.begin(), clips.end(), [](const Clip &clip) { return !clip.isStill; });
+    return moving == clips.end() ? clips.front() : *moving;
+}
+
+void Render(const RenderOptions &options, const hostkit::Plugin &plugin) {
+    RefuseOverwriting(options);
+    SilenceLibraries();
+    HandleSignals();
+    for (const JointWish &wish : options.joints)
+        if (wish.name != hostkit::kAnyJoint)
+            PathOf(wish, RequireTransition(plugin, wish.name));
+    if (options.copy == CopyWish::Never)
+        return Make(options, plugin, Indexing::None);
+    if (options.part.second > 1) // divided alike, whichever part comes upon a fault
+        return Make(options, plugin, Indexing::Thorough);
+    try {
+        Make(options, plugin, Indexing::Quick);
+    } catch (const CopyFailure &failure) {
+        Tell(std::string(failure.what()) + ". Begins again, with a look into every packet first.");
+        Make(options, plugin, Indexing::Thorough);
+    }
 }
 
 } // namespace host
