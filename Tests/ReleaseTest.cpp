@@ -88,6 +88,7 @@ TEST(Completion, OffersInBashWhatCanStandThere) {
         {"render --fit =", "contain cover stretch blur"},
         {"render -t dis", "dissolve"},
         {"render -t an", "any"},
+        {"render -t NAM", ""},
         {"sheet -t an", ""},
         {"bench --transition lin", "Linear\\ Wipe"},
         {"sheet -t linear\\\\\\ w", "Linear\\ Wipe"},
@@ -112,13 +113,15 @@ TEST(Completion, OffersInZshWhatCanStandThere) {
                                   "[ \"$1\" = completion ] && exec " TP_PROGRAM " \"$@\"\n"
                                   "echo \"GOT:$*\"\n");
     Output("chmod +x " + (folder / "transitions"));
-    EXPECT_EQ(Output("timeout 60 zsh -f " TP_TEST_SOURCE "/Complete.zsh " + folder.path.string() +
-                     " " TP_BUILD "/share/transitions 'transitions ben' "
-                     "'transitions render --path r' 'transitions render -t Lin' "
-                     "'transitions info door' 'transitions sheet --rev' "
-                     "'transitions sheet --ease bo' 'transitions render -t an'"),
-              "bench\nrender --path rgb\nrender -t Linear Wipe\ninfo DoorWay\nsheet --reverse\n"
-              "sheet --ease bounce\nrender -t any\n");
+    EXPECT_EQ(
+        Output("timeout 60 zsh -f " TP_TEST_SOURCE "/Complete.zsh " + folder.path.string() +
+               " " TP_BUILD "/share/transitions 'transitions ben' "
+               "'transitions render --path r' 'transitions render -t Lin' "
+               "'transitions info door' 'transitions sheet --rev' "
+               "'transitions sheet --ease bo' 'transitions render -t an' "
+               "'transitions render --path=r' 'transitions render --frames 1 --rever'"),
+        "bench\nrender --path rgb\nrender -t Linear Wipe\ninfo DoorWay\nsheet --reverse\n"
+        "sheet --ease bounce\nrender -t any\nrender --path=rgb\nrender --frames 1 --reverse\n");
 }
 
 /// The lines of the help that show options or sub-commands, by their first word.
@@ -146,9 +149,11 @@ std::set<std::string> LongOptions(const std::string &text) {
 // A new command is in the manual and completed before anybody thinks of it.
 TEST(Completion, AndManualKnowEveryCommandAndOption) {
     const Folder folder;
-    Write(folder / "prose", ".SS list\n.\\\" options list\n.\\\" further commands\n");
+    Write(folder / "prose", "@version@\n.SS list\n.\\\" options list\n.\\\" further commands\n");
     const std::string bare = Output(TP_PROGRAM " manual ", folder / "prose");
+    EXPECT_TRUE(bare.starts_with(Output(TP_PROGRAM " --version")));
     EXPECT_EQ(bare.find(".SS list"), bare.rfind(".SS list"));
+    EXPECT_NE(bare.find("\\fB\\-\\-json\\fR"), std::string::npos) << "hyphens that can be copied";
     std::string manual = Output(TP_PROGRAM " manual " TP_TEST_SOURCE "/../Docs/transitions.1.in");
     for (std::size_t at; (at = manual.find("\\f")) != std::string::npos;)
         manual.erase(at, 3);  // a change of font

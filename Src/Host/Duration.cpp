@@ -16,6 +16,8 @@ namespace host {
 namespace {
 
 constexpr AVRational kFine = {705600000, 1};
+/// Seconds far beyond what is taken, which any number of decimals keeps within 64 bits.
+constexpr std::int64_t kMostSeconds = 3'600'000'000;
 
 /// A whole number of at least one digit and nothing else.
 std::optional<std::int64_t> Whole(std::string_view text) {
@@ -35,8 +37,7 @@ std::optional<Time> Decimal(std::string_view text, std::size_t mostDecimals = 9)
         return {};
     const auto whole = point ? Whole(text.substr(0, point)) : 0;
     const auto part = decimals.empty() ? 0 : Whole(decimals);
-    constexpr std::int64_t kMost = 3'600'000'000;
-    if (!whole || !part || *whole > kMost)
+    if (!whole || !part || *whole > kMostSeconds)
         return {};
     Time duration = {*whole, {1, 1}};
     for (std::size_t i = 0; i < decimals.size(); ++i) {
@@ -59,7 +60,8 @@ std::optional<Time> Clock(std::string_view text) {
     const bool hasHours = first != std::string_view::npos;
     const auto hours = hasHours ? Whole(front.substr(0, first)) : 0;
     const auto minutes = Whole(hasHours ? front.substr(first + 1) : front);
-    if (!hours || !minutes || *hours > 1000 || *minutes > (hasHours ? 59 : 60000) ||
+    if (!hours || !minutes || *hours > kMostSeconds / 3600 ||
+        *minutes > (hasHours ? 59 : kMostSeconds / 60) ||
         seconds->value >= 60 * std::int64_t(seconds->rate.num))
         return {};
     seconds->value += (*hours * 3600 + *minutes * 60) * seconds->rate.num;
@@ -68,7 +70,7 @@ std::optional<Time> Clock(std::string_view text) {
 
 std::optional<Time> Read(std::string_view text) {
     const auto endsIn = [&](std::string_view unit) {
-        if (!text.ends_with(unit) || text.find(':') != std::string_view::npos)
+        if (!text.ends_with(unit))
             return false;
         text.remove_suffix(unit.size());
         return true;
@@ -89,16 +91,16 @@ std::optional<Time> Read(std::string_view text) {
 } // namespace
 
 Time ParseTime(const std::string &text, const std::string &what) {
-    constexpr std::int64_t kMostSeconds = 3'600'000, kMostFrames = 1'000'000'000;
+    constexpr std::int64_t kMostHours = 1000, kMostFrames = 1'000'000'000;
     const std::optional<Time> duration = Read(text);
     if (!duration)
         throw Failure(what + " " + text +
                       ": give seconds as in 1.5, 500ms, 0:01.5 or 1:02:03.5, or frames as in 12f");
     if (duration->value >
-        (duration->IsInFrames() ? kMostFrames : kMostSeconds * duration->rate.num))
-        throw Failure(
-            what + " " + text + ": give at most " +
-            (duration->IsInFrames() ? std::to_string(kMostFrames) + " frames" : "1000 hours"));
+        (duration->IsInFrames() ? kMostFrames : kMostHours * 3600 * duration->rate.num))
+        throw Failure(what + " " + text + ": give at most " +
+                      (duration->IsInFrames() ? std::to_string(kMostFrames) + " frames"
+                                              : std::to_string(kMostHours) + " hours"));
     return *duration;
 }
 
