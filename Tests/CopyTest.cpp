@@ -267,7 +267,7 @@ TEST_F(Copy, WhatIsNotEncodedDecodesAsTheClipsDo) {
         {"frag.mp4", "wrap.ts", x264 + "-bf 3 -movflags +frag_keyframe+empty_moov",
          x264 + "-bf 3 -output_ts_offset 95441.5", "o.ts"},
         {"vlc.mp4", "bf.mp4", x264 + "-profile:v main -coder cavlc", x264 + "-bf 3", "o.mp4"},
-        {"base.ts", "vlc.mp4", x264 + "-profile:v baseline -tune zerolatency",
+        {"base.ts", "vlc.mp4", x264 + "-profile:v baseline -tune zerolatency -colorspace bt470bg",
          x264 + "-profile:v main -coder cavlc", "o.ts"},
         {"deep.mp4", "deep.mp4", x264 + deep, x264 + deep, "o.mp4 --depth 10"},
         {"open.mp4", "bf.mp4", x264 + "-x264-params open-gop=1", x264 + "-bf 3", "o.mp4"},

@@ -460,24 +460,40 @@ TEST(Mlt, AnswersQueries) {
         EXPECT_NE(list.output.find("- " + mlt::ServiceName(transition) + "\n"), std::string::npos)
             << transition.name;
     const std::string look =
-        "- identifier: path widget: dropdown default: auto - auto - yuv - rgb ";
-    const std::string seed = "- identifier: seed widget: spinner default: 0 minimum: 0 ";
-    for (const auto &[service, title, others] :
-         {std::array<std::string, 3>{"linear_wipe", "TP Linear wipe", look},
-          {"wind", "TP Wind", look + seed},
-          {"trcirque", "TP Rings", ""}})
-        EXPECT_EQ(Melt("-query transition=tp_erase." + service +
-                       " | grep -E '^(title|creator|copyright)|^ +(- |widget|default|minimum)'"
-                       " | tr -s ' \\n' ' '")
-                      .output,
-                  Text("title: ", title,
-                       " creator: The tp_Erase maintainers copyright: The tp_Erase maintainers "
-                       "- Video - identifier: reverse widget: checkbox default: 0 "
-                       "- identifier: backwards widget: checkbox default: 0 "
-                       "- identifier: ease widget: dropdown default: linear - linear - smooth - in "
-                       "- out - in-out - in-cubic - out-cubic - in-out-cubic - back - elastic "
-                       "- bounce ",
-                       others));
+        "- identifier: path title: Look widget: dropdown default: auto - auto - yuv - rgb ";
+    const std::string seed =
+        "- identifier: seed title: Seed widget: spinner default: 0 minimum: 0 ";
+    for (const auto &[service, title, notes, others] :
+         {std::array<std::string, 4>{"linear_wipe", "TP Linear wipe",
+                                     "notes: The edge is 400 pixels deep at every frame size. ",
+                                     look},
+          {"wind", "TP Wind", "notes: \"The ragged edge flickers: every frame draws anew.\" ",
+           look + seed},
+          {"trcirque", "TP Rings", "", ""}})
+        EXPECT_EQ(
+            Melt(
+                "-query transition=tp_erase." + service +
+                " | grep -E '^(title|creator|copyright|notes)|^ +(- |title|widget|default|minimum)'"
+                " | tr -s ' \\n' ' '")
+                .output,
+            Text("title: ", title,
+                 " creator: The tp_Erase maintainers copyright: The tp_Erase maintainers "
+                 "- Video ",
+                 notes,
+                 "- identifier: reverse title: Reverse widget: checkbox default: 0 "
+                 "- identifier: backwards title: Backwards widget: checkbox default: 0 "
+                 "- identifier: ease title: Easing widget: dropdown default: linear - linear - "
+                 "smooth - in "
+                 "- out - in-out - in-cubic - out-cubic - in-out-cubic - back - elastic "
+                 "- bounce ",
+                 others));
+    // Projects keep what counts where the user has set nothing.
+    std::string project =
+        Melt("color:red out=5 color:blue out=5 -mix 3 -mixer tp_erase.wind -consumer xml").output;
+    std::ranges::replace(project, '"', '\'');
+    for (const auto &[name, value] :
+         {std::pair("ease", "linear"), {"path", "auto"}, {"reverse", "0"}, {"seed", "0"}})
+        EXPECT_NE(project.find(Property(name, value)), std::string::npos) << project;
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -489,18 +505,18 @@ TEST(Mlt, AnswersQueries) {
 struct Still {
     static inline const Form kRgba = {"rgba", "", 64, 48}, kYuv = {"yuv422", "", 64, 48};
 
-    static std::string Picture(int left, int right, int alpha) {
+    static std::string Picture(int left, int right, const std::string &alpha) {
         const std::string grey = Text("'if(lt(X,32),", left, ",", right, ")'");
         return Text("nullsrc=s=64x48,format=bgra,geq=r=", grey, ":g=", grey, ":b=", grey,
                     ":a=", alpha);
     }
     /// The bytes of the middle frame.
-    static std::string Half(const Form &form, int alphaOfA, int alphaOfB,
-                            const std::string &properties = "") {
+    static std::string Half(const Form &form, const std::string &alphaOfA,
+                            const std::string &alphaOfB,
+                            const std::string &service = "erase_slide") {
         const Clips clips(form, {Picture(100, 100, alphaOfA), Picture(220, 20, alphaOfB)});
         const std::string all =
-            clips.Render(clips.Name(0) + " " + clips.Name(1) +
-                             " -mix 5 -mixer tp_erase.erase_slide " + properties,
+            clips.Render(clips.Name(0) + " " + clips.Name(1) + " -mix 5 -mixer tp_erase." + service,
                          "real_time=-1");
         return all.size() == 5 * form.FrameSize() ? all.substr(2 * form.FrameSize()) : "";
     }
@@ -513,13 +529,16 @@ struct Still {
 };
 
 TEST(Mlt, KeepsTransparency) {
-    const std::string half = Still::Half(Still::kRgba, 255, 128);
+    const std::string half = Still::Half(Still::kRgba, "255", "128");
     EXPECT_EQ(Still::Pixel(half, 8), (std::array{220, 220, 220, 128}));
     EXPECT_EQ(Still::Pixel(half, 56), (std::array{100, 100, 100, 255}));
+    // It moves with its pixels, to where both pictures are opaque too.
+    const std::string pushed = Still::Half(Still::kRgba, "255", "'if(lt(X,32),255,128)'", "push");
+    EXPECT_EQ(Still::Pixel(pushed, 8), (std::array{20, 20, 20, 128}));
 }
 
 TEST(Mlt, PlanarPicturesAreOpaque) {
-    const std::string half = Still::Half(Still::kRgba, 0, 128, "path=yuv");
+    const std::string half = Still::Half(Still::kRgba, "0", "128", "erase_slide path=yuv");
     for (const int x : {8, 56})
         EXPECT_EQ(Still::Pixel(half, x)[3], 255) << x;
 }
@@ -527,9 +546,9 @@ TEST(Mlt, PlanarPicturesAreOpaque) {
 // Luma of limited range: 16 + 219 v / 255.
 TEST(Mlt, DrawsTransparentClipsPackedWhateverTheEngineWants) {
     const struct {
-        int alphaOfA, alphaOfB;
+        const char *alphaOfA, *alphaOfB;
         int luma; ///< at the left
-    } kCases[] = {{255, 255, 33}, {255, 254, 205}, {0, 255, 205}};
+    } kCases[] = {{"255", "255", 33}, {"255", "254", 205}, {"0", "255", 205}};
     for (const auto &[alphaOfA, alphaOfB, luma] : kCases) {
         const std::string half = Still::Half(Still::kYuv, alphaOfA, alphaOfB);
         ASSERT_FALSE(half.empty());

@@ -287,6 +287,10 @@ TEST_F(Program, ColoursWithoutATagAreThoseOfTheSize) {
                     (90 - 16) * 255 / 219.0 + (160 - 128) * 255 / 224.0 * red, 2)
             << height;
     }
+    // Grey files are of full range.
+    Write("grey.pgm", "P5 64 48 255\n" + std::string(64 * 48, char(200)));
+    RunRender("-q -t cut --path rgb --still 1f grey.pgm grey.pgm -o o.mov --codec qtrle");
+    EXPECT_NEAR(Decode("o.mov").Pixel(0, 32, 24)[0], 200, 1);
 }
 
 // ---------------------------------------------------------------------------------------------
