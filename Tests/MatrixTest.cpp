@@ -109,41 +109,6 @@ void ExpectNear(const Colour &colour, const Colour &expected, int tolerance,
 }
 
 // ---------------------------------------------------------------------------------------------
-// Sound
-// ---------------------------------------------------------------------------------------------
-
-struct Beeps {
-    std::vector<double> starts; ///< in seconds after the first picture
-    double length = 0;          ///< of all the sound
-};
-
-/// The places at which sound begins after a tenth of a second of silence.
-Beeps Listen(const std::string &file) {
-    constexpr int kRate = 48000;
-    const double picture = std::atof(Probe(file, "start_time").c_str());
-    const std::vector<float> samples =
-        Samples(Text("-copyts -i ", file, " -map 0:a:0 -af aresample=async=1:first_pts=0"), kRate);
-    Beeps beeps;
-    beeps.length = double(samples.size()) / kRate;
-    double last = -1;
-    for (std::size_t i = 0; i < samples.size(); ++i) {
-        if (std::abs(samples[i]) < 0.1)
-            continue;
-        const double now = double(i) / kRate;
-        if (now > last + 0.1)
-            beeps.starts.push_back(now - picture);
-        last = now;
-    }
-    return beeps;
-}
-
-void ExpectBeeps(const Beeps &beeps, const std::vector<double> &starts) {
-    EXPECT_EQ(beeps.starts.size(), starts.size());
-    for (std::size_t i = 0; i < std::min(starts.size(), beeps.starts.size()); ++i)
-        EXPECT_NEAR(beeps.starts[i], starts[i], 0.02) << "beep " << i;
-}
-
-// ---------------------------------------------------------------------------------------------
 // Clips
 // ---------------------------------------------------------------------------------------------
 
@@ -287,7 +252,7 @@ TEST_F(Matrix, FramesAndSoundKeepTheirTimes) {
         if (!making.audio.empty())
             starts = {(kBeepFrame - skipped) / rate, starts[0],
                       (all - kFrames + kBeepFrame) / rate};
-        ExpectBeeps(beeps, starts);
+        ExpectTimes(beeps.starts, starts);
         EXPECT_NEAR(beeps.length, all / rate, 0.05);
         EXPECT_EQ(Probe("o.mkv", "channels", "a:0"), Text(channels, ","));
     }
@@ -638,14 +603,14 @@ TEST_F(Matrix, EveryContainerGetsPicturesAndSound) {
         SCOPED_TRACE(Text(name, ' ', options));
         Render("c.mkv b.mkv c.mkv -o ", name, ' ', options);
         ExpectJoined(Load(name), 25);
-        ExpectBeeps(Listen(name), {0.4, 1.0, 1.6});
+        ExpectTimes(Listen(name).starts, {0.4, 1.0, 1.6});
         EXPECT_EQ((Probe(name, "codec_name") + Probe(name, "codec_name", "a:0")).find(codecs), 0u);
         EXPECT_EQ(Probe(name, "channels", "a:0").find("2,"), 0u);
     }
     EXPECT_EQ(Probe("q.mp4", "codec_tag_string"), "hvc1,");
     // What is left out in front is left out of the sound too.
     Render("c.mkv#t=4f b.mkv#t=200ms -o in.mkv");
-    ExpectBeeps(Listen("in.mkv"),
+    ExpectTimes(Listen("in.mkv").starts,
                 {(kBeepFrame - 4) / 25.0, (16 - kOverlap + kBeepFrame - 5) / 25.0});
 }
 
@@ -670,7 +635,7 @@ TEST_F(Matrix, TwelveClipsInOneCommand) {
     std::vector<double> starts(kClips);
     for (int clip = 0; clip < kClips; ++clip)
         starts[clip] = (clip * kStep + kBeepFrame) / 25.0;
-    ExpectBeeps(beeps, starts);
+    ExpectTimes(beeps.starts, starts);
     EXPECT_NEAR(beeps.length, double(numbers.size()) / 25, 0.05);
 }
 

@@ -137,8 +137,7 @@ public:
 
 private:
     std::string Noise(int clip) const {
-        std::string noise(form.FrameSize() * kFrames, '\xff');
-        FillRandom({reinterpret_cast<std::uint8_t *>(noise.data()), noise.size()}, clip);
+        std::string noise = RandomBytes(form.FrameSize() * kFrames, clip);
         for (std::size_t i = 3; form.IsRgba() && i < noise.size(); i += 4)
             noise[i] = '\xff';
         return noise;

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -140,6 +141,31 @@ inline Film Decode(const std::string &file, const std::string &options = "") {
     return film;
 }
 
+/// Planar frames, as an uncompressed stream (YUV4MPEG2) holds them.
+using Pictures = std::vector<std::string>;
+
+inline std::size_t PlanarSize(int width, int height) {
+    return width * height + 2 * ((width + 1) / 2) * ((height + 1) / 2);
+}
+
+inline std::string Y4m(const Pictures &pictures, const std::string &header) {
+    std::string bytes = Text("YUV4MPEG2 ", header, "\n");
+    for (const std::string &picture : pictures)
+        bytes += "FRAME\n" + picture;
+    return bytes;
+}
+
+inline Pictures FramesOf(const std::string &y4m) {
+    Pictures pictures;
+    int width = 0, height = 0;
+    if (std::sscanf(y4m.c_str(), "YUV4MPEG2 W%d H%d", &width, &height) != 2)
+        return pictures;
+    const std::size_t size = PlanarSize(width, height);
+    for (std::size_t at = y4m.find('\n') + 1; at < y4m.size(); at += 6 + size)
+        pictures.push_back(y4m.substr(at + 6, size));
+    return pictures;
+}
+
 /// Mono samples that ffmpeg makes of the sound of its inputs.
 inline std::vector<float> Samples(const std::string &inputs, int rate) {
     const std::string bytes =
@@ -147,6 +173,38 @@ inline std::vector<float> Samples(const std::string &inputs, int rate) {
     std::vector<float> samples(bytes.size() / sizeof(float));
     std::memcpy(samples.data(), bytes.data(), samples.size() * sizeof(float));
     return samples;
+}
+
+struct Beeps {
+    std::vector<double> starts; ///< in seconds after the first picture
+    double length = 0;          ///< of all the sound
+};
+
+/// The places at which a film's sound begins after a tenth of a second of silence.
+inline Beeps Listen(const std::string &file) {
+    constexpr int kRate = 48000;
+    const double picture = std::atof(Probe(file, "start_time").c_str());
+    const std::vector<float> samples =
+        Samples(Text("-copyts -i ", file, " -map 0:a:0 -af aresample=async=1:first_pts=0"), kRate);
+    Beeps beeps;
+    beeps.length = double(samples.size()) / kRate;
+    double last = -1;
+    for (std::size_t i = 0; i < samples.size(); ++i) {
+        if (std::abs(samples[i]) < 0.1)
+            continue;
+        const double now = double(i) / kRate;
+        if (now > last + 0.1)
+            beeps.starts.push_back(now - picture);
+        last = now;
+    }
+    return beeps;
+}
+
+/// Whether things were seen or heard within 20 ms of these times.
+inline void ExpectTimes(const std::vector<double> &found, const std::vector<double> &expected) {
+    EXPECT_EQ(found.size(), expected.size());
+    for (std::size_t i = 0; i < std::min(found.size(), expected.size()); ++i)
+        EXPECT_NEAR(found[i], expected[i], 0.02) << i;
 }
 
 /// A folder that goes with its owner.

@@ -44,6 +44,12 @@ void FillRandom(std::span<std::uint8_t> bytes, std::uint64_t state) {
     }
 }
 
+std::string RandomBytes(std::size_t size, std::uint64_t state) {
+    std::string bytes(size, '\0');
+    FillRandom({reinterpret_cast<std::uint8_t *>(bytes.data()), size}, state);
+    return bytes;
+}
+
 std::uint64_t Fnv1a(std::span<const std::uint8_t> bytes) {
     std::uint64_t hash = 0xcbf29ce484222325U;
     for (const std::uint8_t byte : bytes)

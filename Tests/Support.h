@@ -40,6 +40,8 @@ private:
 
 /// Fills bytes with the top bytes of SplitMix64 from this state on (S. Vigna's generator).
 void FillRandom(std::span<std::uint8_t> bytes, std::uint64_t state);
+/// Bytes so filled.
+std::string RandomBytes(std::size_t size, std::uint64_t state);
 
 /// The bytes of a record, with those that no member covers.
 template<class Record>
