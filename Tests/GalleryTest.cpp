@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 
 namespace {
 
@@ -22,12 +21,6 @@ constexpr int kWidth = 96, kHeight = 64;
 // Keys as the driver's protocol names them.
 const std::string kBackspace = "\uE003", kControl = "\uE009", kEscape = "\uE00C", kEnd = "\uE010",
                   kRight = "\uE014";
-
-std::string Noise(std::size_t size, std::uint64_t seed) {
-    std::string bytes(size, '\0');
-    FillRandom({reinterpret_cast<std::uint8_t *>(bytes.data()), size}, seed);
-    return bytes;
-}
 
 /// What a page carries.
 json DataOf(const std::string &page) {
@@ -52,11 +45,10 @@ TEST(Gallery, AnswersWithTheRightWordsAndStatus) {
 }
 
 TEST(Gallery, IsOneFileOfAllTransitions) {
-    const Folder folder;
-    const std::string command = "gallery --cell 64 --size 64x36 --steps 5 -o ";
-    const Outcome outcome = Program(command + (folder / "g.html"));
-    ASSERT_EQ(outcome.status, 0) << outcome.output;
-    const std::string page = Read(folder / "g.html");
+    const WorkingFolder folder;
+    const std::string command = TP_PROGRAM " gallery --cell 64 --size 64x36 --steps 5 -o ";
+    Output(command, "g.html");
+    const std::string page = Read("g.html");
     EXPECT_EQ(page.find("://"), std::string::npos);
     const json data = DataOf(page);
     ASSERT_EQ(data["transitions"].size(), TestedPlugin().Transitions().size());
@@ -67,38 +59,33 @@ TEST(Gallery, IsOneFileOfAllTransitions) {
         EXPECT_EQ(entry["takes"].contains("yuv"), transition.yuv != nullptr);
         EXPECT_EQ(entry["takes"].contains("rgb"), transition.rgb != nullptr);
     }
-    Program(command + (folder / "2.html"));
-    EXPECT_TRUE(page == Read(folder / "2.html")) << "differs when it is made again";
-    EXPECT_EQ(std::distance(fs::directory_iterator(folder.path), {}), 2) << "left-over files";
+    Output(command, "2.html");
+    EXPECT_TRUE(page == Read("2.html")) << "differs when it is made again";
+    EXPECT_EQ(std::distance(fs::directory_iterator("."), {}), 2) << "left-over files";
 }
 
 TEST(Gallery, GivesUpQualityForItsLimit) {
-    const Folder folder;
-    std::string command = "gallery -t Push -t Wind -t Bar -t Flash -t Roll --cell 96 --steps 8";
-    for (const int i : {0, 1}) {
-        Write(folder / Text(i, ".ppm"), Text("P6 96 64 255\n", Noise(kWidth * kHeight * 3, i)));
-        command += Text(" ", folder / Text(i, ".ppm"));
-    }
-    const std::string file = folder / "g.html";
-    const auto make = [&](const std::string &options) {
-        const Outcome outcome = Program(command + " -o " + file + options);
-        EXPECT_EQ(outcome.status, 0);
-        return outcome.output;
+    const WorkingFolder folder;
+    for (const int i : {0, 1})
+        Write(Text(i, ".ppm"), "P6 96 64 255\n" + RandomBytes(kWidth * kHeight * 3, i));
+    const auto make = [](const auto &...options) {
+        return Output(TP_PROGRAM " gallery -t Push -t Wind -t Bar -t Flash -t Roll --steps 8 "
+                                 "0.ppm 1.ppm -o g.html ",
+                      options...);
     };
     std::vector<std::string> pages; // by falling quality
     for (const int quality : {60, 45, 30, 15, 0}) {
-        make(Text(" --quality ", quality));
-        pages.push_back(Read(file));
+        make("--cell 96 --quality ", quality);
+        pages.push_back(Read("g.html"));
     }
     for (std::size_t i = 0; i + 1 < pages.size(); ++i) {
         ASSERT_GT(pages[i].size(), pages[i + 1].size() + 2000);
         // Just enough for the one and too little for the one before.
-        const std::string said = make(Text(" --limit ", double(pages[i].size()) / 1e6));
-        EXPECT_TRUE(Read(file) == pages[i]) << i << "\n" << said;
-        EXPECT_TRUE(said.ends_with(Text(" MB\n"))) << said;
+        const std::string said = make("--cell 96 --limit ", double(pages[i].size()) / 1e6);
+        EXPECT_TRUE(Read("g.html") == pages[i]) << i << "\n" << said;
+        EXPECT_TRUE(said.ends_with(" MB\n")) << said;
     }
-    command.replace(command.find("--cell 96"), 9, "--cell 400");
-    const std::string said = make(" --limit 0.1");
+    const std::string said = make("--cell 400 --limit 0.1");
     EXPECT_TRUE(said.ends_with(", more than 0.1 MB: fewer --steps or a smaller --cell take less\n"))
         << said;
 }
@@ -113,19 +100,18 @@ protected:
         if (!Browser::IsThere())
             GTEST_SKIP() << "chromium, chromedriver or curl is not installed";
         for (int i = 0; i < 2; ++i)
-            Write(folder / kClips[i], "P6 96 64 255\n" + pixels[i]);
+            Write(kClips[i], "P6 96 64 255\n" + RandomBytes(kWidth * kHeight * 3, i));
     }
 
     /// A page of noise in every pixel, which nothing can be mistaken for.
     std::string MakePage(const std::string &options) {
-        const Outcome outcome =
-            Shell(Text("cd ", folder.path, " && " TP_PROGRAM " gallery \"", kClips[0], "\" \"",
-                       kClips[1], "\" --cell 96 -o g.html ", options));
-        EXPECT_EQ(outcome.status, 0) << outcome.output;
+        Output(TP_PROGRAM " gallery \"", kClips[0], "\" \"", kClips[1], "\" --cell 96 -o g.html ",
+               options);
         return folder / "g.html";
     }
 
-    /// The pixels of a transition's picture in the grid, at a step that the slider is moved to.
+    /// The pixels of a transition's picture in the grid, at a step that the slider is moved to, in
+    /// red, green, blue and alpha.
     static std::string Shown(Browser &browser, const std::string &name, const std::string &choice,
                              int step) {
         browser.Run("const s = document.getElementById('slider'); s.value = arguments[0];"
@@ -138,7 +124,7 @@ protected:
         const json values = browser.Run(Text(
             "const c = ", canvas,
             "; return Array.from(c.getContext('2d').getImageData(0, 0, c.width, c.height).data)"
-            ".filter((v, i) => i % 4 < 3).map(v => v.toString(16).padStart(2, '0')).join('')"));
+            ".map(v => v.toString(16).padStart(2, '0')).join('')"));
         const std::string hex = values.get<std::string>();
         std::string bytes;
         for (std::size_t i = 0; i < hex.size(); i += 2)
@@ -146,41 +132,41 @@ protected:
         return bytes;
     }
 
-    const Folder folder;
+    const WorkingFolder folder;
     const std::string kClips[2] = {"a's <!--<script>.ppm", "b & \\.ppm"};
-    const std::string pixels[2] = {Noise(kWidth * kHeight * 3, 1), Noise(kWidth *kHeight * 3, 2)};
 };
 
-/// Between RGB of full range and planes of limited range, in the matrix of small pictures, by
+/// Between RGBA of full range and planes of limited range, in the matrix of small pictures, by
 /// FFmpeg.
-std::string Converted(const Folder &folder, const std::string &bytes, bool toPlanes) {
-    Write(folder / "in.raw", bytes);
-    Must("ffmpeg -v error -y -f rawvideo -s 96x64 -pix_fmt ", toPlanes ? "rgb24" : "yuv420p",
-         " -i ", folder / "in.raw",
-         " -vf scale=flags=bicubic+accurate_rnd+full_chroma_int+full_chroma_inp:",
+std::string Converted(const std::string &bytes, bool toPlanes) {
+    Write("in.raw", bytes);
+    Must("ffmpeg -v error -y -f rawvideo -s 96x64 -pix_fmt ", toPlanes ? "rgba" : "yuv420p",
+         " -i in.raw -vf scale=flags=bicubic+accurate_rnd+full_chroma_int+full_chroma_inp:",
          toPlanes ? "in_range=full:out_range=limited:out_color_matrix=smpte170m,format=yuv420p"
-                  : "in_range=limited:out_range=full:in_color_matrix=smpte170m,format=rgb24",
-         " -f rawvideo ", folder / "out.raw");
-    return Read(folder / "out.raw");
+                  : "in_range=limited:out_range=full:in_color_matrix=smpte170m,format=rgba",
+         " -f rawvideo out.raw");
+    return Read("out.raw");
 }
 
-Frame Packed(const std::string &rgb) {
+/// Bytes of a packed frame's rows from the top down, with red and blue in each other's places.
+std::string Swapped(std::string pixels) {
+    for (std::size_t i = 0; i < pixels.size(); i += 4)
+        std::swap(pixels[i], pixels[i + 2]);
+    return pixels;
+}
+
+Frame Packed(const std::string &rgba) {
     Frame frame(Path::Rgb, kWidth, kHeight);
     for (int y = 0; y < kHeight; ++y)
-        for (int x = 0; x < kWidth; ++x)
-            for (int i = 0; i < 4; ++i)
-                frame.Row(0, y)[x * 4 + i] =
-                    i == 3 ? 255 : std::uint8_t(rgb[(y * kWidth + x) * 3 + 2 - i]);
+        std::ranges::copy(Swapped(rgba.substr(y * kWidth * 4, kWidth * 4)), frame.Row(0, y));
     return frame;
 }
 
-std::string Rgb(const Frame &packed) {
-    std::string rgb;
+std::string Rgba(const Frame &packed) {
+    std::string bgra;
     for (int y = 0; y < kHeight; ++y)
-        for (int x = 0; x < kWidth; ++x)
-            for (int i = 2; i >= 0; --i)
-                rgb += char(packed.Row(0, y)[x * 4 + i]);
-    return rgb;
+        bgra.append(packed.Row(0, y), packed.Row(0, y) + kWidth * 4);
+    return Swapped(bgra);
 }
 
 Frame Planar(const std::string &planes) {
@@ -201,9 +187,10 @@ TEST_F(GalleryPage, ShowsThePluginsOwnFrames) {
     for (const Path path : {Path::Yuv, Path::Rgb}) {
         browser.Click(path == Path::Yuv ? "input[value=yuv]" : "input[value=rgb]");
         std::vector<Frame> in;
-        for (const std::string &picture : pixels)
-            in.push_back(path == Path::Rgb ? Packed(picture)
-                                           : Planar(Converted(folder, picture, true)));
+        for (const std::string &clip : kClips) {
+            const std::string picture = Decode("\"" + clip + "\"").frames.at(0);
+            in.push_back(path == Path::Rgb ? Packed(picture) : Planar(Converted(picture, true)));
+        }
         for (const bool reverse : {false, true}) {
             browser.Run("document.getElementById('reversed').checked !== arguments[0] && "
                         "document.getElementById('reversed').click()",
@@ -215,12 +202,10 @@ TEST_F(GalleryPage, ShowsThePluginsOwnFrames) {
                     Frame out(path, kWidth, kHeight);
                     Draw(*TestedPlugin().Find(name), {nullptr, reverse, 7},
                          hostkit::MomentOf(step, kSteps), out, in[0], in[1]);
-                    std::string expected;
-                    if (path == Path::Rgb)
-                        expected = Rgb(out);
-                    else
-                        expected = Converted(
-                            folder, std::string(out.Bytes().begin(), out.Bytes().end()), false);
+                    const std::string expected =
+                        path == Path::Rgb
+                            ? Rgba(out)
+                            : Converted({out.Bytes().begin(), out.Bytes().end()}, false);
                     EXPECT_TRUE(Shown(browser, name, choice, step) == expected)
                         << name << " " << choice << " " << step;
                 }
@@ -236,21 +221,23 @@ struct Distance {
     void Add(const std::string &shown, const std::string &expected) {
         ASSERT_EQ(shown.size(), expected.size());
         for (std::size_t i = 0; i < shown.size(); ++i) {
+            if (i % 4 == 3)
+                continue;
             const double levels = std::abs(std::uint8_t(shown[i]) - std::uint8_t(expected[i]));
             sum += levels;
             squares += levels * levels;
         }
-        count += shown.size();
+        count += shown.size() / 4 * 3;
     }
     double Mean() const { return sum / double(count); }
     double Psnr() const { return 10 * std::log10(255.0 * 255 * double(count) / squares); }
 };
 
 TEST_F(GalleryPage, KeepsItsDistanceInTheLossyForm) {
-    ASSERT_EQ(Program("pictures " + folder / "day.png" + " " + folder / "dusk.png").status, 0);
+    Must(TP_PROGRAM " pictures day.png dusk.png");
     for (int i = 0; i < 2; ++i)
-        Must("ffmpeg -v error -y -i ", folder / (i ? "dusk.png" : "day.png"),
-             " -vf scale=96:64 -pix_fmt rgb24 \"", folder / kClips[i], "\"");
+        Must("ffmpeg -v error -y -i ", i ? "dusk.png" : "day.png",
+             " -vf scale=96:64 -pix_fmt rgb24 \"", kClips[i], "\"");
     const std::vector<std::string> names = {"Bar", "Push", "Roll_right_top", "DoorWay", "TrCirque"};
     std::string options = "--steps 6 --path rgb";
     for (const std::string &name : names)
@@ -259,13 +246,13 @@ TEST_F(GalleryPage, KeepsItsDistanceInTheLossyForm) {
     browser.Open(MakePage(options));
     std::vector<Frame> in;
     for (const std::string &clip : kClips)
-        in.push_back(Packed(Read(folder / clip).substr(std::strlen("P6\n96 64\n255\n"))));
+        in.push_back(Packed(Decode("\"" + clip + "\"").frames.at(0)));
     for (const std::string &name : names) {
         Distance distance;
         for (int step = 0; step < 6; ++step) {
             Frame out(Path::Rgb, kWidth, kHeight);
             Draw(*TestedPlugin().Find(name), {}, hostkit::MomentOf(step, 6), out, in[0], in[1]);
-            distance.Add(Shown(browser, name, "rgb forward", step), Rgb(out));
+            distance.Add(Shown(browser, name, "rgb forward", step), Rgba(out));
         }
         // Pictures so small are nothing but edges: larger ones come to 5 levels and 28 dB.
         EXPECT_LT(distance.Mean(), 9) << name;
@@ -353,11 +340,8 @@ TEST_F(GalleryPage, AnswersToPointerKeysAndWords) {
     const std::string command =
         browser.Run("return document.getElementById('word').value").get<std::string>();
     EXPECT_TRUE(command.ends_with(" -o push.mp4 --path rgb --ease in")) << command;
-    const std::string programs = fs::path(TP_PROGRAM).parent_path();
-    const Outcome rendered =
-        Shell(Text("cd ", folder.path, " && PATH=", programs, ":$PATH; ", command));
-    EXPECT_EQ(rendered.status, 0) << command << "\n" << rendered.output;
-    EXPECT_EQ(Probe(folder / "push.mp4", "nb_read_frames"), "125,");
+    Output("PATH=$(dirname " TP_PROGRAM "):$PATH; ", command);
+    EXPECT_EQ(Probe("push.mp4", "nb_read_frames"), "125,");
 }
 
 TEST_F(GalleryPage, KeepsStillForThoseWhoAskForIt) {
@@ -377,117 +361,86 @@ TEST_F(GalleryPage, KeepsStillForThoseWhoAskForIt) {
 // Moving sheets and previews
 // ---------------------------------------------------------------------------------------------
 
-/// Chunks of a WebP file of this kind.
-int CountChunks(const std::string &webp, const std::string &kind) {
-    int count = 0;
-    for (std::size_t at = 12; at + 8 <= webp.size();) {
-        count += webp.compare(at, 4, kind) == 0;
-        std::uint32_t size = 0;
-        std::memcpy(&size, &webp[at + 4], 4);
-        at += 8 + size + (size & 1);
-    }
-    return count;
-}
-
 TEST(MovingSheet, RunsFromAToBAndRestsAtTheEnds) {
-    const Folder folder;
+    const WorkingFolder folder;
     for (const char *colour : {"red", "blue"})
-        Must("ffmpeg -v error -f lavfi -i color=", colour, ":s=96x64 -frames:v 1 ",
-             folder / Text(colour, ".png"));
-    const std::string sheet = Text("sheet -t Push --path rgb --columns 5 --cell 96 --plain ",
-                                   folder / "red.png", " ", folder / "blue.png", " -o ");
-    for (const char *kind : {"gif", "apng"}) {
-        const std::string file = folder / Text("s.", kind);
-        ASSERT_EQ(Program(sheet + file).status, 0);
-        EXPECT_EQ(Probe(file, "width,height,nb_read_frames"), "96,64,27,");
-        const std::string raw =
-            Shell("ffmpeg -v error -i " + file + " -f rawvideo -pix_fmt rgb24 -").output;
-        ASSERT_EQ(raw.size(), 27u * 96 * 64 * 3);
+        Must("ffmpeg -v error -f lavfi -i color=", colour, ":s=96x64 -frames:v 1 ", colour, ".png");
+    const std::string sheet = TP_PROGRAM " sheet -t Push --path rgb --columns 5 --cell 96 --plain "
+                                         "red.png blue.png -o ";
+    for (const char *file : {"s.gif", "s.apng"}) {
+        Output(sheet, file);
+        const Film film = Decode(file);
+        ASSERT_EQ(film.frames.size(), 27u);
+        ASSERT_TRUE(film.width == 96 && film.height == 64);
         for (int frame = 0; frame < 27; ++frame) // an even push: a quarter more with each frame
             for (const int x : {12, 36, 60, 84}) {
                 const int step = std::clamp(frame - 11, 0, 4);
-                const auto blue =
-                    std::uint8_t(raw[std::size_t((frame * 64 + 32) * 96 + x) * 3 + 2]);
-                EXPECT_NEAR(blue, x < 24 * step ? 255 : 0, 8) << kind << frame << " " << x;
+                EXPECT_NEAR(film.Pixel(frame, x, 32)[2], x < 24 * step ? 255 : 0, 8)
+                    << file << frame << " " << x;
             }
     }
-    const std::string file = folder / "s.webp";
-    ASSERT_EQ(Program(sheet + file).status, 0);
-    const std::string webp = Read(file), loops = webp.substr(webp.find("ANIM") + 12, 2);
-    EXPECT_EQ(CountChunks(webp, "ANMF"), 5) << "equal frames are one";
+    Output(sheet, "s.webp");
+    const std::string webp = Read("s.webp"), loops = webp.substr(webp.find("ANIM") + 12, 2);
+    int frames = 0;
+    for (std::size_t at = 0; (at = webp.find("ANMF", at)) != std::string::npos; ++at)
+        ++frames;
+    EXPECT_EQ(frames, 5) << "equal frames are one";
     EXPECT_EQ(loops, std::string(2, '\0')) << "for ever";
-}
-
-/// Frames of a YUV4MPEG2 file, of 96 x 64.
-std::vector<std::string> Frames(const std::string &file) {
-    constexpr std::size_t kSize = kWidth * kHeight * 3 / 2;
-    const std::string bytes = Read(file);
-    std::vector<std::string> frames;
-    for (std::size_t at = bytes.find('\n') + 1; at + kSize < bytes.size() + 1; at += 6 + kSize)
-        frames.push_back(bytes.substr(at + 6, kSize));
-    return frames;
 }
 
 class Preview : public testing::Test {
 protected:
     void SetUp() override {
         for (int clip = 0; clip < 3; ++clip) {
-            std::string bytes = "YUV4MPEG2 W96 H64 F25:1 Ip A1:1 C420jpeg\n";
+            Pictures pictures;
             for (int i = 0; i < 50; ++i)
-                bytes +=
-                    "FRAME\n" + Noise(kWidth * kHeight * 3 / 2, std::uint64_t(clip * 50 + i) << 32);
-            Write(folder / Text(clip, ".y4m"), bytes);
-            clips += Text(" ", folder / Text(clip, ".y4m"));
+                pictures.push_back(
+                    RandomBytes(PlanarSize(kWidth, kHeight), std::uint64_t(clip * 50 + i) << 32));
+            Write(Text(clip, ".y4m"), Y4m(pictures, "W96 H64 F25:1 Ip A1:1 C420jpeg"));
         }
     }
-    const Folder folder;
-    std::string clips;
+    const WorkingFolder folder;
 };
 
 TEST_F(Preview, ShowsWhatRenderMakesAroundEachJoint) {
-    const std::string joints = clips + " -t any --seed 3 -d 10f --size 96x64 -o ";
-    ASSERT_EQ(Program("render" + joints + (folder / "all.y4m")).status, 0);
-    ASSERT_EQ(Program("preview --around 5f" + joints + (folder / "near.y4m")).status, 0);
-    const std::vector<std::string> all = Frames(folder / "all.y4m");
-    std::vector<std::string> expected;
+    const std::string joints = " 0.y4m 1.y4m 2.y4m -q -t any --seed 3 -d 10f --size 96x64 -o ";
+    Must(TP_PROGRAM " render", joints, "all.y4m");
+    Must(TP_PROGRAM " preview --around 5f", joints, "near.y4m");
+    const Pictures all = FramesOf(Read("all.y4m"));
+    ASSERT_EQ(all.size(), 130u);
+    Pictures expected;
     for (const int overlap : {40, 80}) // where they begin: 50 - 10, and as much later
         expected.insert(expected.end(), all.begin() + overlap - 5, all.begin() + overlap + 15);
-    ASSERT_EQ(all.size(), 130u);
-    EXPECT_TRUE(Frames(folder / "near.y4m") == expected);
-    ASSERT_EQ(Program("preview --around 30f" + joints + (folder / "wide.y4m")).status, 0);
-    EXPECT_EQ(Frames(folder / "wide.y4m").size(), 40u + 50 + 40 - 20) << "no more than there is";
-    EXPECT_EQ(
-        Program("preview - " + (folder / "0.y4m") + " -t Push -o p.mkv < " + (folder / "1.y4m"))
-            .output,
-        "transitions: standard input: a preview needs clips whose end is known\n");
+    EXPECT_TRUE(FramesOf(Read("near.y4m")) == expected);
+    Must(TP_PROGRAM " preview --around 30f", joints, "wide.y4m");
+    EXPECT_EQ(FramesOf(Read("wide.y4m")).size(), 40u + 50 + 40 - 20) << "no more than there is";
+    EXPECT_EQ(Program("preview - 0.y4m -t Push -o p.mkv < 1.y4m").output,
+              "transitions: standard input: a preview needs clips whose end is known\n");
     // Wide pixels are made square.
-    Must("ffmpeg -v fatal -i ", folder / "0.y4m", " -vf setsar=2 ", folder / "flat.y4m");
-    Must(TP_PROGRAM " preview -q -t Push --around 4f ", folder / "flat.y4m", " ", folder / "1.y4m",
-         " -o ", folder / "square.mkv");
-    EXPECT_EQ(Probe(folder / "square.mkv", "width,height,sample_aspect_ratio"), "192,64,1:1,");
+    Must("ffmpeg -v fatal -i 0.y4m -vf setsar=2 flat.y4m");
+    Must(TP_PROGRAM " preview -q -t Push --around 4f flat.y4m 1.y4m -o square.mkv");
+    EXPECT_EQ(Probe("square.mkv", "width,height,sample_aspect_ratio"), "192,64,1:1,");
 }
 
 TEST_F(Preview, GoesToThePlayerThatIsThere) {
-    fs::create_directories(folder / "bin");
-    fs::create_directories(folder / "tmp");
-    const std::string command = Text("PATH=", folder / "bin", " TMPDIR=", folder / "tmp",
-                                     " " TP_PROGRAM " preview -q -t Push --around 4f", clips);
+    fs::create_directories("bin");
+    fs::create_directories("tmp");
+    const std::string command =
+        "PATH=bin TMPDIR=tmp " TP_PROGRAM " preview -q -t Push --around 4f 0.y4m 1.y4m 2.y4m";
     EXPECT_EQ(Shell(command).output, "transitions: there is no player to show the preview, neither "
                                      "mpv nor ffplay; install one, or give -o FILE\n");
     for (const char *player : {"ffplay", "mpv"}) {
-        const std::string file = (folder / "bin") + "/" + player;
-        Write(file, Text("#!/bin/sh\nfor last; do :; done\n/bin/cp $last ",
-                         folder / Text(player, ".mkv"), "\n"));
+        const std::string file = Text("bin/", player), shown = Text(player, ".mkv");
+        Write(file, "#!/bin/sh\nfor last; do :; done\n/bin/cp $last " + shown + "\n");
         fs::permissions(file, fs::perms::owner_all);
-        const Outcome outcome = Shell(command);
-        EXPECT_TRUE(outcome.status == 0 && outcome.output.empty()) << outcome.output;
-        EXPECT_EQ(Probe(folder / Text(player, ".mkv"), "codec_name,width,height,nb_read_frames"),
+        Must(command);
+        EXPECT_EQ(Probe(shown, "codec_name,width,height,nb_read_frames"),
                   "h264,96,64,58,"); // 29 + 50 + 29 - 25 - 25
     }
-    Write((folder / "bin") + "/mpv", "#!/bin/sh\nexit 3\n");
+    Write("bin/mpv", "#!/bin/sh\nexit 3\n");
     EXPECT_EQ(Shell(command).output,
               "transitions: mpv could not show the preview; -o FILE writes it instead\n");
-    EXPECT_TRUE(fs::is_empty(folder / "tmp"));
+    EXPECT_TRUE(fs::is_empty("tmp"));
 }
 
 } // namespace
