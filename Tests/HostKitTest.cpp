@@ -15,6 +15,7 @@
 #include <numeric>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -340,6 +341,7 @@ void See(std::uint8_t *out, const std::uint8_t *in1, const std::uint8_t *in2, in
 
 Transition StandIn(Chroma chroma = Chroma::Half) {
     Transition transition = {};
+    transition.info = hostkit::InfoFor("Unknown");
     transition.info.chroma = chroma;
     transition.yuv = [](YUVImage *out, const YUVImage *in1, const YUVImage *in2,
                         const TransParam *param) {
@@ -615,6 +617,37 @@ TEST(Info, TellsWhichPackedPathsCountBytes) {
         }
         EXPECT_EQ(!reaches, t.info.countsBytes) << t.name;
     }
+}
+
+/// Whether two frames that held different bytes differ where the transition has drawn into them.
+bool Leaves(const Transition &t, Path path, int width, int height, double position) {
+    Frame a(path, width, height, t.info.chroma), b(path, width, height, t.info.chroma);
+    std::fill(a.Bytes().begin(), a.Bytes().end(), std::uint8_t(60));
+    std::fill(b.Bytes().begin(), b.Bytes().end(), std::uint8_t(200));
+    TransParam param = {};
+    param.dTotal = 1;
+    param.dCurrent = position;
+    Frame drawn[] = {{path, width, height, t.info.chroma}, {path, width, height, t.info.chroma}};
+    for (const bool held : {false, true}) {
+        std::fill(drawn[held].Bytes().begin(), drawn[held].Bytes().end(), held ? 255 : 0);
+        std::srand(1);
+        CallPlugin(t, drawn[held], a, b, param);
+    }
+    return !IsSame(drawn[0], drawn[1]);
+}
+
+TEST(Info, TellsWhichPathsLeavePixels) {
+    std::vector<std::pair<int, int>> sizes = {{320, 200}, {359, 641}, {33, 200}, {200, 33}};
+    for (int i = 0; i < 20 * 20; ++i)
+        sizes.emplace_back(1 + i % 20, 1 + i / 20);
+    for (const Transition &t : TestedPlugin().Transitions())
+        for (const Path path : {Path::Yuv, Path::Rgb}) {
+            bool leaves = false;
+            for (const auto &[width, height] : sizes)
+                for (const double position : {0.0, 0.1, 0.25, 0.37, 0.5, 0.75, 0.999, 1.0})
+                    leaves |= HasPath(t, path) && Leaves(t, path, width, height, position);
+            EXPECT_EQ(leaves, path == Path::Yuv ? t.info.leavesYuv : t.info.leavesRgb) << t.name;
+        }
 }
 
 TEST(Info, KindsAndCurvesHaveNames) {

@@ -93,7 +93,8 @@ void CallPlugin(const Transition &transition, Frame &out, const Frame &in1, cons
 void DrawBare(const Transition &transition, const Motion &motion, const Moment &moment, Frame &out,
               const Frame &in1, const Frame &in2) {
     assert(IsAlike(out, in1) && IsAlike(out, in2));
-    const Chroma chroma = transition.info.chroma;
+    const Info &info = transition.info;
+    const Chroma chroma = info.chroma;
     Frame roomForOut, roomForFrom, roomForTo;
     const Frame &from = AsPluginTakes(motion.reverse ? in2 : in1, chroma, roomForFrom);
     const Frame &to = AsPluginTakes(motion.reverse ? in1 : in2, chroma, roomForTo);
@@ -101,12 +102,12 @@ void DrawBare(const Transition &transition, const Motion &motion, const Moment &
     if (!isDirect)
         roomForOut = PluginsFrame(out, chroma);
     Frame &drawn = isDirect ? out : roomForOut;
-    // Blind leaves a row or a whole frame alone, the packed triangles most of it.
-    CopyPicture(to, drawn);
+    if (out.Layout() == Path::Yuv ? info.leavesYuv : info.leavesRgb)
+        CopyPicture(to, drawn);
     TransParam param = {};
     param.dTotal = kLength;
     param.dCurrent = PluginPosition(motion, moment) * kLength;
-    if (SharesNothing(transition.info, out.Layout())) {
+    if (SharesNothing(info, out.Layout())) {
         CallPlugin(transition, drawn, from, to, param);
     } else {
         const std::lock_guard guard(drawing);

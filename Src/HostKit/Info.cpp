@@ -103,6 +103,8 @@ std::span<const Info> Infos() { // NOLINT(readability-function-size)
          .motion = "Slats of A and B that grow thinner and more, B's share growing.",
          .yuv = Curve::Eased,
          .rgb = Curve::Eased,
+         .leavesYuv = true,
+         .leavesRgb = true,
          .ends = kBothWhole,
          .remarks = "The top row can be left as it was in the output frame. Planar path: so can "
                     "the whole frame for an instant before the end."},
@@ -124,6 +126,7 @@ std::span<const Info> Infos() { // NOLINT(readability-function-size)
          .motion = "A rolls up from left to right like a sheet of paper and uncovers B.",
          .yuv = Curve::Eased,
          .rgb = Curve::Eased,
+         .leavesYuv = true,
          .ends = kBothWhole,
          .remarks = "The roll is 32 to 78 pixels wide, by the frame's width. Planar path: it shows "
                     "A mirrored; packed path: A in place, shaded."},
@@ -273,6 +276,7 @@ std::span<const Info> Infos() { // NOLINT(readability-function-size)
          .yuv = Curve::Linear,
          .rgb = Curve::Linear,
          .countsBytes = true,
+         .leavesRgb = true,
          .ends = kPlanarWhole,
          .remarks = kSqueezedShapes},
         {.name = "TrNTriangle",
@@ -284,6 +288,8 @@ std::span<const Info> Infos() { // NOLINT(readability-function-size)
          .yuv = Curve::Linear,
          .rgb = Curve::Linear,
          .countsBytes = true,
+         .leavesYuv = true,
+         .leavesRgb = true,
          .ends = "planar path: A whole, B whole; frames narrower than 10 pixels are not drawn",
          .remarks = kSqueezedShapes},
         {.name = "TrTriangle2",
@@ -295,6 +301,7 @@ std::span<const Info> Infos() { // NOLINT(readability-function-size)
          .yuv = Curve::Eased,
          .rgb = Curve::Eased,
          .countsBytes = true,
+         .leavesRgb = true,
          .ends = "planar path: A whole, B whole but for a pixel of the top row",
          .remarks = kSqueezedShapes},
         {.name = "TrTriangle3",
@@ -305,6 +312,7 @@ std::span<const Info> Infos() { // NOLINT(readability-function-size)
          .yuv = Curve::Bounce,
          .rgb = Curve::Bounce,
          .countsBytes = true,
+         .leavesRgb = true,
          .ends = "A whole (planar path: but for a pixel of the top row), B whole",
          .remarks = kSqueezedShapes},
         {.name = "TrCirque",
@@ -316,6 +324,7 @@ std::span<const Info> Infos() { // NOLINT(readability-function-size)
          .yuv = Curve::Linear,
          .rgb = Curve::Linear,
          .countsBytes = true,
+         .leavesRgb = true,
          .ends = kPlanarWhole,
          .remarks = kSqueezedShapes},
         {.name = "TrEraseShift",
@@ -352,6 +361,7 @@ Info InfoFor(std::string_view name) {
             return info;
     Info unknown;
     unknown.name = unknown.function = unknown.title = name;
+    unknown.leavesYuv = unknown.leavesRgb = true; // for all that is known
     return unknown;
 }
 

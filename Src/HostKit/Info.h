@@ -44,6 +44,8 @@ struct Info {
     Chroma chroma = Chroma::Half; ///< what the planar path works on
     bool countsBytes = false; ///< the packed path takes columns for byte offsets: its picture is
                               ///< squeezed into a part of the frame, and nobody wants it unasked
+    bool leavesYuv = false;   ///< the planar path may leave pixels of the output as they were
+    bool leavesRgb = false;   ///< so may the packed one
     bool random = false;      ///< draws random numbers: repeatable with a seed only
     std::string ends = {};    ///< the pictures at both ends
     std::string remarks = {}; ///< what else there is to know, sentences; may be empty
