@@ -47,7 +47,7 @@ double Nanoseconds(double value, const std::string &unit) {
 
 TEST(Bench, PrintsTimesThatShowAndTheirRatio) {
     for (const std::string size : {"1x1", "64x36", "640x360"}) {
-        const Outcome outcome = Bench("-t Erase -t TrEraseShift --size " + size);
+        const Outcome outcome = Bench("-t Erase -t TrEraseShift -t Roll_right_top --size " + size);
         EXPECT_EQ(outcome.status, 0) << outcome.output;
         std::istringstream lines(outcome.output.substr(outcome.output.find("Copied")));
         lines.ignore(7);
@@ -61,7 +61,10 @@ TEST(Bench, PrintsTimesThatShowAndTheirRatio) {
             EXPECT_GT(copied, 0) << outcome.output;
             EXPECT_NEAR(ratio, drawn / copied, 0.005 + 0.011 * drawn / copied) << outcome.output;
         }
-        EXPECT_EQ(rows, "Erase yuv, TrEraseShift yuv, Erase rgb, ") << outcome.output;
+        EXPECT_EQ(
+            rows,
+            "Erase yuv, TrEraseShift yuv, Roll_right_top yuv, Erase rgb, Roll_right_top rgb, ")
+            << outcome.output;
     }
 }
 

@@ -299,6 +299,7 @@ TEST_F(Copy, WhatCannotBeCopiedIsEncodedAndWhy) {
         const char *filter, *options, *reason;
     } kCases[] = {
         {"small.mp4", x264, "scale=96:64", "", "is 96x64, the result 160x96"},
+        {"wide.mp4", x264, "setsar=2", "", "has pixels of another shape"},
         {"mpeg.mkv", "-c:v mpeg4", "null", "", "is mpeg4, the result h264"},
         {"onekey.mp4", "-c:v libx264 -g 999 -sc_threshold 0", "null", "", "has no key frame"},
         {"opened.mp4", x264 + "-x264-params open-gop=1", "null", "", "has no key frame"},

@@ -142,6 +142,19 @@ TEST_F(EditFile, OffsetsBecomeOverlapsOfWholeClips) {
                   "tracks.children[0].children[3]: \"Slide\" is drawn as \"Push\", reversed"});
 }
 
+// Writers round them to as few as two decimals.
+TEST_F(EditFile, RatesAreThoseThatWereMeant) {
+    for (const auto &[written, rate] : {std::pair(29.97, AVRational{30000, 1001}),
+                                        {23.98, {24000, 1001}},
+                                        {23.976, {24000, 1001}},
+                                        {59.94, {60000, 1001}},
+                                        {12.5, {25, 2}},
+                                        {48, {48, 1}}}) {
+        const Edit edit = Read(OfClips({OldClip("a.mov", Range(0, 7, written))}).dump());
+        ExpectTime(edit.clips[0].source->length, 7, rate, "length");
+    }
+}
+
 TEST_F(EditFile, WrittenAndReadIsTheSame) {
     const AVRational pal = {25, 1}, ntsc = {30000, 1001};
     Edit edit;
@@ -264,6 +277,8 @@ TEST_F(EditFile, RefusesInWordsThatSayWhereAndWhat) {
         {clip("/source_range/start_time/value", 90),
          "begins before what is all that its media holds"},
         {clip("/source_range/duration/value", 51), "ends after what is all that its media holds"},
+        {clip("/source_range/start_time", At(3.985, 1)), "begins before what is all"},
+        {clip("/source_range/duration", At(2.015, 1)), "ends after what is all"},
         {clip(url, "http://a/b.mov"), "\"http://a/b.mov\" is no file of this machine"},
         {clip(url, "file://host/b.mov"), "is no file of this machine"},
         {clip(url, "a%00b"), "is no file's name"},
@@ -286,6 +301,9 @@ TEST_F(EditFile, RefusesInWordsThatSayWhereAndWhat) {
         EXPECT_NE(refusal.find(message), std::string::npos) << text << '\n' << refusal;
     }
     EXPECT_EQ(Refusal(joined(At(5, 25), At(5, 25), Range(100, 45, 25), Range(105, 45, 25))), "");
+    // What a rounding of another rate may be: 10 ms.
+    EXPECT_EQ(Refusal(clip("/source_range/start_time", At(3.995, 1))), "");
+    EXPECT_EQ(Refusal(clip("/source_range/duration", At(2.005, 1))), "");
     std::vector<std::string> warnings;
     EXPECT_THROW(ReadEdit(folder.path.string(), Known, warnings), Failure);
     EXPECT_THROW(ReadEdit(folder / "missing.otio", Known, warnings), Failure);

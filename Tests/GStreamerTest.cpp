@@ -481,6 +481,19 @@ TEST(GStreamer, BearsAnyChangeWhileFramesCome) {
     gst_caps_unref(caps);
 }
 
+TEST(GStreamer, HasTheInputsThatItNames) {
+    Start();
+    const Pipeline mix(
+        GST_ELEMENT(gst_object_ref_sink(gst_element_factory_make("tp_transition", nullptr))));
+    for (const auto &[name, isThere] :
+         {std::pair("sink_2", false), {"sink_1", true}, {"sink_0", true}}) {
+        GstPad *const pad = gst_element_request_pad_simple(mix.get(), name);
+        EXPECT_EQ(pad != nullptr, isThere) << name;
+        if (pad)
+            gst_object_unref(pad);
+    }
+}
+
 TEST(GStreamer, LeaksNothingAndTakesTwoInputs) {
     Start();
     const std::string run =

@@ -46,7 +46,11 @@ TEST(Gallery, AnswersWithTheRightWordsAndStatus) {
 
 TEST(Gallery, IsOneFileOfAllTransitions) {
     const WorkingFolder folder;
-    const std::string command = TP_PROGRAM " gallery --cell 64 --size 64x36 --steps 5 -o ";
+    // The program's own, by another way, which commands for the user must keep.
+    const std::string plugin =
+        Text(TestedPlugin().File().parent_path().string(), "/./libtp_Erase.so");
+    const std::string command = Text(TP_PROGRAM " --plugin ", plugin,
+                                     " gallery --cell 64 --size 64x36 --steps 5 --seed 7 -o ");
     Output(command, "g.html");
     const std::string page = Read("g.html");
     EXPECT_EQ(page.find("://"), std::string::npos);
@@ -56,6 +60,14 @@ TEST(Gallery, IsOneFileOfAllTransitions) {
         const hostkit::Transition &transition = TestedPlugin().Transitions()[i];
         const json &entry = data["transitions"][i];
         EXPECT_EQ(entry["name"], transition.name);
+        std::string name = transition.name, film = hostkit::Stem(name) + ".mp4";
+        if (name.find(' ') != std::string::npos) {
+            name = "'" + name + "'";
+            std::ranges::replace(film, '_', '-');
+        }
+        EXPECT_EQ(entry["command"],
+                  Text("transitions --plugin ", plugin, " render -t ", name,
+                       " day.png dusk.png -o ", film, transition.info.random ? " --seed 7" : ""));
         EXPECT_EQ(entry["takes"].contains("yuv"), transition.yuv != nullptr);
         EXPECT_EQ(entry["takes"].contains("rgb"), transition.rgb != nullptr);
     }
@@ -414,12 +426,17 @@ TEST_F(Preview, ShowsWhatRenderMakesAroundEachJoint) {
     EXPECT_TRUE(FramesOf(Read("near.y4m")) == expected);
     Must(TP_PROGRAM " preview --around 30f", joints, "wide.y4m");
     EXPECT_EQ(FramesOf(Read("wide.y4m")).size(), 40u + 50 + 40 - 20) << "no more than there is";
+    Must(TP_PROGRAM " preview -q -t cut -t Push --around 5f -d 10f 0.y4m 1.y4m 2.y4m -o cut.y4m");
+    EXPECT_EQ(FramesOf(Read("cut.y4m")).size(), 5u + 5 + 5 + 10 + 5);
     EXPECT_EQ(Program("preview - 0.y4m -t Push -o p.mkv < 1.y4m").output,
               "transitions: standard input: a preview needs clips whose end is known\n");
-    // Wide pixels are made square.
-    Must("ffmpeg -v fatal -i 0.y4m -vf setsar=2 flat.y4m");
-    Must(TP_PROGRAM " preview -q -t Push --around 4f flat.y4m 1.y4m -o square.mkv");
-    EXPECT_EQ(Probe("square.mkv", "width,height,sample_aspect_ratio"), "192,64,1:1,");
+    // Wide pixels are made square, and large pictures small.
+    for (const auto &[filter, shape] :
+         {std::pair("setsar=2", "192,64,1:1,"), {"scale=1280:64,setsar=2", "640,16,1:1,"}}) {
+        Must("ffmpeg -v fatal -y -i 0.y4m -vf ", filter, " flat.y4m");
+        Must(TP_PROGRAM " preview -q -t Push --around 4f flat.y4m 1.y4m -o square.mkv");
+        EXPECT_EQ(Probe("square.mkv", "width,height,sample_aspect_ratio"), shape);
+    }
 }
 
 TEST_F(Preview, GoesToThePlayerThatIsThere) {

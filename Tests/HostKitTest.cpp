@@ -8,6 +8,8 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
+#include <chrono>
 #include <cmath>
 #include <cstdlib>
 #include <functional>
@@ -15,6 +17,7 @@
 #include <numeric>
 #include <set>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -394,6 +397,34 @@ TEST(Draw, LeavesOthersTheirRandomNumbers) {
     }
     EXPECT_EQ(std::rand(), expected[1]);
     EXPECT_EQ(std::rand(), expected[2]);
+}
+
+// What eases keeps its position in the one plug-in of the process.
+TEST(Draw, AsksForOneFrameAtATimeOfWhatEases) {
+    static std::atomic<int> inside, most;
+    Transition transition = {};
+    transition.yuv = [](YUVImage *, const YUVImage *, const YUVImage *, const TransParam *) {
+        const int now = ++inside;
+        if (now > most)
+            most = now;
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        --inside;
+    };
+    for (const auto &[curve, expected] :
+         {std::pair(hostkit::Curve::Eased, 1), {hostkit::Curve::Linear, 2}}) {
+        transition.info.yuv = curve;
+        most = 0;
+        const auto draw = [&transition] {
+            Frame out(Path::Yuv, 2, 2), in(Path::Yuv, 2, 2);
+            for (int i = 0; i < 5; ++i)
+                Draw(transition, {}, {0.5, i}, out, in, in);
+        };
+        {
+            const std::jthread other(draw);
+            draw();
+        }
+        EXPECT_EQ(most, expected);
+    }
 }
 
 TEST(Draw, TakesFramesAsTheyLie) {

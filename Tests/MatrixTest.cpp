@@ -187,8 +187,11 @@ void ExpectJoined(const NumberedFilm &film, double rate, int first = 0, int fram
 TEST_F(Matrix, FramesAndSoundKeepTheirTimes) {
     const std::string x264 = "-c:v libx264 -preset ultrafast -crf 12 -pix_fmt yuv420p ";
     const std::string mpeg2 = "-c:v mpeg2video -q:v 2 ", pcm = "-c:a pcm_s16le ";
-    const std::string jitter = "-vf \"settb=1/1000,setpts='round(N*1000/30+mod(N*7,19)/2)'\" "
-                               "-vsync vfr -r 1000 -c:v libvpx -pix_fmt yuv420p -b:v 2M ";
+    const auto timed = [](const char *milliseconds) {
+        return Text("-vf \"settb=1/1000,setpts='round(", milliseconds,
+                    ")'\" -vsync vfr -r 1000 -c:v libvpx -pix_fmt yuv420p -b:v 2M ");
+    };
+    const std::string jitter = timed("N*1000/30+mod(N*7,19)/2");
     const struct {
         const char *name;
         Making making;
@@ -218,6 +221,7 @@ TEST_F(Matrix, FramesAndSoundKeepTheirTimes) {
         {"faster.mkv", {.rate = 120, .video = x264}},
         {"norate.webm", {.rate = 30, .video = jitter, .audio = "-c:a libopus"}},
         {"norate.mkv", {.rate = 30, .video = jitter, .audio = "-c:a libvorbis"}},
+        {"unusual.mkv", {.rate = 40, .video = timed("N*25")}},
         {"later.ts", {.video = x264 + "-output_ts_offset 1000", .audio = "-c:a aac"}},
         {"later.mkv", {.video = x264 + "-output_ts_offset 7", .audio = pcm}},
         {"edit.mp4",

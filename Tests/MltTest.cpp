@@ -69,7 +69,8 @@ struct Form {
     std::string format; ///< of the clips and of what melt writes: yuv420p, yuv422 or rgba
     std::string path;   ///< empty when the service decides
     int width, height;
-    bool isInterlaced = false; ///< the even rows' field is the earlier one
+    bool isInterlaced = false;
+    bool isOddFirst = false; ///< of its fields
 
     bool IsRgba() const { return format == "rgba"; }
     std::size_t FrameSize() const {
@@ -124,8 +125,8 @@ public:
         const std::string file = folder / "out.raw";
         const Outcome outcome =
             Melt(Text("-profile ", folder / "profile", " ", timeline, " -consumer avformat:", file,
-                      " f=rawvideo vcodec=rawvideo an=1 top_field_first=1 mlt_image_format=",
-                      form.format, " pix_fmt=", form.Raw(), " ", threads),
+                      " f=rawvideo vcodec=rawvideo an=1 top_field_first=", int(!form.isOddFirst),
+                      " mlt_image_format=", form.format, " pix_fmt=", form.Raw(), " ", threads),
                  file);
         EXPECT_EQ(outcome.status, 0);
         EXPECT_EQ(outcome.output, "");
@@ -211,7 +212,8 @@ struct Pictures {
         const auto row = [&](int y, int half) { return form.isInterlaced ? y / 2 * 2 + half : y; };
         for (int half = 0; half < 2; ++half)
             Draw(
-                Path::Yuv, transition.info.chroma, form.isInterlaced ? When(half) : When(),
+                Path::Yuv, transition.info.chroma,
+                form.isInterlaced ? When(half != form.isOddFirst) : When(),
                 [&](int plane, int x, int y) {
                     const int line = plane && !isFull ? 2 * y + half : row(y, half);
                     const int byte = !plane ? 2 * x : (isFull ? x / 2 : x) * 4 + 2 * plane - 1;
@@ -316,6 +318,7 @@ TEST(Mlt, ObeysTheParameters) {
                        {&wipe, "backwards=1", {nullptr, true, 0}},
                        {&wipe, "ease=in", {hostkit::FindEasing("in"), false, 0}},
                        {&wind, "seed=7", {nullptr, false, 7}}});
+    ExpectDirectCalls({"yuv422", "", 318, 180, true, true}, {{&wipe, ""}});
 }
 
 /// A clip on each of two tracks, and a transition from frame 10 to 14. At its first frame the
@@ -547,7 +550,14 @@ TEST(Mlt, DrawsTransparentClipsPackedWhateverTheEngineWants) {
     const struct {
         const char *alphaOfA, *alphaOfB;
         int luma; ///< at the left
-    } kCases[] = {{"255", "255", 33}, {"255", "254", 205}, {"0", "255", 205}};
+    } kCases[] = {
+        {"255", "255", 33},
+        {"255", "254", 205},
+        {"0", "255", 205},
+        // Not the bars around a picture of another shape, which are two.
+        {"255", "'if(lt(Y,12),0,255)'", 205},
+        {"255", "'if(gt(X,51),0,255)'", 205},
+    };
     for (const auto &[alphaOfA, alphaOfB, luma] : kCases) {
         const std::string half = Still::Half(Still::kYuv, alphaOfA, alphaOfB);
         ASSERT_FALSE(half.empty());
@@ -594,6 +604,15 @@ TEST_P(Layouts, EndWithTheClipsOwnFrames) {
                                   std::abs(std::uint8_t(all[at]) - std::uint8_t(all[at + size])));
         EXPECT_LE(difference, 2) << services[i / 6] << (i % 6 == 1 ? " begin" : " end");
     }
+}
+
+// The engine neither scales yuv420p nor puts bars around it.
+TEST(Mlt, DrawsClipsThatNeedBarsWhateverTheEngineWants) {
+    const std::string still = "testsrc2=s=128x60,format=yuv420p";
+    const Clips clips({"yuv420p", "", 128, 96}, {still, still});
+    clips.Render(Text(clips.File(0), " in=0 out=3 ", clips.File(1),
+                      " in=0 out=3 -mix 2 -mixer tp_erase.push"),
+                 "real_time=-1"); // without a complaint
 }
 
 const Form kYuv422 = {"yuv422", "", 128, 96}, kFields = {"yuv422", "", 128, 96, true};

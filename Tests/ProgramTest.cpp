@@ -187,7 +187,8 @@ TEST_F(Program, PartsOfARenderEqualTheWhole) {
          "50 -vf interlace -flags +ildct+ilme -c:v mpeg2video -q:v 3 -bf 2 i.ts");
     for (const auto &[inputs, seconds, cuts] :
          {std::tuple("a.y4m b.y4m ", "0.2", std::vector{0, 9, 10, 12, 17}),
-          std::tuple("c.mp4 i.ts ", "0.4", std::vector{0, 33, 60, 91, 95, 96, 117, 190})}) {
+          {"c.mp4 i.ts ", "0.4", std::vector{0, 33, 60, 91, 95, 96, 117, 190}},
+          {"i.ts i.ts --rate 50 ", "0.4", std::vector{0, 33, 101, 380}}}) {
         const std::string command = Text("-q -t Wind --seed 3 -d ", seconds, " ", inputs, "-o ");
         RunRender(command + "whole.y4m");
         const Pictures whole = FramesOf(Read("whole.y4m"));
@@ -210,7 +211,7 @@ TEST_F(Program, PartsOfARenderEqualTheWhole) {
 
 TEST_F(Program, EditListsMakeTheSameFilm) {
     const std::string command =
-        "a.y4m b.y4m a.y4m#t=2f,11f -t any --seed 5 -d 3f --ease out --fit cover ";
+        "a.y4m b.y4m#t=,9f a.y4m#t=2f,11f -t any --seed 5 -d 3f --ease out --fit cover ";
     RunRender("-q " + command + "--save-edit e.otio -o o.y4m");
     const std::string film = Read("o.y4m");
     RunRender("-q e.otio -o again.y4m");
@@ -287,6 +288,11 @@ TEST_F(Program, PipesInBothDirections) {
     Pictures middle = Expected(b, a, 5, "Erase", hostkit::Motion());
     middle = Expected(middle, b, 5, "Erase", hostkit::Motion());
     EXPECT_EQ(Difference(FramesOf(Read("middle.y4m")), middle), "");
+    // What a link leads to is written, not the link.
+    Write("led-to.y4m", "");
+    fs::create_symlink("led-to.y4m", "link.y4m");
+    RunRender("-q -t Erase -d 0.2 a.y4m b.y4m -o link.y4m");
+    EXPECT_TRUE(fs::is_symlink("link.y4m") && Read("led-to.y4m") == Read("file.y4m"));
     // A reader that goes away is an error like any other.
     const Outcome closed = Shell("(" TP_PROGRAM " render -q -t Erase -d 0.2 a.y4m b.y4m -o - ; "
                                  "echo status $? >&2) | head -c 99 >/dev/null");
@@ -308,6 +314,14 @@ TEST_F(Program, Y4mTagsAreKept) {
             Read("o.y4m").starts_with(Text("YUV4MPEG2 W97 H65 ", c.out, " XCOLORRANGE=LIMITED\n")))
             << c.in << c.options;
     }
+}
+
+TEST_F(Program, PhotographsBecomeFilms) {
+    Must("ffmpeg -v error -f lavfi -i testsrc=s=3000x2000:d=0.04 photo.jpg");
+    const Outcome run = Render("-t cut --still 1f photo.jpg photo.jpg -o o.mkv");
+    EXPECT_NE(run.output.find("1620x1080; --size gives another size"), std::string::npos)
+        << run.output;
+    EXPECT_EQ(Probe("o.mkv", "width,height"), "1620,1080,");
 }
 
 /// The encoder writes its settings into the stream.
@@ -471,16 +485,19 @@ TEST_F(Program, MusicPlaysUnderTheClips) {
 TEST_F(Program, ColourTagsAndRateAreCarriedThrough) {
     Must("ffmpeg -v error -f lavfi -i color=red:s=64x48:r=30000/1001:d=1 -c:v libx264 "
          "-pix_fmt yuv420p -colorspace bt709 -color_primaries bt709 -color_trc bt709 "
-         "-color_range tv -aspect 2:1 -metadata title=Sea -metadata date=2024 tagged.mp4");
-    for (const char *path : {"yuv", "rgb"}) {
-        RunRender("-q -t Erase tagged.mp4 b.y4m -d 0.2 -o o.mp4 --path ", path);
+         "-color_range tv -aspect 2:1 -metadata title=Sea -metadata date=2024 tagged.mp4 && "
+         "ffmpeg -v error -i tagged.mp4 -c copy -metadata date= -metadata "
+         "creation_time=2024-05-06T07:08:09Z made.mp4");
+    for (const auto &[path, file, date] : {std::tuple("yuv", "tagged.mp4", "2024"),
+                                           {"rgb", "made.mp4", "2024-05-06T07:08:09.000000Z"}}) {
+        RunRender("-q -t Erase ", file, " b.y4m -d 0.2 -o o.mp4 --path ", path);
         const std::string entries =
             "width,height,color_range,color_space,color_transfer,color_primaries,r_frame_rate,"
             "sample_aspect_ratio";
         EXPECT_EQ(Probe("o.mp4", entries), Probe("tagged.mp4", entries));
         EXPECT_EQ(
             Shell("ffprobe -v error -show_entries format_tags=title,date -of csv=p=0 o.mp4").output,
-            "Sea,2024\n");
+            Text("Sea,", date, '\n'));
         RunRender("-q -t Erase tagged.mp4 tagged.mp4 -d 0.2 --only -o o.mp4 --path ", path);
         EXPECT_GT(Decode("o.mp4").Pixel(2, 2, 24)[0], 200) << "bars beside its wide pixels";
     }

@@ -53,6 +53,27 @@ TEST(Tool, AnswersWithTheRightWordsAndStatus) {
     ExpectAnswers(TP_PROGRAM, kAnswers);
 }
 
+/// Whoever touched what is missing would be ended by the system.
+TEST(Tool, RefusesAPluginThatIsCutShort) {
+    const WorkingFolder folder;
+    const std::string whole = Read(TestedPlugin().File());
+    const std::string command =
+        "LD_LIBRARY_PATH=$(dirname " TP_PROGRAM ") " TP_PROGRAM " --plugin cut.so list";
+    constexpr int kParts = 64;
+    int part = 1;
+    for (; part <= kParts; ++part) {
+        Write("cut.so", whole.substr(0, whole.size() * part / kParts));
+        const Outcome run = Shell(command);
+        if (run.status == 0) // lacks no more than names for debuggers
+            break;
+        EXPECT_EQ(run.status, 1);
+        EXPECT_EQ(run.output,
+                  Text("transitions: the plug-in cut.so is cut short after ",
+                       whole.size() * part / kParts, " bytes: copy or build it again\n"));
+    }
+    EXPECT_TRUE(part > 1 && part <= kParts) << part;
+}
+
 TEST(Tool, WritesJson) {
     using nlohmann::json;
     const json list = json::parse(Output(TP_PROGRAM " list --json")),
@@ -182,6 +203,16 @@ TEST(Sheet, IsWrittenAsItsEndingSays) {
     fs::create_symlink("/dev/full", "full.png");
     EXPECT_EQ(Program("sheet -t Push -o full.png").output,
               "transitions: full.png: No space left on device\n");
+}
+
+TEST(Sheet, ShowsWidePixelsAsWide) {
+    const WorkingFolder folder;
+    Must("ffmpeg -v error -f lavfi -i color=red:s=64x36:d=1 -vf setsar=2 -c:v ffv1 wide.mkv");
+    for (const auto &[size, height] : {std::pair("", 18), {"--size 64x36", 36}}) { // of square ones
+        Output(TP_PROGRAM " sheet -t Push wide.mkv wide.mkv --positions 100 --cell 64 -o s.png ",
+               size);
+        EXPECT_EQ(Decode("s.png").height, 20 + 22 + height + 20) << size;
+    }
 }
 
 TEST(Sheet, HasARowForEachTransitionFromTheBuiltInPictures) {
