@@ -221,7 +221,7 @@ TEST_F(Matrix, FramesAndSoundKeepTheirTimes) {
         {"faster.mkv", {.rate = 120, .video = x264}},
         {"norate.webm", {.rate = 30, .video = jitter, .audio = "-c:a libopus"}},
         {"norate.mkv", {.rate = 30, .video = jitter, .audio = "-c:a libvorbis"}},
-        {"unusual.mkv", {.rate = 40, .video = timed("N*25")}},
+        {"unusual.mkv", {.rate = 40, .video = timed("N*25+6*eq(mod(N*N,7),2)-5*eq(mod(N,4),3)")}},
         {"later.ts", {.video = x264 + "-output_ts_offset 1000", .audio = "-c:a aac"}},
         {"later.mkv", {.video = x264 + "-output_ts_offset 7", .audio = pcm}},
         {"edit.mp4",

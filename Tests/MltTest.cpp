@@ -610,9 +610,12 @@ TEST_P(Layouts, EndWithTheClipsOwnFrames) {
 TEST(Mlt, DrawsClipsThatNeedBarsWhateverTheEngineWants) {
     const std::string still = "testsrc2=s=128x60,format=yuv420p";
     const Clips clips({"yuv420p", "", 128, 96}, {still, still});
-    clips.Render(Text(clips.File(0), " in=0 out=3 ", clips.File(1),
-                      " in=0 out=3 -mix 2 -mixer tp_erase.push"),
-                 "real_time=-1"); // without a complaint
+    const std::string all = clips.Render(Text(clips.File(0), " in=0 out=3 ", clips.File(1),
+                                              " in=0 out=3 -mix 2 -mixer tp_erase.push"),
+                                         "real_time=-1");
+    ASSERT_EQ(all.size(), 6 * clips.form.FrameSize());
+    for (const int row : {5, 17, 78, 90})
+        EXPECT_EQ(all[2 * clips.form.FrameSize() + row * 128 + 64], 16) << row;
 }
 
 const Form kYuv422 = {"yuv422", "", 128, 96}, kFields = {"yuv422", "", 128, 96, true};

@@ -334,6 +334,12 @@ TEST_F(Program, QualityAndPresetReachTheStream) {
         EXPECT_NE(bytes.find(crf), std::string::npos) << options;
         EXPECT_NE(bytes.find(search), std::string::npos) << options;
     }
+    Must("ffmpeg -v error -f lavfi -i color=s=64x48:r=25:d=2 -f lavfi -i anoisesrc=d=2:r=48000 "
+         "-c:a pcm_s16le -ac 2 n.mkv");
+    for (const auto &[options, rate] : {std::pair("", 192000), {"--audio-bitrate 48", 48000}}) {
+        RunRender("-q -t cut n.mkv n.mkv -o n.mp4 ", options);
+        EXPECT_NEAR(std::atoi(Probe("n.mp4", "bit_rate", "a:0").c_str()), rate, 3000) << options;
+    }
 }
 
 /// 256 colours for each picture leave a smooth one of many colours within a few levels.
