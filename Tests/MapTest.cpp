@@ -10,7 +10,6 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 
 namespace {
 
@@ -22,10 +21,7 @@ constexpr int kWidth = 640, kHeight = 360, kFrames = 24;
 
 /// What melt's luma makes of the map between black and white: B's weights in levels of 255.
 std::vector<double> PlayedByMelt(const std::string &map, int softness) {
-    std::ofstream("profile")
-        << "description=test\nframe_rate_num=25\nframe_rate_den=1\nprogressive=1\n"
-        << "sample_aspect_num=1\nsample_aspect_den=1\ncolorspace=601\nwidth=" << kWidth
-        << "\nheight=" << kHeight << "\ndisplay_aspect_num=16\ndisplay_aspect_den=9\n";
+    Write("profile", MeltProfile(kWidth, kHeight));
     Output("timeout 100 melt -silent -profile $PWD/profile color:black out=", kFrames - 1,
            " color:white out=", kFrames - 1, " -mix ", kFrames, " -mixer luma resource=", map,
            " softness=", softness / 100.0,

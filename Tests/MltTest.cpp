@@ -87,19 +87,12 @@ std::ostream &operator<<(std::ostream &out, const Form &form) {
     return out << form.format << ' ' << form.path << ' ' << form.width << " x " << form.height;
 }
 
-std::string Profile(int width, int height, bool isInterlaced = false) {
-    return Text(
-        "description=test\nframe_rate_num=25\nframe_rate_den=1\nprogressive=", int(!isInterlaced),
-        "\nsample_aspect_num=1\nsample_aspect_den=1\ncolorspace=601\n", "width=", width,
-        "\nheight=", height, "\ndisplay_aspect_num=", width, "\ndisplay_aspect_den=", height, '\n');
-}
-
 /// Two clips, and melt's profile of their size.
 class Clips {
 public:
     /// Of noise; or each of a still picture that FFmpeg makes by a filter graph.
     explicit Clips(const Form &f, const std::array<std::string, 2> &stills = {}) : form(f) {
-        Write(folder / "profile", Profile(form.width, form.height, form.isInterlaced));
+        Write(folder / "profile", MeltProfile(form.width, form.height, form.isInterlaced));
         for (int clip = 0; clip < 2; ++clip) {
             frames[clip] = Noise(clip);
             Write(folder / "raw", frames[clip]);
@@ -301,14 +294,15 @@ TEST_P(EveryService, DrawsWhatDirectCallsDraw) {
     ExpectDirectCalls(form, mixes);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Mlt, EveryService,
-    testing::Values(Form{"yuv420p", "", 320, 180}, Form{"yuv422", "", 320, 180},
-                    Form{"yuv422", "", 318, 180, true}, Form{"rgba", "", 320, 180},
-                    Form{"rgba", "", 211, 123}, Form{"rgba", "rgb", 211, 123}),
-    [](const auto &info) {
-        return info.param.format + info.param.path + "At" + std::to_string(info.param.width);
-    });
+INSTANTIATE_TEST_SUITE_P(Mlt, EveryService,
+                         testing::Values(Form{"yuv420p", "", 320, 180},
+                                         Form{"yuv422", "", 320, 180},
+                                         Form{"yuv422", "", 318, 180, true},
+                                         Form{"rgba", "", 211, 123}, Form{"rgba", "rgb", 211, 123}),
+                         [](const auto &info) {
+                             return info.param.format + info.param.path + "At" +
+                                    std::to_string(info.param.width);
+                         });
 
 TEST(Mlt, ObeysTheParameters) {
     const Transition &wipe = *TestedPlugin().Find("Linear Wipe");
@@ -320,22 +314,6 @@ TEST(Mlt, ObeysTheParameters) {
                        {&wind, "seed=7", {nullptr, false, 7}}});
     ExpectDirectCalls({"yuv422", "", 318, 180, true, true}, {{&wipe, ""}});
 }
-
-/// A clip on each of two tracks, and a transition from frame 10 to 14. At its first frame the
-/// outgoing clip shows, at its last the incoming one, forwards.
-struct Order {
-    const char *name;
-    int lowerStart, lowerEnd, upperStart, upperEnd; ///< frames that the clips show, the end after
-    bool lowerGoes;
-    bool isMix;    ///< Kdenlive's between neighbours of one track, which sets "reverse" at will
-    bool isNested; ///< the upper track is made of two
-};
-
-std::ostream &operator<<(std::ostream &out, const Order &order) {
-    return out << order.name;
-}
-
-class Orders : public testing::TestWithParam<Order> {};
 
 constexpr char kSmallProfile[] =
     "<profile width='64' height='48' frame_rate_num='25' frame_rate_den='1' progressive='1' "
@@ -357,72 +335,74 @@ std::string PlayProject(const std::string &project, const std::string &says = ""
 }
 
 std::string Property(const std::string &name, const std::string &value) {
-    return "<property name='" + name + "'>" + value + "</property>";
+    return Text("<property name='", name, "'>", value, "</property>");
 }
 
 /// A producer of one colour.
 std::string Coloured(const std::string &colour, int frames) {
-    return "<producer id='" + colour + "' out='" + std::to_string(frames - 1) + "'>" +
-           Property("mlt_service", "color") + Property("resource", colour) + "</producer>";
+    return Text("<producer id='", colour, "' out='", frames - 1, "'>",
+                Property("mlt_service", "color"), Property("resource", colour), "</producer>");
 }
 
 std::string TransitionFrom(int first, int last, const std::string &properties) {
-    return "<transition in='" + std::to_string(first) + "' out='" + std::to_string(last) + "'>" +
-           Property("a_track", "0") + Property("b_track", "1") + properties + "</transition>";
+    return Text("<transition in='", first, "' out='", last, "'>", Property("a_track", "0"),
+                Property("b_track", "1"), properties, "</transition>");
 }
 
-TEST_P(Orders, GoFromTheClipThatEnds) {
-    const Order &order = GetParam();
-    const auto playlist = [](const char *id, const char *clip, int start, int end) {
-        const std::string blank =
-            start ? "<blank length='" + std::to_string(start) + "'/>" : std::string();
-        return "<playlist id='" + std::string(id) + "'>" + blank + "<entry producer='" + clip +
-               "' in='0' out='" + std::to_string(end - start - 1) + "'/></playlist>";
+// A clip on each of two tracks, and a transition from frame 10 to 14. At its first frame the
+// outgoing clip shows, at its last the incoming one, forwards.
+TEST(Mlt, GoesFromTheClipThatEnds) {
+    const struct {
+        const char *name;
+        int lowerStart, lowerEnd, upperStart, upperEnd; ///< frames that show, the end after
+        bool lowerGoes;
+        bool isMix = false;    ///< Kdenlive's between neighbours of one track, which sets "reverse"
+        bool isNested = false; ///< the upper track is made of two
+    } kOrders[] = {
+        {"lower ends", 0, 15, 10, 25, true, true},
+        {"upper ends", 10, 25, 0, 15, false, true},
+        {"upper lies over", 0, 25, 10, 20, true},
+        {"upper ends over lower", 0, 25, 5, 15, false},
+        {"lower begins under upper", 10, 25, 0, 25, false},
+        {"upper is the overlap", 0, 25, 10, 15, true},
+        {"both go on", 0, 25, 0, 25, true},
+        {"both end", 0, 15, 0, 15, true},
+        {"nested ends", 10, 25, 0, 15, false, false, true},
+        {"nested begins", 0, 15, 10, 25, true, false, true},
     };
-    const std::string upper =
-        order.isNested ? "<tractor id='nested'><track producer='empty'/><track producer='upper'/>"
-                         "</tractor>"
-                       : "";
-    for (const char *reverse : {"0", "1"}) {
-        if (!order.isMix && *reverse == '1')
-            continue;
-        const std::string pictures =
-            PlayProject(Coloured("red", 30) + Coloured("blue", 30) + "<playlist id='empty'/>" +
-                        playlist("lower", "red", order.lowerStart, order.lowerEnd) +
-                        playlist("upper", "blue", order.upperStart, order.upperEnd) + upper +
-                        "<tractor><track producer='lower'/><track producer='" +
-                        (order.isNested ? "nested" : "upper") + "'/>" +
-                        TransitionFrom(10, 14,
-                                       Property("mlt_service", "tp_erase.erase_slide") +
-                                           Property("reverse", reverse) +
-                                           (order.isMix ? Property("kdenlive:mixcut", "1") : "")) +
-                        "</tractor>");
-        constexpr std::size_t kSize = 64 * 48 * 4;
-        ASSERT_GE(pictures.size(), 15 * kSize);
-        const auto isRed = [&](std::size_t frame, std::size_t x = 0) {
-            return static_cast<unsigned char>(pictures[frame * kSize + x * 4]) > 127;
-        };
-        EXPECT_EQ(isRed(10), order.lowerGoes) << reverse;
-        EXPECT_EQ(isRed(14), !order.lowerGoes) << reverse;
-        // Half-way the incoming clip has come in from the left.
-        EXPECT_EQ(isRed(12, 8), !order.lowerGoes) << reverse;
-        EXPECT_EQ(isRed(12, 56), order.lowerGoes) << reverse;
-    }
+    const auto playlist = [](const char *id, const char *clip, int start, int end) {
+        return Text("<playlist id='", id, "'>", start ? Text("<blank length='", start, "'/>") : "",
+                    "<entry producer='", clip, "' in='0' out='", end - start - 1, "'/></playlist>");
+    };
+    for (const auto &order : kOrders)
+        for (const char *reverse : {"0", "1"}) {
+            if (!order.isMix && *reverse == '1')
+                continue;
+            SCOPED_TRACE(Text(order.name, ' ', reverse));
+            const std::string pictures = PlayProject(
+                Text(Coloured("red", 30), Coloured("blue", 30), "<playlist id='empty'/>",
+                     playlist("lower", "red", order.lowerStart, order.lowerEnd),
+                     playlist("upper", "blue", order.upperStart, order.upperEnd),
+                     "<tractor id='nested'><track producer='empty'/><track producer='upper'/>"
+                     "</tractor><tractor><track producer='lower'/><track producer='",
+                     order.isNested ? "nested" : "upper", "'/>",
+                     TransitionFrom(10, 14,
+                                    Property("mlt_service", "tp_erase.erase_slide") +
+                                        Property("reverse", reverse) +
+                                        (order.isMix ? Property("kdenlive:mixcut", "1") : "")),
+                     "</tractor>"));
+            constexpr std::size_t kSize = 64 * 48 * 4;
+            ASSERT_GE(pictures.size(), 15 * kSize);
+            const auto isRed = [&](std::size_t frame, std::size_t x) {
+                return std::uint8_t(pictures[frame * kSize + x * 4]) > 127;
+            };
+            EXPECT_EQ(isRed(10, 0), order.lowerGoes);
+            EXPECT_EQ(isRed(14, 0), !order.lowerGoes);
+            // Half-way the incoming clip has come in from the left.
+            EXPECT_EQ(isRed(12, 8), !order.lowerGoes);
+            EXPECT_EQ(isRed(12, 56), order.lowerGoes);
+        }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Mlt, Orders,
-    testing::Values(Order{"LowerEnds", 0, 15, 10, 25, true, true, false},
-                    Order{"UpperEnds", 10, 25, 0, 15, false, true, false},
-                    Order{"UpperLiesOver", 0, 25, 10, 20, true, false, false},
-                    Order{"UpperEndsOverLower", 0, 25, 5, 15, false, false, false},
-                    Order{"LowerBeginsUnderUpper", 10, 25, 0, 25, false, false, false},
-                    Order{"UpperIsTheOverlap", 0, 25, 10, 15, true, false, false},
-                    Order{"BothGoOn", 0, 25, 0, 25, true, false, false},
-                    Order{"BothEnd", 0, 15, 0, 15, true, false, false},
-                    Order{"NestedEnds", 10, 25, 0, 15, false, false, true},
-                    Order{"NestedBegins", 0, 15, 10, 25, true, false, true}),
-    [](const auto &info) { return info.param.name; });
 
 TEST(Mlt, TellsOfValuesWithoutMeaning) {
     const struct {
@@ -570,39 +550,51 @@ TEST(Mlt, DrawsTransparentClipsPackedWhateverTheEngineWants) {
 // Clips of other shapes than the project's
 // ---------------------------------------------------------------------------------------------
 
-/// Still clips, as the engine fits them to a project of 128 x 96 pixels.
-struct Layout {
-    const char *name;
-    std::array<std::string, 2> clips; ///< FFmpeg's filter graphs
-    Form form;
-};
-
-std::ostream &operator<<(std::ostream &out, const Layout &layout) {
-    return out << layout.name;
-}
-
-class Layouts : public testing::TestWithParam<Layout> {};
-
-// Of the mix's ends and the frames beside them, which the engine makes alone.
-TEST_P(Layouts, EndWithTheClipsOwnFrames) {
-    const Layout &layout = GetParam();
-    const Clips clips(layout.form, layout.clips);
-    std::string timeline;
+// Still clips, as the engine fits them to a project of 128 x 96 pixels: the mix's ends and the
+// frames beside them, which the engine makes alone.
+TEST(Mlt, EndsWithTheClipsOwnFrames) {
+    const Form yuv = {"yuv422", "", 128, 96}, fields = {"yuv422", "", 128, 96, true};
+    const struct {
+        const char *name;
+        std::array<std::string, 2> clips; ///< FFmpeg's filter graphs
+        Form form;
+    } kLayouts[] = {
+        {"letterboxed",
+         {"testsrc2=s=128x60,format=yuv420p", "smptehdbars=s=128x96,format=yuv420p"},
+         yuv},
+        {"tall", {"testsrc2=s=56x96,format=yuv420p", "smptehdbars=s=128x40,format=yuv420p"}, yuv},
+        {"tall and transparent",
+         {"color=red@0.5:s=56x96,format=bgra", "color=yellow@0.7:s=128x96,format=bgra"},
+         {"rgba", "", 128, 96}},
+        {"interlaced",
+         {"testsrc2=s=128x96,tinterlace=interleave_top,format=yuv422p",
+          "mandelbrot=s=128x96,tinterlace=interleave_top,format=yuv422p"},
+         fields},
+        {"4:2:2", {"testsrc2=s=128x96,format=yuv422p", "smptehdbars=s=128x96,format=yuv422p"}, yuv},
+        {"large",
+         {"testsrc2=s=256x192,format=yuv420p", "smptehdbars=s=256x192,format=yuv420p"},
+         yuv},
+    };
     const char *const services[] = {"erase_slide", "push", "trrect2", "trcirque"};
-    for (const char *service : services)
-        timeline += Text(clips.File(0), " in=0 out=3 ", clips.File(1), " in=0 out=3 -mix 2 -mixer ",
-                         "tp_erase.", service, " ");
-    const std::string all = clips.Render(timeline, "real_time=-1");
-    const std::size_t size = layout.form.FrameSize(), frames = 6 * std::size(services);
-    ASSERT_EQ(all.size(), frames * size);
-    for (std::size_t i = 0; i < frames; ++i) {
-        if (i % 6 != 1 && i % 6 != 3)
-            continue;
-        int difference = 0;
-        for (std::size_t at = i * size; at < (i + 1) * size; ++at)
-            difference = std::max(difference,
-                                  std::abs(std::uint8_t(all[at]) - std::uint8_t(all[at + size])));
-        EXPECT_LE(difference, 2) << services[i / 6] << (i % 6 == 1 ? " begin" : " end");
+    for (const auto &[name, graphs, form] : kLayouts) {
+        SCOPED_TRACE(name);
+        const Clips clips(form, graphs);
+        std::string timeline;
+        for (const char *service : services)
+            timeline += Text(clips.File(0), " in=0 out=3 ", clips.File(1),
+                             " in=0 out=3 -mix 2 -mixer tp_erase.", service, " ");
+        const std::string all = clips.Render(timeline, "real_time=-1");
+        const std::size_t size = form.FrameSize(), frames = 6 * std::size(services);
+        ASSERT_EQ(all.size(), frames * size);
+        for (std::size_t i = 0; i < frames; ++i) {
+            if (i % 6 != 1 && i % 6 != 3)
+                continue;
+            int difference = 0;
+            for (std::size_t at = i * size; at < (i + 1) * size; ++at)
+                difference = std::max(
+                    difference, std::abs(std::uint8_t(all[at]) - std::uint8_t(all[at + size])));
+            EXPECT_LE(difference, 2) << services[i / 6] << (i % 6 == 1 ? " begin" : " end");
+        }
     }
 }
 
@@ -617,33 +609,6 @@ TEST(Mlt, DrawsClipsThatNeedBarsWhateverTheEngineWants) {
     for (const int row : {5, 17, 78, 90})
         EXPECT_EQ(all[2 * clips.form.FrameSize() + row * 128 + 64], 16) << row;
 }
-
-const Form kYuv422 = {"yuv422", "", 128, 96}, kFields = {"yuv422", "", 128, 96, true};
-const Form kRgba = {"rgba", "", 128, 96};
-
-INSTANTIATE_TEST_SUITE_P(
-    Mlt, Layouts,
-    testing::Values(
-        Layout{"Letterboxed",
-               {"testsrc2=s=128x60,format=yuv420p", "smptehdbars=s=128x96,format=yuv420p"},
-               kYuv422},
-        Layout{"Tall",
-               {"testsrc2=s=56x96,format=yuv420p", "smptehdbars=s=128x40,format=yuv420p"},
-               kYuv422},
-        Layout{"TallTransparent",
-               {"color=red@0.5:s=56x96,format=bgra", "color=yellow@0.7:s=128x96,format=bgra"},
-               kRgba},
-        Layout{"Interlaced422",
-               {"testsrc2=s=128x96,tinterlace=interleave_top,format=yuv422p",
-                "mandelbrot=s=128x96,tinterlace=interleave_top,format=yuv422p"},
-               kFields},
-        Layout{"Progressive422",
-               {"testsrc2=s=128x96,format=yuv422p", "smptehdbars=s=128x96,format=yuv422p"},
-               kYuv422},
-        Layout{"Downscaled",
-               {"testsrc2=s=256x192,format=yuv420p", "smptehdbars=s=256x192,format=yuv420p"},
-               kYuv422}),
-    [](const auto &info) { return info.param.name; });
 
 // ---------------------------------------------------------------------------------------------
 // Kdenlive

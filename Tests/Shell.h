@@ -105,6 +105,14 @@ inline std::string Probe(const std::string &file, const std::string &entries,
     return text;
 }
 
+/// A profile file for melt, of 25 frames a second.
+inline std::string MeltProfile(int width, int height, bool isInterlaced = false) {
+    return Text(
+        "description=test\nframe_rate_num=25\nframe_rate_den=1\nprogressive=", int(!isInterlaced),
+        "\nsample_aspect_num=1\nsample_aspect_den=1\ncolorspace=601\nwidth=", width,
+        "\nheight=", height, "\ndisplay_aspect_num=", width, "\ndisplay_aspect_den=", height, '\n');
+}
+
 /// A film as its frames' pixels in red, green, blue and alpha.
 struct Film {
     int width = 0, height = 0;

@@ -215,6 +215,20 @@ TEST(Sheet, ShowsWidePixelsAsWide) {
     }
 }
 
+// A clip that turns from red to blue, and has a last picture whatever is asked for.
+TEST(Sheet, ShowsThePictureThatIsAskedFor) {
+    const WorkingFolder folder;
+    Must("ffmpeg -v error -f lavfi -i \"color=red:s=64x36:d=1,drawbox=c=blue:t=fill:enable="
+         "'gte(t,0.5)'\" -c:v ffv1 clip.mkv");
+    for (const auto &[at, colour] :
+         {std::pair("0", Colour::Red), {"600ms", Colour::Blue}, {"99", Colour::Blue}}) {
+        Output(TP_PROGRAM " sheet -t Push clip.mkv clip.mkv --positions 0 --cell 64 -o s.png --at ",
+               at);
+        const Film sheet = Decode("s.png");
+        EXPECT_EQ(Strongest(sheet.Pixel(0, sheet.width - 20 - 32, 20 + 22 + 18)), colour) << at;
+    }
+}
+
 TEST(Sheet, HasARowForEachTransitionFromTheBuiltInPictures) {
     const WorkingFolder folder;
     const int count = int(TestedPlugin().Transitions().size());
