@@ -208,26 +208,38 @@ Frame Drawn(const Transition &transition, const hostkit::Motion &motion, double 
     return out;
 }
 
+/// Two streams of noise in these forms, of which one may end before the other.
+struct Streams {
+    std::vector<Form> forms; ///< of each frame
+    int a = int(forms.size()), b = int(forms.size());
+};
+
+/// Plays the streams through the element and expects them drawn at these positions.
+void ExpectDrawn(const Mix &mix, const Streams &streams, const Transition &transition,
+                 const std::vector<double> &positions, const hostkit::Motion &motion = {}) {
+    const auto noise = [&](char source, int i) { return Noise(streams.forms[i], 10 * i + source); };
+    mix.Play();
+    for (const char *source : {"a", "b"}) {
+        for (int i = 0; i < (*source == 'a' ? streams.a : streams.b); ++i) {
+            mix.SetForm(source, streams.forms[i]);
+            mix.Push(source, streams.forms[i], noise(*source, i), i);
+        }
+        mix.End(source);
+    }
+    const std::vector<GstSample *> samples = mix.PullAll();
+    ASSERT_EQ(samples.size(), positions.size());
+    for (int i = 0; i < int(samples.size()); ++i)
+        ExpectSample(samples[i],
+                     Drawn(transition, motion, positions[i], i, noise('a', i), noise('b', i)), i);
+}
+
 void ExpectDirectCalls(const Form &form, const Transition &transition,
                        const std::string &properties = "", const hostkit::Motion &motion = {}) {
     SCOPED_TRACE(Text(transition.name, ' ', form, ' ', properties));
     const std::vector<double> positions = {0, 0.25, 0.5, 0.8, 1};
-    Mix mix("transition=" + hostkit::Stem(transition.name) + " " + properties);
+    const Mix mix("transition=" + hostkit::Stem(transition.name) + " " + properties);
     mix.SetPositions(positions);
-    mix.Play();
-    for (const char *source : {"a", "b"}) {
-        mix.SetForm(source, form);
-        for (int i = 0; i < kFrames; ++i)
-            mix.Push(source, form, Noise(form, 10 * i + *source), i);
-        mix.End(source);
-    }
-    const std::vector<GstSample *> samples = mix.PullAll();
-    ASSERT_EQ(samples.size(), kFrames);
-    for (int i = 0; i < kFrames; ++i)
-        ExpectSample(samples[i],
-                     Drawn(transition, motion, positions[i], i, Noise(form, 10 * i + 'a'),
-                           Noise(form, 10 * i + 'b')),
-                     i);
+    ExpectDrawn(mix, {std::vector(positions.size(), form)}, transition, positions, motion);
 }
 
 TEST(GStreamer, ShowsWhatADirectCallDraws) {
@@ -247,25 +259,11 @@ TEST(GStreamer, ObeysTheProperties) {
 }
 
 TEST(GStreamer, ShowsTheOtherStreamWhereOneHasEnded) {
-    const Form form = {"I420", 64, 48};
+    const std::vector<Form> forms(kFrames, {"I420", 64, 48});
     const Transition &push = *TestedPlugin().Find("Push");
-    for (const bool firstEnds : {true, false}) {
-        Mix mix("transition=push position=0.5");
-        mix.Play();
-        for (const char *source : {"a", "b"}) {
-            mix.SetForm(source, form);
-            const int count = (*source == 'a') == firstEnds ? 2 : kFrames;
-            for (int i = 0; i < count; ++i)
-                mix.Push(source, form, Noise(form, 10 * i + *source), i);
-            mix.End(source);
-        }
-        const std::vector<GstSample *> samples = mix.PullAll();
-        ASSERT_EQ(samples.size(), kFrames);
-        for (int i = 0; i < kFrames; ++i) {
-            const Frame a = Noise(form, 10 * i + 'a'), b = Noise(form, 10 * i + 'b');
-            ExpectSample(samples[i], Drawn(push, {}, i < 2 ? 0.5 : firstEnds, i, a, b), i);
-        }
-    }
+    ExpectDrawn(Mix("transition=push position=0.5"), {forms, 2}, push, {0.5, 0.5, 1, 1, 1});
+    ExpectDrawn(Mix("transition=push position=0.5"), {forms, kFrames, 2}, push,
+                {0.5, 0.5, 0, 0, 0});
 }
 
 TEST(GStreamer, IsBlackBeforeAFrameHasCome) {
@@ -293,22 +291,9 @@ TEST(GStreamer, IsBlackBeforeAFrameHasCome) {
 }
 
 TEST(GStreamer, FollowsNewSizesAndFormats) {
-    const Form forms[] = {{"I420", 64, 48}, {"BGRA", 96, 54}, {"I420", 31, 17}};
-    Mix mix("position=0.5 transition=push");
-    mix.Play();
-    for (const char *source : {"a", "b"}) {
-        for (int i = 0; i < 6; ++i) {
-            mix.SetForm(source, forms[i / 2]);
-            mix.Push(source, forms[i / 2], Noise(forms[i / 2], 10 * i + *source), i);
-        }
-        mix.End(source);
-    }
-    const std::vector<GstSample *> samples = mix.PullAll();
-    ASSERT_EQ(samples.size(), 6u);
-    for (int i = 0; i < 6; ++i) {
-        const Frame a = Noise(forms[i / 2], 10 * i + 'a'), b = Noise(forms[i / 2], 10 * i + 'b');
-        ExpectSample(samples[i], Drawn(*TestedPlugin().Find("Push"), {}, 0.5, i, a, b), i);
-    }
+    const Form first = {"I420", 64, 48}, second = {"BGRA", 96, 54}, third = {"I420", 31, 17};
+    ExpectDrawn(Mix("transition=push position=0.5"), {{first, first, second, second, third, third}},
+                *TestedPlugin().Find("Push"), std::vector(6, 0.5));
 }
 
 TEST(GStreamer, GoesOverToTheFormatOfAnotherTransition) {
