@@ -590,6 +590,7 @@ TEST_F(Matrix, EveryContainerGetsPicturesAndSound) {
         {"r.mp4", "", "h264,aac,"},
         {"r.mov", "", "h264,aac,"},
         {"r.mkv", "", "h264,"},
+        {"r.avi", "", "h264,ac3,"},
         {"r.webm", "", "vp9,opus,"},
         {"r.ts", "", "h264,"},
         {"r.mts", "", "h264,"},

@@ -424,22 +424,6 @@ TEST_F(Program, ClipIsFittedToTheFirstOne) {
     }
 }
 
-std::vector<float> Sound(const std::string &file) {
-    return Samples("-i " + file + " -vn", 8000);
-}
-
-/// How strong a tone is within a part of the sound.
-double Strength(const std::vector<float> &sound, double hertz, double from, double to) {
-    double sine = 0, cosine = 0;
-    const auto begin = std::size_t(from * 8000),
-               end = std::min(std::size_t(to * 8000), sound.size());
-    for (std::size_t i = begin; i < end; ++i) {
-        sine += sound[i] * std::sin(2 * M_PI * hertz * double(i) / 8000);
-        cosine += sound[i] * std::cos(2 * M_PI * hertz * double(i) / 8000);
-    }
-    return 2 * std::hypot(sine, cosine) / double(end - begin);
-}
-
 TEST_F(Program, SoundIsFadedOverTheOverlap) {
     for (const auto &[clip, hertz] : {std::pair("a.mkv", 400), std::pair("b.mkv", 1000)})
         Must("ffmpeg -v error -f lavfi -i color=s=64x48:r=25:d=2 -f lavfi -i "
@@ -573,6 +557,7 @@ TEST_F(Program, RefusesInOneLine) {
         {"-t TrEraseShift --path rgb a.y4m b.y4m", "has no rgb path; use --path yuv"},
         {"-t Erase -d abc a.y4m b.y4m", "--duration abc: give seconds"},
         {"-t Erase -d 0 a.y4m b.y4m", "--duration 0: give a time above 0"},
+        {"-t Erase -d 1:00:01 a.y4m b.y4m", "give a time above 0, at most an hour"},
         {"-t Erase -d nan a.y4m b.y4m", "--duration nan: give seconds as in 1.5"},
     };
     ExpectAnswers(render + to, jointAnswers);
@@ -585,6 +570,7 @@ TEST_F(Program, RefusesInOneLine) {
         {"--size 64", "--size 64: give the size"},
         {"--rate fast", "--rate fast: give frames per second"},
         {"--frames 5", "--frames 5: give FIRST:END"},
+        {"--part 3/2", "--part 3/2: give K/N"},
         {"--frames 5:5", "--frames 5:5: give FIRST:END"},
         {"--frames 17:", "ends before frame 17, it has 17"},
     };

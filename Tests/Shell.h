@@ -183,6 +183,23 @@ inline std::vector<float> Samples(const std::string &inputs, int rate) {
     return samples;
 }
 
+/// A file's sound, 8000 samples a second.
+inline std::vector<float> Sound(const std::string &file) {
+    return Samples("-i " + file + " -vn", 8000);
+}
+
+/// How strong a tone is within a part of that.
+inline double Strength(const std::vector<float> &sound, double hertz, double from, double to) {
+    double sine = 0, cosine = 0;
+    const auto begin = std::size_t(from * 8000),
+               end = std::min(std::size_t(to * 8000), sound.size());
+    for (std::size_t i = begin; i < end; ++i) {
+        sine += sound[i] * std::sin(2 * M_PI * hertz * double(i) / 8000);
+        cosine += sound[i] * std::cos(2 * M_PI * hertz * double(i) / 8000);
+    }
+    return 2 * std::hypot(sine, cosine) / double(end - begin);
+}
+
 struct Beeps {
     std::vector<double> starts; ///< in seconds after the first picture
     double length = 0;          ///< of all the sound
