@@ -38,8 +38,10 @@ void StopBySignal(int signal) {
 
 OutputFile::OutputFile(const fs::path &name) : final(name) {
     std::error_code missing;
-    if (fs::is_symlink(final, missing))
-        final = fs::weakly_canonical(final, missing); // replace the file, not the link to it
+    // What a link leads to is written, there or not yet; the link stays.
+    constexpr int kMostLinks = 40; // as the kernel follows
+    for (int i = 0; i < kMostLinks && fs::is_symlink(final, missing); ++i)
+        final = final.parent_path() / fs::read_symlink(final, missing);
     if (fs::is_directory(final, missing))
         throw Failure(final.string() + ": is a folder");
     const fs::path folder = fs::absolute(final).parent_path();
