@@ -285,7 +285,7 @@ TEST_F(Copy, FiveClipsStayInSync) {
     const std::string a = Make("bf2.mp4", video), b = Make("bf2.mp4", video, 1);
     for (const char *kind : {"mp4", "mov", "mkv", "ts"}) {
         const std::string name = Text("five.", kind);
-        const Outcome run = Render(Text(a, ' ', b, ' ', a, "#t=0.4 ", b, ' ', a), name);
+        const Outcome run = Render(Text(a, " file://$PWD/", b, ' ', a, "#t=0.4 ", b, ' ', a), name);
         ASSERT_EQ(run.status, 0);
         EXPECT_NE(run.output.find("Copies "), std::string::npos) << run.output;
         EXPECT_EQ(Hashes(name).size(), 5 * kFrames - 4 * kOverlap - 10);

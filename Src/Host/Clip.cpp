@@ -217,7 +217,7 @@ Clip ProbeClip(const std::string &name, Indexing indexing) {
     clip.start = first->pts;
     Scan scan;
     if (!clip.isPipe)
-        scan = ScanPackets(name, indexing != Indexing::Thorough && HasIndex(reader->File()),
+        scan = ScanPackets(name, indexing != Indexing::Thorough && HasIndex(name, reader->File()),
                            indexing == Indexing::None ? nullptr : &clip.index);
     clip.rate = RateOf(clip.name, reader->File(), const_cast<AVStream &>(stream), scan);
     clip.isStill = !clip.isPipe && HoldsStill(name, reader->File(), scan.pictures);

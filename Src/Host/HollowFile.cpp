@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <filesystem>
 #include <new>
 
 namespace host {
@@ -57,8 +58,10 @@ std::int64_t HollowFile::Seek(void *file, std::int64_t offset, int whence) {
     return self.at = offset + (from == SEEK_CUR ? self.at : from == SEEK_END ? self.size : 0);
 }
 
-bool HasIndex(const AVFormatContext &demuxer) {
-    return std::strncmp(demuxer.iformat->name, "mov,", 4) == 0;
+bool HasIndex(const std::string &name, const AVFormatContext &demuxer) {
+    std::error_code missing;
+    return std::filesystem::is_regular_file(name, missing) &&
+           std::strncmp(demuxer.iformat->name, "mov,", 4) == 0;
 }
 
 } // namespace host

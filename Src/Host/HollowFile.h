@@ -36,7 +36,7 @@ private:
     std::unordered_map<std::int64_t, int> sizes; ///< of what is left out, by place in the file
 };
 
-/// Whether a file's kind has an index that knows every packet.
-bool HasIndex(const AVFormatContext &demuxer);
+/// Whether a clip is a file, and of a kind whose index knows every packet.
+bool HasIndex(const std::string &name, const AVFormatContext &demuxer);
 
 } // namespace host
