@@ -18,13 +18,13 @@ namespace host {
 
 namespace {
 
-struct Kind {
+struct Format {
     const char *endings; ///< each between blanks
     const char *encoder;
     AVPixelFormat pixels;
     const char *option, *value; ///< of the encoder; may be null
 };
-constexpr Kind kKinds[] = {
+constexpr Format kFormats[] = {
     {" .png ", "png", AV_PIX_FMT_RGB24, "pred", "mixed"},
     {" .jpg .jpeg ", "mjpeg", AV_PIX_FMT_YUVJ444P, "huffman", "optimal"},
     {" .webp ", "libwebp", AV_PIX_FMT_BGRA, "lossless", "1"},
@@ -32,13 +32,14 @@ constexpr Kind kKinds[] = {
     {" .bmp ", "bmp", AV_PIX_FMT_BGR24, nullptr, nullptr},
 };
 
-const Kind &KindOf(const std::string &name) {
+const Format &FormatOf(const std::string &name) {
     std::string ending = LowerExtension(name);
     ending.insert(0, 1, ' ').push_back(' ');
-    const Kind *found = std::find_if(std::begin(kKinds), std::end(kKinds), [&](const Kind &kind) {
-        return std::strstr(kind.endings, ending.c_str()) != nullptr;
-    });
-    if (found == std::end(kKinds))
+    const Format *found =
+        std::find_if(std::begin(kFormats), std::end(kFormats), [&](const Format &format) {
+            return std::strstr(format.endings, ending.c_str()) != nullptr;
+        });
+    if (found == std::end(kFormats))
         throw Failure(name + ": pictures are written as .png, .jpg, .webp, .tif or .bmp");
     return *found;
 }
@@ -46,7 +47,7 @@ const Kind &KindOf(const std::string &name) {
 } // namespace
 
 void CheckPictureName(const std::string &name) {
-    KindOf(name);
+    FormatOf(name);
 }
 
 void EncodePicture(AVFrame &picture, const char *encoderName, const std::string &name,
@@ -83,18 +84,18 @@ void EncodePicture(AVFrame &picture, const char *encoderName, const std::string 
 }
 
 void WritePicture(const AVFrame &picture, const std::string &name) {
-    const Kind &kind = KindOf(name);
+    const Format &format = FormatOf(name);
     Canvas canvas;
     canvas.width = picture.width;
     canvas.height = picture.height;
-    canvas.pixels = kind.pixels;
+    canvas.pixels = format.pixels;
     // What readers of JPEG files expect without being told.
     canvas.colours = {.range = AVCOL_RANGE_JPEG,
-                      .matrix = IsRgb(kind.pixels) ? AVCOL_SPC_RGB : AVCOL_SPC_BT470BG};
+                      .matrix = IsRgb(format.pixels) ? AVCOL_SPC_RGB : AVCOL_SPC_BT470BG};
     const Frame converted = Converter(canvas).Convert(picture);
-    converted->format = kind.pixels;
+    converted->format = format.pixels;
 
-    EncodePicture(*converted, kind.encoder, name, kind.option, kind.value);
+    EncodePicture(*converted, format.encoder, name, format.option, format.value);
 }
 
 } // namespace host

@@ -192,7 +192,7 @@ std::vector<std::string> TurnUpright(const Orientation &orientation, Extent &ext
     return filters;
 }
 
-std::string Joined(const std::vector<std::string> &filters) {
+std::string Chained(const std::vector<std::string> &filters) {
     std::string text;
     for (const std::string &filter : filters)
         if (!filter.empty())
@@ -249,7 +249,7 @@ std::string PictureFilters(const AVFrame &picture, const Orientation &orientatio
     if (source.width == inner.width && source.height == inner.height && !fit.hasBars &&
         own == pixels && from.range == to.range && from.matrix == to.matrix &&
         !NeedsLight(from, to))
-        return Joined(filters);
+        return Chained(filters);
     if (HasAlpha(own) && !HasAlpha(pixels))
         filters.push_back(std::string("format=") +
                           (IsRgb(own) || IsGrey(own) ? "gbrap" : "yuva444p") +
@@ -270,7 +270,7 @@ std::string PictureFilters(const AVFrame &picture, const Orientation &orientatio
     if (isLate)
         filters.push_back(Scale(canvas.width, canvas.height, to, canvas.colours) + "," +
                           PixelsFilter(pixels));
-    return Joined(filters);
+    return Chained(filters);
 }
 
 } // namespace host

@@ -39,44 +39,44 @@ struct Dice {
     double Between(double low, double high) { return low + (high - low) * Next(); }
 };
 
-struct Canvas {
+struct Easel {
     cairo_t *cr;
     double width; ///< in heights of the picture
     double X(double fraction) const { return fraction * width; }
 };
 
-double Channel(std::uint32_t colour, int shift) {
+double Shade(std::uint32_t colour, int shift) {
     return (colour >> shift & 255) / 255.0;
 }
 
-void SetColour(const Canvas &c, std::uint32_t colour, double alpha = 1) {
-    cairo_set_source_rgba(c.cr, Channel(colour, 16), Channel(colour, 8), Channel(colour, 0), alpha);
+void SetColour(const Easel &c, std::uint32_t colour, double alpha = 1) {
+    cairo_set_source_rgba(c.cr, Shade(colour, 16), Shade(colour, 8), Shade(colour, 0), alpha);
 }
 
-void SetGradient(const Canvas &c, cairo_pattern_t *pattern, std::initializer_list<Stop> stops) {
+void SetGradient(const Easel &c, cairo_pattern_t *pattern, std::initializer_list<Stop> stops) {
     for (const Stop &s : stops)
-        cairo_pattern_add_color_stop_rgba(pattern, s.offset, Channel(s.colour, 16),
-                                          Channel(s.colour, 8), Channel(s.colour, 0), s.alpha);
+        cairo_pattern_add_color_stop_rgba(pattern, s.offset, Shade(s.colour, 16),
+                                          Shade(s.colour, 8), Shade(s.colour, 0), s.alpha);
     cairo_set_source(c.cr, pattern);
     cairo_pattern_destroy(pattern);
 }
 
-void Fall(const Canvas &c, double top, double bottom, std::initializer_list<Stop> stops) {
+void Fall(const Easel &c, double top, double bottom, std::initializer_list<Stop> stops) {
     SetGradient(c, cairo_pattern_create_linear(0, top, 0, bottom), stops);
 }
 
-void Rectangle(const Canvas &c, double x, double y, double w, double h) {
+void Rectangle(const Easel &c, double x, double y, double w, double h) {
     cairo_rectangle(c.cr, x, y, w, h);
     cairo_fill(c.cr);
 }
 
-void Disc(const Canvas &c, double x, double y, double r) {
+void Disc(const Easel &c, double x, double y, double r) {
     cairo_new_sub_path(c.cr);
     cairo_arc(c.cr, x, y, r, 0, 2 * M_PI);
     cairo_fill(c.cr);
 }
 
-void Ellipse(const Canvas &c, double x, double y, double rx, double ry) {
+void Ellipse(const Easel &c, double x, double y, double rx, double ry) {
     cairo_save(c.cr);
     cairo_translate(c.cr, x, y);
     cairo_scale(c.cr, rx, ry);
@@ -84,13 +84,13 @@ void Ellipse(const Canvas &c, double x, double y, double rx, double ry) {
     cairo_restore(c.cr);
 }
 
-void Polygon(const Canvas &c, std::initializer_list<Point> points) {
+void Polygon(const Easel &c, std::initializer_list<Point> points) {
     for (const Point &p : points)
         cairo_line_to(c.cr, p.x, p.y);
     cairo_fill(c.cr);
 }
 
-void Glow(const Canvas &c, double x, double y, double r, std::uint32_t colour, double alpha) {
+void Glow(const Easel &c, double x, double y, double r, std::uint32_t colour, double alpha) {
     SetGradient(c, cairo_pattern_create_radial(x, y, 0, x, y, r),
                 {{0, colour, alpha}, {0.35, colour, alpha * 0.45}, {1, colour, 0}});
     Disc(c, x, y, r);
@@ -100,7 +100,7 @@ void Glow(const Canvas &c, double x, double y, double r, std::uint32_t colour, d
 // Day
 // ---------------------------------------------------------------------------------------------
 
-void Cloud(const Canvas &c, double x, double y, double size) {
+void Cloud(const Easel &c, double x, double y, double size) {
     Fall(c, y - size, y + 0.35 * size, {{0, 0xffffff}, {0.6, 0xffffff}, {1, 0xc9def2}});
     cairo_save(c.cr);
     cairo_rectangle(c.cr, x - 3 * size, y - 2 * size, 6 * size, 2.3 * size);
@@ -113,7 +113,7 @@ void Cloud(const Canvas &c, double x, double y, double size) {
 }
 
 /// A peak lit from the right, with snow down to a ragged line.
-void Mountain(const Canvas &c, double x, double top, double base, double half, std::uint32_t shade,
+void Mountain(const Easel &c, double x, double top, double base, double half, std::uint32_t shade,
               std::uint32_t lit) {
     const double height = base - top;
     SetColour(c, shade);
@@ -144,7 +144,7 @@ void Mountain(const Canvas &c, double x, double top, double base, double half, s
                 {x + 0.31 * half, top + 0.27 * height}});
 }
 
-void Hill(const Canvas &c, double left, double middle, double right, std::uint32_t top,
+void Hill(const Easel &c, double left, double middle, double right, std::uint32_t top,
           std::uint32_t bottom) {
     Fall(c, std::min({left, middle, right}), 1, {{0, top}, {1, bottom}});
     cairo_move_to(c.cr, 0, left);
@@ -154,7 +154,7 @@ void Hill(const Canvas &c, double left, double middle, double right, std::uint32
     cairo_fill(c.cr);
 }
 
-void Fir(const Canvas &c, double x, double base, double size, std::uint32_t colour) {
+void Fir(const Easel &c, double x, double base, double size, std::uint32_t colour) {
     SetColour(c, 0x5b3a24);
     Rectangle(c, x - 0.05 * size, base - 0.2 * size, 0.1 * size, 0.22 * size);
     SetColour(c, colour);
@@ -165,7 +165,7 @@ void Fir(const Canvas &c, double x, double base, double size, std::uint32_t colo
     }
 }
 
-void Balloon(const Canvas &c, double x, double y, double r) {
+void Balloon(const Easel &c, double x, double y, double r) {
     SetColour(c, 0x6b4a2d);
     Rectangle(c, x - 0.18 * r, y + 1.55 * r, 0.36 * r, 0.28 * r);
     cairo_set_line_width(c.cr, 0.04 * r);
@@ -188,7 +188,7 @@ void Balloon(const Canvas &c, double x, double y, double r) {
     cairo_restore(c.cr);
 }
 
-void House(const Canvas &c, double x, double base, double s) {
+void House(const Easel &c, double x, double base, double s) {
     SetColour(c, 0x7c3f30);
     Rectangle(c, x + 0.22 * s, base - 1.02 * s, 0.13 * s, 0.4 * s);
     SetColour(c, 0xfdf3dd);
@@ -212,7 +212,7 @@ void House(const Canvas &c, double x, double base, double s) {
     }
 }
 
-void Lake(const Canvas &c) {
+void Lake(const Easel &c) {
     Fall(c, 0.6, 0.76, {{0, 0xd8eef6}, {0.35, 0x6fb4e2}, {1, 0x2d78bd}});
     Rectangle(c, 0, 0.6, c.width, 0.2);
     Dice dice{7};
@@ -224,7 +224,7 @@ void Lake(const Canvas &c) {
     }
 }
 
-void Meadow(const Canvas &c) {
+void Meadow(const Easel &c) {
     Hill(c, 0.7, 0.84, 0.72, 0x8ac44a, 0x4c8f2f);
     Dice dice{21};
     for (int i = 0; i < 26; ++i) {
@@ -252,7 +252,7 @@ void Meadow(const Canvas &c) {
     }
 }
 
-void Day(const Canvas &c) {
+void Day(const Easel &c) {
     Fall(c, 0, 0.62, {{0, 0x1e6fd0}, {0.55, 0x6db9f0}, {1, 0xe8f4f2}});
     cairo_paint(c.cr);
     Glow(c, c.X(0.76), 0.2, 0.42, 0xffffff, 0.9);
@@ -278,7 +278,7 @@ void Day(const Canvas &c) {
 
 constexpr double kShore = 0.76;
 
-void Stars(const Canvas &c) {
+void Stars(const Easel &c) {
     Dice dice{5};
     for (int i = 0; i < 150; ++i) {
         const double x = dice.Next() * c.width, y = std::pow(dice.Next(), 1.6) * 0.48;
@@ -287,7 +287,7 @@ void Stars(const Canvas &c) {
     }
 }
 
-void Moon(const Canvas &c, double x, double y, double r) {
+void Moon(const Easel &c, double x, double y, double r) {
     Glow(c, x, y, 4 * r, 0xffe9c4, 0.6);
     SetColour(c, 0xfff3d6);
     Disc(c, x, y, r);
@@ -298,7 +298,7 @@ void Moon(const Canvas &c, double x, double y, double r) {
     Disc(c, x - 0.3 * r, y + 0.5 * r, 0.12 * r);
 }
 
-void Windows(const Canvas &c, Dice &dice, double x, double top, double w) {
+void Windows(const Easel &c, Dice &dice, double x, double top, double w) {
     const std::uint32_t lights[] = {0xffd77a, 0xffc04d, 0xffe9b0, 0x8fe3ff};
     const double pitch = 0.022;
     const int columns = static_cast<int>((w - 0.008) / pitch);
@@ -312,7 +312,7 @@ void Windows(const Canvas &c, Dice &dice, double x, double top, double w) {
 }
 
 /// A row of blocks from one side to the other; the nearest row has lit windows.
-void Skyline(const Canvas &c, std::uint32_t seed, double low, double high, std::uint32_t colour,
+void Skyline(const Easel &c, std::uint32_t seed, double low, double high, std::uint32_t colour,
              bool lit) {
     Dice dice{seed};
     for (double x = -0.02; x < c.width;) {
@@ -330,7 +330,7 @@ void Skyline(const Canvas &c, std::uint32_t seed, double low, double high, std::
     }
 }
 
-void Tower(const Canvas &c, double x) {
+void Tower(const Easel &c, double x) {
     SetColour(c, 0x1d1447);
     Polygon(c, {{x - 0.05, kShore}, {x - 0.022, 0.3}, {x + 0.022, 0.3}, {x + 0.05, kShore}});
     Polygon(c, {{x - 0.045, 0.345}, {x - 0.03, 0.29}, {x + 0.03, 0.29}, {x + 0.045, 0.345}});
@@ -344,7 +344,7 @@ void Tower(const Canvas &c, double x) {
     Glow(c, x, 0.13, 0.035, 0xff3f50, 1);
 }
 
-void Wheel(const Canvas &c, double x, double y, double r) {
+void Wheel(const Easel &c, double x, double y, double r) {
     SetColour(c, 0x2a1a58);
     cairo_set_line_width(c.cr, 0.012);
     for (const double side : {-1.0, 1.0}) {
@@ -369,7 +369,7 @@ void Wheel(const Canvas &c, double x, double y, double r) {
     }
 }
 
-void City(const Canvas &c) {
+void City(const Easel &c) {
     Skyline(c, 3, 0.1, 0.3, 0x8a3f86, false);
     Skyline(c, 11, 0.06, 0.22, 0x56296f, false);
     Tower(c, c.X(0.5));
@@ -377,7 +377,7 @@ void City(const Canvas &c) {
     Wheel(c, c.X(0.82), 0.53, 0.17);
 }
 
-void Water(const Canvas &c) {
+void Water(const Easel &c) {
     cairo_save(c.cr);
     cairo_rectangle(c.cr, 0, kShore, c.width, 1 - kShore);
     cairo_clip(c.cr);
@@ -402,7 +402,7 @@ void Water(const Canvas &c) {
     }
 }
 
-void Dusk(const Canvas &c) {
+void Dusk(const Easel &c) {
     Fall(c, 0, kShore, {{0, 0x1a1c57}, {0.4, 0x5a2d86}, {0.75, 0xd4547f}, {1, 0xffae62}});
     cairo_paint(c.cr);
     Stars(c);
@@ -416,9 +416,9 @@ void Dusk(const Canvas &c) {
     Water(c);
 }
 
-Surface Draw(void (*scene)(const Canvas &), int width, int height) {
+Surface Draw(void (*scene)(const Easel &), int width, int height) {
     Surface surface = NewSurface(width, height);
-    const Canvas canvas{cairo_create(surface.get()), static_cast<double>(width) / height};
+    const Easel canvas{cairo_create(surface.get()), static_cast<double>(width) / height};
     cairo_scale(canvas.cr, height, height);
     scene(canvas);
     cairo_destroy(canvas.cr);

@@ -24,7 +24,7 @@ std::string LayoutName(int channels) {
     return text;
 }
 
-float *Channel(AVFrame &sound, int channel) {
+float *SamplesOf(AVFrame &sound, int channel) {
     return reinterpret_cast<float *>(sound.extended_data[channel]);
 }
 
@@ -188,7 +188,7 @@ void SoundTrack::AddMusic(AVFrame &sound, std::int64_t begin, std::optional<std:
             const std::int64_t left = end ? SampleAt(*end) - (begin + i) : fade;
             const double weight = musicVolume * std::clamp(double(left) / double(fade), 0.0, 1.0);
             for (int channel = 0; channel < format.channels; ++channel)
-                Channel(sound, channel)[i] += float(weight) * Channel(*part, channel)[i];
+                SamplesOf(sound, channel)[i] += float(weight) * SamplesOf(*part, channel)[i];
         }
     }
 }
@@ -208,8 +208,8 @@ Frame SoundTrack::Read(const Step &step, std::optional<std::int64_t> end) {
             const auto in = float(isLinear ? at : std::sin(at * M_PI / 2));
             const auto out = float(isLinear ? 1 - at : std::cos(at * M_PI / 2));
             for (int channel = 0; channel < format.channels; ++channel)
-                Channel(*sound, channel)[i] =
-                    out * Channel(*sound, channel)[i] + in * Channel(*incoming, channel)[i];
+                SamplesOf(*sound, channel)[i] =
+                    out * SamplesOf(*sound, channel)[i] + in * SamplesOf(*incoming, channel)[i];
         }
     }
     AddMusic(*sound, begin, end);
