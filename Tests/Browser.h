@@ -75,7 +75,7 @@ public:
 private:
     /// The process that leads the browser.
     struct Driver {
-        Driver() : output(popen("exec 2>&1; chromedriver --port=0 & echo $!; wait", "r")) {
+        Driver() : output(popen("echo $$; exec chromedriver --port=0 2>&1", "r")) {
             const std::string mark = "successfully on port ";
             char line[512];
             while (port.empty() && std::fgets(line, sizeof line, output)) {
