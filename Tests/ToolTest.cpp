@@ -13,9 +13,9 @@ namespace {
 namespace fs = std::filesystem;
 using hostkit::Transition;
 
-// ---------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 // Sub-commands
-// ---------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 
 TEST(Tool, AnswersWithTheRightWordsAndStatus) {
     const Answer kAnswers[] = {
@@ -25,6 +25,8 @@ TEST(Tool, AnswersWithTheRightWordsAndStatus) {
         {"info fade", "its name in this program", 0},
         {"info wind", "Wind\n  Title        Wind\n", 0},
         {"info wind", "yes: the same --seed gives the same pictures", 0},
+        {"info Roll_right_top", "\n  Kind         page turn\n", 0},
+        {"info Push", "\n  Planar path  eased (starts and ends very slowly)\n", 0},
         {"info Push", "\n  Packed path  linear (at an even speed)\n", 0},
         {"info TrRect6", "the name of its exported function", 0},
         {"info --markdown Push", "| `Push` | B comes in from the left", 0},
@@ -57,21 +59,20 @@ TEST(Tool, AnswersWithTheRightWordsAndStatus) {
 TEST(Tool, RefusesAPluginThatIsCutShort) {
     const WorkingFolder folder;
     const std::string whole = Read(TestedPlugin().File());
-    const std::string command =
-        "LD_LIBRARY_PATH=$(dirname " TP_PROGRAM ") " TP_PROGRAM " --plugin cut.so list";
     constexpr int kParts = 64;
-    int part = 1;
-    for (; part <= kParts; ++part) {
-        Write("cut.so", whole.substr(0, whole.size() * part / kParts));
-        const Outcome run = Shell(command);
-        if (run.status == 0) // lacks no more than names for debuggers
-            break;
-        EXPECT_EQ(run.status, 1);
-        EXPECT_EQ(run.output,
-                  Text("transitions: the plug-in cut.so is cut short after ",
-                       whole.size() * part / kParts, " bytes: copy or build it again\n"));
-    }
-    EXPECT_TRUE(part > 1 && part <= kParts) << part;
+    Outcome run = {};
+    int part = 0;
+    do {
+        const std::size_t size = whole.size() * ++part / kParts;
+        Write("cut.so", whole.substr(0, size));
+        run =
+            Shell("LD_LIBRARY_PATH=$(dirname " TP_PROGRAM ") " TP_PROGRAM " --plugin cut.so list");
+        EXPECT_TRUE(run.status == 0 ||
+                    run.output == Text("transitions: the plug-in cut.so is cut short after ", size,
+                                       " bytes: copy or build it again\n"))
+            << run.output;
+    } while (run.status == 1 && part < kParts);
+    EXPECT_TRUE(run.status == 0 && part > 1) << part; // what names are for debuggers may lack
 }
 
 TEST(Tool, WritesJson) {
@@ -104,147 +105,111 @@ TEST(Tool, MarkdownHasARowForEachTransitionAndIsTheReadmesTable) {
         EXPECT_NE(table.find("| `" + transition.name + "` "), std::string::npos) << transition.name;
 }
 
-struct Cell {
-    int x, y;
+// -------------------------------------------------------------------------------------------------
+// Sheets
+// -------------------------------------------------------------------------------------------------
+
+struct Sheet : testing::Test {
+    /// Red above green, and blue.
+    Sheet() {
+        Must("ffmpeg -v error -f lavfi -i "
+             "color=red:s=64x36,format=rgb24,drawbox=y=18:c=lime:t=fill -frames:v 1 a.png && "
+             "ffmpeg -v error -f lavfi -i color=blue:s=64x36,format=rgb24 -frames:v 1 b.png");
+    }
+    static Film Draw(const std::string &arguments, const std::string &file = "s.png") {
+        Output(TP_PROGRAM " sheet -o ", file, " --cell 64 ", arguments);
+        return Decode(file);
+    }
+    const WorkingFolder folder;
+    static constexpr int kMargin = 20, kTop = kMargin + 22; ///< under a heading
 };
 
-/// The top left corners of the pictures on a sheet, row by row: blocks of this size without white
-/// inside white.
-std::vector<Cell> Cells(const Film &sheet, int width, int height) {
-    const auto isWhite = [&](int x, int y) {
-        return sheet.Pixel(0, x, y) == std::array{255, 255, 255, 255};
-    };
-    const auto hasWhite = [&](int left, int top, int w, int h) {
-        for (int y = top; y < top + h; ++y)
-            for (int x = left; x < left + w; ++x)
-                if (isWhite(x, y))
-                    return true;
-        return false;
-    };
-    std::vector<Cell> cells;
-    for (int y = 1; y + height <= sheet.height; ++y)
-        for (int x = 1; x + width <= sheet.width; ++x)
-            if (isWhite(x - 1, y) && isWhite(x, y - 1) && !hasWhite(x, y, width, height))
-                cells.push_back({x, y});
-    return cells;
-}
-
-void WritePpm(const std::string &file, std::array<int, 3> upper, std::array<int, 3> lower) {
-    std::ofstream out(file, std::ios::binary);
-    out << "P6 64 36 255\n";
-    for (int i = 0; i < 64 * 36; ++i)
-        for (const int channel : i < 64 * 18 ? upper : lower)
-            out.put(static_cast<char>(channel));
-}
-
-enum class Colour { Red, Green, Blue };
-
-Colour Strongest(const std::array<int, 4> &c) {
-    return static_cast<Colour>(std::max_element(c.begin(), c.begin() + 3) - c.begin());
-}
-
-// A is red above green, B is blue; Push shows where its edge is and what stands on which side.
-TEST(Sheet, ShowsPositionsPathsAndMotionUpright) {
-    const WorkingFolder folder;
-    WritePpm("a.ppm", {230, 20, 20}, {20, 230, 20});
-    WritePpm("b.ppm", {20, 20, 230}, {20, 20, 230});
+// Push shows where its edge is and what stands on which side.
+TEST_F(Sheet, ShowsPositionsPathsAndMotionUpright) {
     const struct {
         const char *options;
         int edge[2]; ///< at 50 %, planar and packed
-        bool bIsLeft;
-    } kCases[] = {
-        {"", {32, 32}, true},
-        {"--ease in", {1, 16}, true},
-        {"--reverse", {32, 32}, false},
-    };
-    for (const auto &[options, edge, bIsLeft] : kCases) {
-        SCOPED_TRACE(options);
-        Output(TP_PROGRAM " sheet a.ppm b.ppm -t Push --path both --columns 3 --cell 64 -o s.png ",
-               options);
-        const Film sheet = Decode("s.png");
-        const std::vector<Cell> cells = Cells(sheet, 64, 36);
-        ASSERT_EQ(cells.size(), 6u);
-        for (int path = 0; path < 2; ++path) {
+        const char *beside = "brg";
+    } kCases[] = {{"", {32, 32}}, {"--ease in", {1, 16}}, {"--reverse", {32, 32}, "rbb"}};
+    for (const auto &[options, edge, beside] : kCases) {
+        const Film sheet = Draw(Text("a.png b.png -t Push --path both --columns 3 ", options));
+        for (const int path : {0, 1}) {
+            const int left = sheet.width - kMargin - 204 - (path ? 0 : 204 + 24),
+                      top = sheet.height - kMargin - 36;
             const auto colour = [&](int column, int x, int y) {
-                const Cell &cell = cells[path * 3 + column];
-                return Strongest(sheet.Pixel(0, cell.x + x, cell.y + y));
+                const auto c = sheet.Pixel(0, left + column * 70 + x, top + y);
+                return "rgb"[std::max_element(c.begin(), c.begin() + 3) - c.begin()];
             };
-            for (const int x : {0, 31, 63}) {
-                EXPECT_EQ(colour(0, x, 3), Colour::Red);
-                EXPECT_EQ(colour(0, x, 33), Colour::Green);
-                EXPECT_EQ(colour(2, x, 3), Colour::Blue);
-            }
+            for (const int x : {0, 31, 63})
+                EXPECT_EQ(Text(colour(0, x, 3), colour(0, x, 33), colour(2, x, 3)), "rgb") << x;
             // Planar colours are as wide as two pixels, so look beside the edge.
-            const int left = std::max(0, edge[path] - 2), right = edge[path] + 2;
-            EXPECT_EQ(colour(1, left, 3), bIsLeft ? Colour::Blue : Colour::Red);
-            EXPECT_EQ(colour(1, right, 3), bIsLeft ? Colour::Red : Colour::Blue);
-            EXPECT_EQ(colour(1, right, 33), bIsLeft ? Colour::Green : Colour::Blue);
+            const int right = edge[path] + 2;
+            EXPECT_EQ(Text(colour(1, std::max(0, edge[path] - 2), 3), colour(1, right, 3),
+                           colour(1, right, 33)),
+                      beside)
+                << options << path;
         }
     }
-    EXPECT_EQ(std::distance(fs::directory_iterator(folder.path), {}), 3) << "left-over files";
+    EXPECT_EQ(Shell("ls -A").output, "a.png\nb.png\ns.png\n");
 }
 
-// The kind of file is that of its name, and the clips may stand behind a list of names.
-TEST(Sheet, IsWrittenAsItsEndingSays) {
-    const WorkingFolder folder;
-    WritePpm("a.ppm", {230, 20, 20}, {20, 230, 20});
-    for (const auto &[name, codec] : {std::pair("s.png", "png"), std::pair("s.JPG", "mjpeg"),
-                                      std::pair("s.tiff", "tiff"), std::pair("s.bmp", "bmp")}) {
-        Output(TP_PROGRAM " sheet -t dissolve -t cut a.ppm a.ppm --positions 0,100 --cell 64 -o ",
-               name);
-        EXPECT_EQ(Probe(name, "codec_name"), Text(codec, ','));
-        const Film sheet = Decode(name);
-        const int x = sheet.width - 20 - 32, y = 20 + 22;
-        for (const auto &[row, expected] :
-             {std::pair(9, std::array{230, 20, 20}), std::pair(27, std::array{20, 230, 20})})
-            for (int i = 0; i < 3; ++i)
-                EXPECT_NEAR(sheet.Pixel(0, x, y + row)[i], expected[i], 6) << name << row;
+// The kind of file is that of its name. Clips may stand behind a list of names; wide pixels are
+// shown as wide, pictures at the time that is asked for, or the last.
+TEST_F(Sheet, ShowsWhatIsAskedForInEachKindOfFile) {
+    Must("ffmpeg -v error -f lavfi -i color=red:s=64x36:d=1 -vf setsar=2 -c:v ffv1 wide.mkv && "
+         "ffmpeg -v error -f lavfi -i \"color=red:s=64x36:d=1,drawbox=c=blue:t=fill:enable="
+         "'gte(t,0.5)'\" -c:v ffv1 clip.mkv");
+    constexpr std::array kRed = {255, 0, 0}, kGreen = {0, 255, 0}, kBlue = {0, 0, 255};
+    const struct {
+        const char *arguments, *file, *codec;
+        int height;
+        std::array<int, 3> upper, lower;
+    } kCases[] = {
+        {"a.png a.png", "s.png", "png,", 36, kRed, kGreen},
+        {"a.png a.png", "s.JPG", "mjpeg,", 36, kRed, kGreen},
+        {"a.png a.png", "s.tiff", "tiff,", 36, kRed, kGreen},
+        {"a.png a.png", "s.bmp", "bmp,", 36, kRed, kGreen},
+        {"wide.mkv wide.mkv", "s.png", "png,", 18, kRed, kRed},
+        {"wide.mkv wide.mkv --size 64x36", "s.png", "png,", 36, kRed, kRed},
+        {"clip.mkv clip.mkv --at 0", "s.png", "png,", 36, kRed, kRed},
+        {"clip.mkv clip.mkv --at 600ms", "s.png", "png,", 36, kBlue, kBlue},
+        {"clip.mkv clip.mkv --at 99", "s.png", "png,", 36, kBlue, kBlue},
+    };
+    for (const auto &[arguments, file, codec, height, upper, lower] : kCases) {
+        SCOPED_TRACE(Text(arguments, ' ', file));
+        const Film sheet = Draw(Text("--positions 0,100 -t Push -t cut ", arguments), file);
+        EXPECT_EQ(Probe(file, "codec_name"), codec);
+        EXPECT_EQ(sheet.height, kTop + 2 * height + 6 + kMargin);
+        for (int i = 0; i < 3; ++i) {
+            const int x = sheet.width - kMargin - 32, middle = kTop + height / 2;
+            EXPECT_NEAR(sheet.Pixel(0, x, middle - 5)[i], upper[i], 6);
+            EXPECT_NEAR(sheet.Pixel(0, x, middle + 4)[i], lower[i], 6);
+        }
     }
     fs::create_symlink("/dev/full", "full.png");
     EXPECT_EQ(Program("sheet -t Push -o full.png").output,
               "transitions: full.png: No space left on device\n");
 }
 
-TEST(Sheet, ShowsWidePixelsAsWide) {
-    const WorkingFolder folder;
-    Must("ffmpeg -v error -f lavfi -i color=red:s=64x36:d=1 -vf setsar=2 -c:v ffv1 wide.mkv");
-    for (const auto &[size, height] : {std::pair("", 18), {"--size 64x36", 36}}) { // of square ones
-        Output(TP_PROGRAM " sheet -t Push wide.mkv wide.mkv --positions 100 --cell 64 -o s.png ",
-               size);
-        EXPECT_EQ(Decode("s.png").height, 20 + 22 + height + 20) << size;
-    }
-}
-
-// A clip that turns from red to blue, and has a last picture whatever is asked for.
-TEST(Sheet, ShowsThePictureThatIsAskedFor) {
-    const WorkingFolder folder;
-    Must("ffmpeg -v error -f lavfi -i \"color=red:s=64x36:d=1,drawbox=c=blue:t=fill:enable="
-         "'gte(t,0.5)'\" -c:v ffv1 clip.mkv");
-    for (const auto &[at, colour] :
-         {std::pair("0", Colour::Red), {"600ms", Colour::Blue}, {"99", Colour::Blue}}) {
-        Output(TP_PROGRAM " sheet -t Push clip.mkv clip.mkv --positions 0 --cell 64 -o s.png --at ",
-               at);
-        const Film sheet = Decode("s.png");
-        EXPECT_EQ(Strongest(sheet.Pixel(0, sheet.width - 20 - 32, 20 + 22 + 18)), colour) << at;
-    }
-}
-
-TEST(Sheet, HasARowForEachTransitionFromTheBuiltInPictures) {
-    const WorkingFolder folder;
+TEST_F(Sheet, HasARowForEachTransitionFromTheBuiltInPictures) {
     const int count = int(TestedPlugin().Transitions().size());
     for (const int across : {1, 3}) {
-        Output(TP_PROGRAM " sheet --positions 100 --cell 32 --size 64x48 --across ", across,
-               " -o s.png");
-        const Film sheet = Decode("s.png");
-        const int rows = (count + across - 1) / across;
-        EXPECT_EQ(sheet.height, 20 + 22 + rows * (24 + 6) - 6 + 20) << "rows under a heading";
-        EXPECT_EQ(Cells(sheet, 32, 24).size(), std::size_t(count)); // dusk has no white
+        const Film sheet = Draw(Text("--positions 100 --size 64x36 --across ", across));
+        const int rows = (count + across - 1) / across, strip = 150 + 64 + 24;
+        EXPECT_EQ(sheet.height, kTop + rows * (36 + 6) - 6 + kMargin);
+        EXPECT_EQ(sheet.width, kMargin + across * strip - 24 + kMargin);
+        for (int i = 0; i < across * rows; ++i) // dusk has no white
+            EXPECT_EQ(sheet.Pixel(0, kMargin + i / rows * strip + 150 + 32,
+                                  kTop + i % rows * (36 + 6) + 18) ==
+                          (std::array{255, 255, 255, 255}),
+                      i >= count)
+                << i;
     }
 }
 
-// ---------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 // Installation
-// ---------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------
 
 // Moved after it was installed, so that no path of the build can help.
 TEST(Install, WorksWhereverItIsMoved) {
