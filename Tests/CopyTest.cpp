@@ -9,10 +9,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <cstdint>
-#include <vector>
-
 namespace {
 
 using host::CopySource;
@@ -92,9 +88,7 @@ TEST(CopyPlan, EveryFrameIsInOnePiece) {
         {{{&even, {5, 90}, -5}, {&even, {10, 100}, 85}}, 185, "0-15 A15-85 85-105 B105-185"},
         {{{&even, {0, 100}, 0}, {&even, {0, 100}, 100}}, 200, "A0-100 B100-200"}, // a cut
         {{{&even, {0, 90}, 0}, {}}, 190, "A0-90 90-190"},
-        {{{&rare, {0, 990}, 0}, {&rare, {10, 1000}, 990}},
-         1990,
-         "A0-990 990-1240 1240-1490 1490-1740 1740-1990"},
+        {{{&rare, {0, 990}, 0}}, 1865, "A0-990 990-1240 1240-1490 1490-1740 1740-1865"},
         {{{&often, {0, 990}, 0}}, 1000, "A0-300 A300-600 A600-900 A900-990 990-1000"},
         {{{&even, {81, 90}, -81}}, 19, "0-19"}, // no key frame in it
     };
@@ -104,18 +98,15 @@ TEST(CopyPlan, EveryFrameIsInOnePiece) {
 
 TEST(CopyPlan, PartsAreAllOfThePiecesInOrder) {
     const Cuts often = Regular(1000, 100);
-    std::vector<Piece> uneven(3); // with an end that takes no time
-    uneven[0].frames = {0, 100};
-    uneven[1].frames = {100, 200}, uneven[1].clip = 0;
-    uneven[2].frames = {200, 201}, uneven[2].clip = 0;
-    for (const auto &pieces :
-         {host::MakePieces({{&often, {0, 900}, 0}, {&often, {100, 1000}, 800}}, 1800), uneven}) {
+    const std::vector<Piece> uneven = {{{0, 100}}, {{100, 200}, 0}, {{200, 201}, 0}},
+                             many = host::MakePieces(
+                                 {{&often, {0, 900}, 0}, {&often, {100, 1000}, 800}}, 1800);
+    for (const auto &pieces : {many, uneven}) { // the latter with an end that takes no time
         for (int n = 1; n <= int(pieces.size()); ++n) {
             std::size_t next = 0;
             for (int k = 1; k <= n; ++k) {
                 const auto [first, end] = host::PiecesOfPart(pieces, k, n);
-                EXPECT_EQ(first, next);
-                EXPECT_LT(first, end);
+                EXPECT_TRUE(first == next && first < end) << k << '/' << n;
                 next = end;
             }
             EXPECT_EQ(next, pieces.size()) << n;

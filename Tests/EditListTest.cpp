@@ -311,6 +311,8 @@ void EachValue(json &value, const std::function<void(json &)> &visit) {
 
 // Whatever stands anywhere: an edit or a refusal, under the sanitizers too.
 TEST_F(EditFile, SurvivesAnything) {
+    example.clips.resize(2);
+    example.joints = {example.joints[1]};
     const std::string text = FormatEdit(example, list, {25, 1});
     json whole = json::parse(text);
     int accepted = 0, refused = 0;
