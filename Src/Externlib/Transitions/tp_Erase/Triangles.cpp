@@ -82,13 +82,15 @@ void ShowShape(const Frames &frames, const Shape &shape, Input inside) {
 /// Which columns of a row show the second input: 255 where they do, else 0. The first one at first.
 struct Masks {
     int width;
-    std::vector<std::uint8_t> luma;
-    std::vector<std::uint8_t> chroma; ///< of the even columns
+    std::vector<std::uint8_t> bytes;
+    std::span<std::uint8_t> luma;
+    std::span<std::uint8_t> chroma; ///< of the even columns
     decltype(CopyKernels::select) select = CopyRows().select;
 
     explicit Masks(int w)
-        : width(w), luma(static_cast<std::size_t>(w)), chroma(static_cast<std::size_t>(HalfUp(w))) {
-    }
+        : width(w), bytes(static_cast<std::size_t>(w + HalfUp(w))),
+          luma(std::span(bytes).first(static_cast<std::size_t>(w))),
+          chroma(std::span(bytes).subspan(luma.size())) {}
 
     void Fill(Span span, Input input) {
         span = span.Within({0, width});
@@ -468,6 +470,7 @@ struct Rings {
     /// Ring k ends at the radius (k * k + k + 2) / 2: 2, 4, 7, 11 ... and the last one at this. The
     /// centre itself belongs to the first ring, and a radius of 0 does not hold it.
     void AddCircles(std::int64_t last) {
+        circles.reserve(static_cast<std::size_t>(std::sqrt(2 * last)) + 1);
         const auto add = [&](std::int64_t radius) {
             circles.push_back({radius * radius, static_cast<int>(radius)});
         };
