@@ -95,10 +95,15 @@ void DrawBare(const Transition &transition, const Motion &motion, const Moment &
     assert(IsAlike(out, in1) && IsAlike(out, in2));
     const Info &info = transition.info;
     const Chroma chroma = info.chroma;
+    const bool isTopDown =
+        info.anyRowOrder && out.IsTopDown() && in1.IsTopDown() && in2.IsTopDown();
     Frame roomForOut, roomForFrom, roomForTo;
-    const Frame &from = AsPluginTakes(motion.reverse ? in2 : in1, chroma, roomForFrom);
-    const Frame &to = AsPluginTakes(motion.reverse ? in1 : in2, chroma, roomForTo);
-    const bool isDirect = out.IsPlugins(chroma);
+    const auto asTaken = [&](const Frame &frame, Frame &room) -> const Frame & {
+        return isTopDown ? frame : AsPluginTakes(frame, chroma, room);
+    };
+    const Frame &from = asTaken(motion.reverse ? in2 : in1, roomForFrom);
+    const Frame &to = asTaken(motion.reverse ? in1 : in2, roomForTo);
+    const bool isDirect = isTopDown || out.IsPlugins(chroma);
     if (!isDirect)
         roomForOut = PluginsFrame(out, chroma);
     Frame &drawn = isDirect ? out : roomForOut;

@@ -74,8 +74,8 @@ void Frame::Describe() {
     if (layout == Path::Yuv)
         image = {nullptr, top[0], top[1],     top[2],     nullptr,
                  width,   height, pitches[0], pitches[1], pitches[2]};
-    else if (IsPlugins(chroma)) {
-        handle.reset(DIWrap(RowAt(0, height - 1), width, height));
+    else if (IsPlugins(chroma) || IsTopDown()) {
+        handle.reset(DIWrap(std::min(RowAt(0, 0), RowAt(0, height - 1)), width, height));
         if (!handle)
             throw std::bad_alloc();
     }

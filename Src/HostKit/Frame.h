@@ -57,10 +57,12 @@ public:
     /// out. And the packed functions that count rows (Bar, Drop, the rolls) count from the end of
     /// the buffer.
     bool IsPlugins(Chroma chroma) const;
+    /// Whether a packed frame lies top row first and has no padding.
+    bool IsTopDown() const { return layout == Path::Rgb && pitches[0] == RowBytes(0); }
     /// The plug-in's record of a planar frame.
     const YUVImage *Image() const { return &image; }
     YUVImage *Image() { return &image; }
-    /// The imaging library's handle of a packed frame that lies as the plug-in takes it, else null.
+    /// The imaging library's handle of a packed frame without padding, whichever way up, else null.
     void *Handle() const { return handle.get(); }
 
 private:

@@ -64,6 +64,7 @@ std::span<const Info> Infos() { // NOLINT(readability-function-size)
          .motion = "B wipes in from the left behind a soft edge.",
          .yuv = Curve::Eased,
          .rgb = Curve::Linear,
+         .anyRowOrder = true,
          .ends = kBothWhole,
          .remarks = "The edge is 100 pixels wide at every frame size. Packed path: nothing shows "
                     "until the edge is all inside the frame, and it narrows at the right."},
@@ -74,6 +75,7 @@ std::span<const Info> Infos() { // NOLINT(readability-function-size)
          .motion = "B slides in from the left over a still A, with a hard edge.",
          .yuv = Curve::Eased,
          .rgb = Curve::Eased,
+         .anyRowOrder = true,
          .ends = kBothWhole,
          .remarks = "Packed path: B stands still and is uncovered."},
         {.name = "Bar",
@@ -127,6 +129,7 @@ std::span<const Info> Infos() { // NOLINT(readability-function-size)
          .yuv = Curve::Eased,
          .rgb = Curve::Eased,
          .leavesYuv = true,
+         .anyRowOrder = true,
          .ends = kBothWhole,
          .remarks = "The roll is 32 to 78 pixels wide, by the frame's width. Planar path: it shows "
                     "A mirrored; packed path: A in place, shaded."},
@@ -191,6 +194,7 @@ std::span<const Info> Infos() { // NOLINT(readability-function-size)
          .motion = "B comes in from the left and pushes A out to the right.",
          .yuv = Curve::Eased,
          .rgb = Curve::Linear,
+         .anyRowOrder = true,
          .ends = kBothWhole},
         {.name = "Flash",
          .function = "TrFlash",
@@ -199,6 +203,7 @@ std::span<const Info> Infos() { // NOLINT(readability-function-size)
          .motion = "The picture brightens to a flash, A fades to B in it, and it dims again.",
          .yuv = Curve::Smooth,
          .rgb = Curve::Smooth,
+         .anyRowOrder = true,
          .ends = "A and B, each 10 levels brighter",
          .remarks = "Planar path: the brightest 10 levels (246 to 255) turn dark. Packed path: "
                     "alpha is brightened too."},

@@ -46,6 +46,8 @@ struct Info {
                               ///< squeezed into a part of the frame, and nobody wants it unasked
     bool leavesYuv = false;   ///< the planar path may leave pixels of the output as they were
     bool leavesRgb = false;   ///< so may the packed one
+    bool anyRowOrder = false; ///< the packed path draws pictures that lie top row first as it does
+                              ///< those from the bottom up
     bool random = false;      ///< draws random numbers: repeatable with a seed only
     std::string ends = {};    ///< the pictures at both ends
     std::string remarks = {}; ///< what else there is to know, sentences; may be empty

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <limits>
 #include <new>
+#include <optional>
 #include <utility>
 
 namespace mlt {
@@ -83,21 +84,27 @@ void PackChannels(const Frame *channels, int y, std::uint8_t *row) {
     }
 }
 
-bool IsOpaqueRow(const std::uint8_t *row, int width) {
+/// Whether so many bytes, a step apart, are all 255.
+template<int step>
+bool IsOpaqueRow(const std::uint8_t *alpha, int width) {
     std::uint8_t all = 255;
     for (int x = 0; x < width; ++x)
-        all &= row[4 * x + 3];
+        all &= alpha[step * x];
     return all == 255;
 }
 
 } // namespace
 
-Sheets::Sheets(const Shape &s, std::uint8_t *picture) : shape(s) {
+Sheets::Sheets(const Shape &s, std::uint8_t *picture, bool isDrawn) : shape(s) {
     const int width = shape.width, height = shape.height;
     const std::size_t luma = std::size_t(width) * height;
-    if (shape.format == mlt_image_yuv420p) {
+    if (shape.path == Path::Rgb && !shape.isInterlaced && (isDrawn || IsInPlace())) {
+        AddPacked(picture);
+        return;
+    }
+    if (IsInPlace()) {
         // What the engine's own mlt_image_format_planes() says is not true in all versions.
-        assert(HasYuv(width, height) && !shape.isInterlaced);
+        assert(HasYuv(width, height));
         AddPlanar(picture, picture + luma, picture + luma * 5 / 4);
         return;
     }
@@ -111,11 +118,8 @@ Sheets::Sheets(const Shape &s, std::uint8_t *picture) : shape(s) {
     std::uint8_t *next = memory.get();
     const auto take = [&](std::size_t bytes) { return std::exchange(next, next + bytes); };
     if (shape.path == Path::Rgb)
-        for (int field = 0; field < Fields(); ++field) {
-            std::uint8_t *const top = take(luma * 4) + std::size_t(height - 1) * width * 4;
-            const int pitch = -width * 4;
-            frames.emplace_back(Path::Rgb, width, height, &top, &pitch);
-        }
+        for (int field = 0; field < Fields(); ++field)
+            AddPacked(take(luma * 4));
     else if (shape.format == mlt_image_rgba) {
         std::uint8_t *const grey = take(chroma);
         std::fill_n(grey, chroma, std::uint8_t(128));
@@ -133,6 +137,19 @@ Sheets::Sheets(const Shape &s, std::uint8_t *picture) : shape(s) {
     }
 }
 
+void Sheets::AddPacked(std::uint8_t *pixels) {
+    const int bytes = shape.width * 4, pitch = shape.anyRowOrder ? bytes : -bytes;
+    std::uint8_t *const last = pixels + std::ptrdiff_t(shape.height - 1) * bytes;
+    std::uint8_t *const top = shape.anyRowOrder ? pixels : last;
+    frames.emplace_back(Path::Rgb, shape.width, shape.height, &top, &pitch);
+}
+
+/// Whether frames are the picture's own rows.
+bool Sheets::IsInPlace() const {
+    return shape.format == mlt_image_yuv420p ||
+           (shape.path == Path::Rgb && shape.anyRowOrder && !shape.isInterlaced);
+}
+
 void Sheets::AddPlanar(std::uint8_t *luma, std::uint8_t *cb, std::uint8_t *cr) {
     std::uint8_t *const planes[] = {luma, cb, cr};
     const bool isFull = shape.format == mlt_image_yuv422 && shape.chroma == Chroma::Full;
@@ -146,12 +163,9 @@ void Sheets::AddPlanar(std::uint8_t *luma, std::uint8_t *cb, std::uint8_t *cr) {
 void Sheets::Split(const std::uint8_t *picture) {
     const bool isFull = shape.chroma == Chroma::Full;
     const int pairs = shape.width / 2;
-    const int rows = shape.format == mlt_image_yuv420p ? 0 : shape.height;
-    isOpaque = true;
+    const int rows = IsInPlace() ? 0 : shape.height;
     for (int y = 0; y < rows; ++y, picture += Pitch(shape)) {
         const int field = shape.isInterlaced ? y % 2 : 0, row = y - field;
-        if (shape.format == mlt_image_rgba && isOpaque)
-            isOpaque = IsOpaqueRow(picture, shape.width);
         if (shape.path == Path::Rgb)
             std::memcpy(frames[field].Row(0, row), picture, Pitch(shape));
         else if (shape.format == mlt_image_rgba)
@@ -179,6 +193,15 @@ bool Sheets::IsAlpha(std::size_t i) const {
     return shape.format == mlt_image_rgba && shape.path == Path::Yuv && i % kChannels == 3;
 }
 
+bool Sheets::IsOpaque() const {
+    for (std::size_t i = 0; i < frames.size(); ++i)
+        for (int y = 0; y < shape.height && (shape.path == Path::Rgb || IsAlpha(i)); ++y)
+            if (shape.path == Path::Rgb ? !IsOpaqueRow<4>(frames[i].Row(0, y) + 3, shape.width)
+                                        : !IsOpaqueRow<1>(frames[i].Row(0, y), shape.width))
+                return false;
+    return true;
+}
+
 /// The alpha of a pixel in a row of rgba that was split.
 std::uint8_t Sheets::Alpha(int field, int x, int y) const {
     return shape.path == Path::Rgb ? frames[field].Row(0, y)[4 * x + 3]
@@ -187,33 +210,45 @@ std::uint8_t Sheets::Alpha(int field, int x, int y) const {
 
 void Sheets::RestoreOpacity(std::uint8_t *row, int y, const Sheets &in1, const Sheets &in2) const {
     const int field = shape.isInterlaced ? y % 2 : 0;
-    if (in1.isOpaque && in2.isOpaque)
-        for (int x = 0; x < shape.width; ++x)
+    for (int x = 0; x < shape.width; ++x)
+        if (row[4 * x + 3] >= hostkit::kNearlyOpaque &&
+            (in1.Alpha(field, x, y) & in2.Alpha(field, x, y)) == 255)
             row[4 * x + 3] = 255;
-    else
-        for (int x = 0; x < shape.width; ++x)
-            if (row[4 * x + 3] >= hostkit::kNearlyOpaque &&
-                (in1.Alpha(field, x, y) & in2.Alpha(field, x, y)) == 255)
-                row[4 * x + 3] = 255;
 }
 
-void Sheets::Join(std::uint8_t *picture, const Sheets &in1, const Sheets &in2) const {
-    const bool isFull = shape.chroma == Chroma::Full;
+/// Puts row y in its place. Packed rows that were drawn within the picture change places where they
+/// lie the other way up.
+void Sheets::JoinRow(std::uint8_t *row, int y) {
+    Frame *const frame = &frames[shape.isInterlaced ? y % 2 * Count() / 2 : 0];
     const int pairs = shape.width / 2;
+    if (shape.path == Path::Rgb && shape.isInterlaced)
+        std::memcpy(row, frame->Row(0, y), Pitch(shape));
+    else if (shape.path == Path::Rgb && row < frame->Row(0, y))
+        std::swap_ranges(row, row + Pitch(shape), frame->Row(0, y));
+    else if (shape.path == Path::Rgb)
+        return;
+    else if (shape.format == mlt_image_rgba)
+        PackChannels(frame, y, row);
+    else if (shape.chroma == Chroma::Full)
+        PackFull(frame->Row(0, y), frame->Row(1, y), frame->Row(2, y), pairs, row);
+    else
+        Pack(frame->Row(0, y), frames[y % 2].Row(1, y / 2), frames[y % 2].Row(2, y / 2), pairs,
+             row);
+}
+
+void Sheets::Join(std::uint8_t *picture, const Sheets &in1, const Sheets &in2) {
     const int rows = shape.format == mlt_image_yuv420p ? 0 : shape.height;
+    std::optional<bool> isOpaque; // asked for at the first row that is not, and most are
     for (int y = 0; y < rows; ++y, picture += Pitch(shape)) {
-        const int field = shape.isInterlaced ? y % 2 : 0;
-        if (shape.path == Path::Rgb)
-            std::memcpy(picture, frames[field].Row(0, y), Pitch(shape));
-        else if (shape.format == mlt_image_rgba)
-            PackChannels(&frames[field * kChannels], y, picture);
-        else if (isFull)
-            PackFull(frames[field].Row(0, y), frames[field].Row(1, y), frames[field].Row(2, y),
-                     pairs, picture);
+        JoinRow(picture, y);
+        if (shape.format != mlt_image_rgba || IsOpaqueRow<4>(picture + 3, shape.width))
+            continue;
+        if (!isOpaque)
+            isOpaque = in1.IsOpaque() && in2.IsOpaque();
+        if (*isOpaque)
+            for (int x = 0; x < shape.width; ++x)
+                picture[4 * x + 3] = 255;
         else
-            Pack(frames[field].Row(0, y), frames[y % 2].Row(1, y / 2), frames[y % 2].Row(2, y / 2),
-                 pairs, picture);
-        if (shape.format == mlt_image_rgba)
             RestoreOpacity(picture, y, in1, in2);
     }
 }

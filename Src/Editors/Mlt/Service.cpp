@@ -132,8 +132,14 @@ Shape ShapeOf(const Overlap &overlap, mlt_image_format wanted) {
     Plan plan = overlap.plan;
     if (!hasYuv && plan.look == Look::Yuv)
         plan.look = Look::Auto;
-    Shape shape = {mlt_image_none, Path::Yuv, plan.transition->info.chroma,
-                   width,          height,    IsInterlaced(overlap.a) && height % 2 == 0};
+    const hostkit::Info &info = plan.transition->info;
+    Shape shape = {mlt_image_none,
+                   Path::Yuv,
+                   info.chroma,
+                   info.anyRowOrder,
+                   width,
+                   height,
+                   IsInterlaced(overlap.a) && height % 2 == 0};
     Choose(shape, plan, wanted == mlt_image_rgb || wanted == mlt_image_rgba || !hasYuv);
     if (shape.format == mlt_image_rgba)
         return shape;
@@ -162,13 +168,13 @@ std::uint8_t *Paint(const Overlap &overlap, const Shape &shape) {
     const int size = mlt_image_format_size(shape.format, shape.width, shape.height, nullptr);
     std::unique_ptr<std::uint8_t, Release> picture(
         static_cast<std::uint8_t *>(mlt_pool_alloc(size)));
-    Sheets in1(shape, from), in2(shape, to), out(shape, picture.get());
+    Sheets in1(shape, from), in2(shape, to), out(shape, picture.get(), true);
     in1.Split(from);
     in2.Split(to);
     const bool oddFirst = IsOddFieldFirst(overlap.a);
     const Plan &plan = overlap.plan;
     for (std::size_t i = 0; i < out.Count(); ++i) {
-        if (out.IsAlpha(i) && in1.IsOpaque() && in2.IsOpaque())
+        if (out.IsAlpha(i) && in1.IsOpaque() && in2.IsOpaque()) // as Join() sees to
             continue;
         const bool isLater = out.IsOddField(i) != oddFirst;
         DrawBare(*plan.transition, plan.motion,
