@@ -184,9 +184,9 @@ TEST(Frame, ViewsShareTheirOwnersMemory) {
             EXPECT_TRUE(padded.frame.Bytes().empty());
             EXPECT_FALSE(padded.frame.IsPlugins(Chroma::Half) || padded.frame.Handle());
             EXPECT_EQ(tight.frame.IsPlugins(Chroma::Half), upsideDown == (path == Path::Rgb));
-            EXPECT_EQ(tight.frame.Handle() != nullptr, path == Path::Rgb && upsideDown);
+            EXPECT_EQ(tight.frame.Handle() != nullptr, path == Path::Rgb);
             if (tight.frame.Handle()) {
-                EXPECT_EQ(DIGetBits(tight.frame.Handle()), tight.frame.Row(0, 2));
+                EXPECT_EQ(DIGetBits(tight.frame.Handle()), tight.frame.Row(0, upsideDown ? 2 : 0));
             }
             Frame again(path, 5, 3);
             CopyPicture(padded.frame, again);
@@ -323,22 +323,24 @@ TEST(Draw, AsksForOneFrameAtATimeOfWhatIsShared) {
     }
 }
 
+// The packed path of Push does not mind the order of rows; that of Turn does.
 TEST(Draw, TakesFramesAsTheyLie) {
-    const Transition &transition = *TestedPlugin().Find("Push");
-    for (const Path path : {Path::Yuv, Path::Rgb}) {
+    for (const auto &[path, name] : {std::pair(Path::Yuv, "Turn"), std::pair(Path::Rgb, "Turn"),
+                                     std::pair(Path::Rgb, "Push")}) {
+        const Transition &transition = *TestedPlugin().Find(name);
         const Frame a = Noise(path, 33, 31, 1), b = Noise(path, 33, 31, 2);
         Frame expected(path, 33, 31), own(path, 33, 31);
         Draw(transition, {}, {0.4, 0}, expected, a, b);
         ASSERT_FALSE(IsSame(expected, a) || IsSame(expected, b));
         for (const bool upsideDown : {false, true})
             for (const int padding : {0, 5})
-                for (const int viewed : {1, 2, 4, 7}) {
+                for (const int viewed : {1, 2, 3, 4, 5, 6, 7}) {
                     Padded out(a, padding, upsideDown);
                     const Padded in1(a, padding, upsideDown), in2(b, padding, upsideDown);
                     Frame &target = viewed & 1 ? out.frame : own;
                     Draw(transition, {}, {0.4, 0}, target, viewed & 2 ? in1.frame : a,
                          viewed & 4 ? in2.frame : b);
-                    EXPECT_TRUE(IsSame(target, expected)) << viewed << ' ' << padding;
+                    EXPECT_TRUE(IsSame(target, expected)) << name << viewed << ' ' << padding;
                 }
     }
 }
@@ -494,8 +496,14 @@ TEST(Info, SaysWhatTheFunctionsDo) {
                 EXPECT_TRUE(IsSame(Drawn(t, noise(1), a, b, 1), b));
             }
             // A packed path that takes columns for byte offsets cannot reach beyond a quarter.
-            bool reaches = path == Path::Yuv;
+            bool reaches = path == Path::Yuv, isSame = path == Path::Rgb;
             for (const double position : {0.2, 0.35, 0.5, 0.65}) {
+                if (path == Path::Rgb) {
+                    Padded out(a, 0, false), in1(a, 0, false), in2(b, 0, false);
+                    std::srand(1);
+                    CallPlugin(t, out.frame, in1.frame, in2.frame, MakeParam(1, position));
+                    isSame &= IsSame(out.frame, Drawn(t, noise(1), a, b, position));
+                }
                 Frame out(path, kWidth, kHeight);
                 Draw(t, {}, {position, 0}, out, a, b);
                 for (int y = 0; !reaches && y < kHeight; ++y)
@@ -503,6 +511,7 @@ TEST(Info, SaysWhatTheFunctionsDo) {
                                           b.Row(0, y) + 90 * 4);
             }
             EXPECT_TRUE(path == Path::Yuv || reaches != t.info.countsBytes);
+            EXPECT_EQ(isSame, path == Path::Rgb && t.info.anyRowOrder);
         }
     }
 }
