@@ -87,46 +87,40 @@ std::string Words(const Edit &edit) {
     return text;
 }
 
+json Of(const char *schema, json fields) {
+    fields["OTIO_SCHEMA"] = schema;
+    return fields;
+}
+
 json At(double value, double rate) {
-    return {{"OTIO_SCHEMA", "RationalTime.1"}, {"rate", rate}, {"value", value}};
+    return Of("RationalTime.1", {{"rate", rate}, {"value", value}});
 }
 
 json Range(double start, double length, double rate) {
-    return {{"OTIO_SCHEMA", "TimeRange.1"},
-            {"start_time", At(start, rate)},
-            {"duration", At(length, rate)}};
+    return Of("TimeRange.1", {{"start_time", At(start, rate)}, {"duration", At(length, rate)}});
 }
 
 json Clip(const std::string &url, const json &source, const json &available = nullptr) {
-    const json media = {{"OTIO_SCHEMA", "ExternalReference.1"},
-                        {"target_url", url},
-                        {"available_range", available}};
-    return {{"OTIO_SCHEMA", "Clip.1"},
-            {"name", url},
-            {"source_range", source},
-            {"media_reference", media}};
+    const json media =
+        Of("ExternalReference.1", {{"target_url", url}, {"available_range", available}});
+    return Of("Clip.1", {{"name", url}, {"source_range", source}, {"media_reference", media}});
 }
 
 json Joint(const json &in, const json &out, const std::string &name = "",
            const std::string &type = "SMPTE_Dissolve") {
-    return {{"OTIO_SCHEMA", "Transition.1"},
-            {"transition_type", type},
-            {"name", name},
-            {"in_offset", in},
-            {"out_offset", out}};
+    return Of("Transition.1",
+              {{"transition_type", type}, {"name", name}, {"in_offset", in}, {"out_offset", out}});
 }
 
 using List = std::vector<json>;
 
 json Track(const List &children, const std::string &kind = "Video") {
-    return {{"OTIO_SCHEMA", "Track.1"}, {"kind", kind}, {"name", kind}, {"children", children}};
+    return Of("Track.1", {{"kind", kind}, {"name", kind}, {"children", children}});
 }
 
 std::string Timeline(const List &tracks) {
-    const json stack = {{"OTIO_SCHEMA", "Stack.1"}, {"children", tracks}};
-    return json{
-        {"OTIO_SCHEMA", "Timeline.1"}, {"global_start_time", At(86400, 24)}, {"tracks", stack}}
-        .dump();
+    const json stack = Of("Stack.1", {{"children", tracks}});
+    return Of("Timeline.1", {{"global_start_time", At(86400, 24)}, {"tracks", stack}}).dump();
 }
 
 std::string OfClips(const List &children) {
@@ -197,8 +191,8 @@ TEST_F(EditFile, WrittenAndReadIsTheSame) {
 
 TEST_F(EditFile, NamesWhatItLeavesOut) {
     const json a = Clip("a.mov", Range(0, 50, 25)), dissolve = Joint(At(5, 25), At(5, 25)),
-               gap = {{"OTIO_SCHEMA", "Gap.1"}, {"source_range", Range(0, 12, 25)}},
-               noGap = {{"OTIO_SCHEMA", "Gap.1"}, {"source_range", Range(0, 0, 25)}},
+               gap = Of("Gap.1", {{"source_range", Range(0, 12, 25)}}),
+               noGap = Of("Gap.1", {{"source_range", Range(0, 0, 25)}}),
                starWipe = Joint(At(0, 25), At(5, 25), "Star\n Wipe", "Custom_Transition");
     json slow = a, disabled = a, generated = a, ranged = Track({a});
     slow["effects"] = {{{"OTIO_SCHEMA", "LinearTimeWarp.1"}, {"time_scalar", 0.5}}};
