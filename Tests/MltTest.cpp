@@ -315,7 +315,7 @@ TEST_F(Mlt, TellsOfValuesWithoutMeaning) {
                     "elastic, bounce"),
           {"backwards=2", "0 or 1"},
           {"reverse=yes", "0 or 1"},
-          {"seed=abc", "a whole number"},
+          {"seed=7x", "a whole number"},
           {"path=foo", "auto, yuv, rgb"}}) {
         set += Text(property, ' ');
         says +=
