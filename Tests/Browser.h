@@ -7,12 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include <chrono>
-#include <cstdio>
-#include <functional>
-#include <optional>
-#include <string>
 #include <thread>
-#include <vector>
 
 class Browser {
 public:
@@ -21,6 +16,11 @@ public:
     static bool IsThere() { return Shell("command -v chromedriver chromium curl").status == 0; }
 
     Browser(int width, int height, std::vector<std::string> more = {}) {
+        const std::string log = folder / "log", mark = "successfully on port ";
+        driver = std::stoi(Output("chromedriver --port=0 > ", log, " 2>&1 & echo $!"));
+        std::string said;
+        Until([&] { return (said = Read(log)).find(mark) != std::string::npos; });
+        port = std::stoi(said.substr(said.find(mark) + mark.size()));
         for (const char *argument : {"--headless=new", "--no-sandbox", "--disable-gpu"})
             more.emplace_back(argument);
         more.push_back(Text("--window-size=", width, ",", height));
@@ -31,7 +31,8 @@ public:
     }
 
     ~Browser() {
-        Shell(Text("curl -s -m 60 -X DELETE http://127.0.0.1:", driver.port, "/session", session));
+        Shell(Text("curl -s -m 60 -X DELETE http://127.0.0.1:", port, "/session", session,
+                   "; kill ", driver));
     }
     Browser(const Browser &) = delete;
     Browser &operator=(const Browser &) = delete;
@@ -42,24 +43,21 @@ public:
         return Call("POST", "/execute/sync", {{"script", script}, {"args", arguments}});
     }
     /// Whether an expression becomes true within some seconds.
-    bool Becomes(const std::string &expression, const Json &arguments = Json::array()) {
-        constexpr std::chrono::milliseconds kPause(30);
-        for (int tries = 0; tries < 500; ++tries, std::this_thread::sleep_for(kPause))
-            if (Run("return Boolean(" + expression + ")", arguments) == true)
-                return true;
-        return false;
+    bool Becomes(const std::string &expression) {
+        return Until([&] { return Run("return Boolean(" + expression + ")") == true; });
     }
     /// A real click, or a pointer that only rests there.
     void Click(const std::string &selector) {
-        Run("arguments[0].scrollIntoView({block: 'center'})", Json::array({Reference(selector)}));
-        Call("POST", "/element/" + Find(selector) + "/click", Json::object());
+        const Json element = Find(selector);
+        Run("arguments[0].scrollIntoView({block: 'center'})", Json::array({element}));
+        Call("POST", "/element/" + element.begin()->get<std::string>() + "/click", Json::object());
     }
     void Hover(const std::string &selector) {
         const Json move = {{"type", "pointerMove"},
                            {"duration", 0},
                            {"x", 0},
                            {"y", 0},
-                           {"origin", Reference(selector)}};
+                           {"origin", Find(selector)}};
         Act({{"type", "pointer"}, {"id", "mouse"}, {"actions", {move}}});
     }
     /// Key presses, one after the other; those that are held go first and up last.
@@ -73,40 +71,23 @@ public:
     }
 
 private:
-    /// The process that leads the browser.
-    struct Driver {
-        Driver() : output(popen("echo $$; exec chromedriver --port=0 2>&1", "r")) {
-            const std::string mark = "successfully on port ";
-            char line[512];
-            while (port.empty() && std::fgets(line, sizeof line, output)) {
-                if (process.empty())
-                    process = std::to_string(std::stoi(line));
-                const std::string text = line;
-                if (const std::size_t at = text.find(mark); at != std::string::npos)
-                    port = std::to_string(std::stoi(text.substr(at + mark.size())));
-            }
-        }
-        ~Driver() {
-            Shell("kill " + process);
-            pclose(output);
-        }
-        Driver(const Driver &) = delete;
-        Driver &operator=(const Driver &) = delete;
-
-        FILE *output;
-        std::string process, port;
-    };
-
-    Json Reference(const std::string &selector) {
+    template<class Condition>
+    static bool Until(Condition condition) {
+        constexpr std::chrono::milliseconds kPause(30);
+        for (int tries = 0; tries < 500; ++tries, std::this_thread::sleep_for(kPause))
+            if (condition())
+                return true;
+        return false;
+    }
+    Json Find(const std::string &selector) {
         return Call("POST", "/element", {{"using", "css selector"}, {"value", selector}});
     }
-    std::string Find(const std::string &selector) { return Reference(selector).begin().value(); }
     void Act(const Json &source) { Call("POST", "/actions", {{"actions", {source}}}); }
     Json Call(const std::string &method, const std::string &path, const Json &body) {
         Write(folder / "body", body.dump());
-        const Outcome answer = Shell(
-            Text("curl -s -m 60 -X ", method, " -H Content-Type:application/json --data @",
-                 folder / "body", " http://127.0.0.1:", driver.port, "/session", session, path));
+        const Outcome answer =
+            Shell(Text("curl -s -m 60 -X ", method, " -H Content-Type:application/json --data @",
+                       folder / "body", " http://127.0.0.1:", port, "/session", session, path));
         const Json value = Json::parse(answer.output, nullptr, false);
         if (value.is_discarded() || !value.contains("value") ||
             (value["value"].is_object() && value["value"].contains("error"))) {
@@ -116,7 +97,7 @@ private:
         return value["value"];
     }
 
-    Folder folder;
-    Driver driver;
+    const Folder folder;
+    int driver = 0, port = 0;
     std::string session;
 };
