@@ -5,11 +5,7 @@
 #include "Shell.h"
 #include "Support.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <set>
-#include <sstream>
 
 namespace {
 
@@ -19,79 +15,68 @@ const Transition &Joint(const char *name) {
     return FindPlainJoint(name)->transition;
 }
 
-/// A planar frame of one level for luma and one for both chroma planes.
-Frame Flat(int luma, int chroma) {
-    Frame frame(Path::Yuv, 5, 3);
-    std::fill(frame.Bytes().begin(), frame.Bytes().begin() + 15, std::uint8_t(luma));
-    std::fill(frame.Bytes().begin() + 15, frame.Bytes().end(), std::uint8_t(chroma));
+using Pixel = std::array<std::uint8_t, 4>;
+
+/// A frame whose pixels are all alike: blue, green, red, alpha or luma, Cb, Cr.
+Frame Flat(Path path, const Pixel &pixel) {
+    Frame frame(path, 5, 3);
+    for (int plane = 0; plane < frame.Planes(); ++plane)
+        for (int y = 0; y < frame.Rows(plane); ++y)
+            for (int x = 0; x < frame.RowBytes(plane); ++x)
+                frame.Row(plane, y)[x] = pixel[path == Path::Rgb ? x % 4 : plane];
     return frame;
 }
 
-TEST(Joints, PlanarSamplesFollowTheRule) {
+TEST(Joints, FollowTheRules) {
+    const Pixel a = {200, 100, 100}, b = {101, 41, 41};
     const struct {
+        Path path;
         const char *name;
         double position;
-        int luma, chroma; ///< between 200, 100 and 101, 41
+        Pixel in1, in2, expected;
     } kCases[] = {
-        {"dissolve", 0, 200, 100},   {"dissolve", 1, 101, 41},
-        {"dissolve", 0.5, 151, 71},  // 150.5 and 70.5
-        {"dissolve", 0.25, 175, 85}, // 175.25 and 85.25
-        {"fade", 0, 200, 100},       {"fade", 1, 101, 41},
-        {"fade", 0.25, 108, 114},                            // half of the way to 16 and 128
-        {"fade", 0.5, 16, 128},      {"fade", 0.75, 59, 85}, // 58.5 and 84.5
-        {"cut", 0.4999, 200, 100},   {"cut", 0.5, 101, 41},
+        {Path::Yuv, "dissolve", 0, a, b, a},
+        {Path::Yuv, "dissolve", 1, a, b, b},
+        {Path::Yuv, "dissolve", 0.5, a, b, {151, 71, 71}},  // 150.5 and 70.5
+        {Path::Yuv, "dissolve", 0.25, a, b, {175, 85, 85}}, // 175.25 and 85.25
+        {Path::Yuv, "fade", 0, a, b, a},
+        {Path::Yuv, "fade", 1, a, b, b},
+        {Path::Yuv, "fade", 0.25, a, b, {108, 114, 114}}, // half of the way to 16 and 128
+        {Path::Yuv, "fade", 0.5, a, b, {16, 128, 128}},
+        {Path::Yuv, "fade", 0.75, a, b, {59, 85, 85}}, // 58.5 and 84.5
+        {Path::Yuv, "cut", 0.4999, a, b, a},
+        {Path::Yuv, "cut", 0.5, a, b, b},
+        // Weighted by alpha.
+        {Path::Rgb, "dissolve", 0.5, {0, 100, 255, 255}, {1, 200, 0, 255}, {1, 150, 128, 255}},
+        {Path::Rgb, "dissolve", 0.25, {0, 100, 255, 0}, {1, 200, 0, 0}, {0, 125, 191, 0}},
+        {Path::Rgb, "dissolve", 0.5, {9, 9, 9, 0}, {40, 50, 60, 255}, {40, 50, 60, 128}},
+        // 90 * 1 / (9 + 1)
+        {Path::Rgb, "dissolve", 0.25, {0, 0, 0, 255}, {90, 90, 90, 85}, {9, 9, 9, 213}},
+        {Path::Rgb, "fade", 0.5, {200, 9, 9, 0}, {7, 7, 7, 7}, {0, 0, 0, 255}},
+        {Path::Rgb, "fade", 0.25, {200, 101, 50, 255}, {7, 7, 7, 255}, {100, 51, 25, 255}},
+        {Path::Rgb, "fade", 0.25, {200, 100, 50, 0}, {7, 7, 7, 255}, {0, 0, 0, 128}},
+        {Path::Rgb, "cut", 0.3, {1, 2, 3, 4}, {5, 6, 7, 8}, {1, 2, 3, 4}},
     };
-    const Frame a = Flat(200, 100), b = Flat(101, 41);
-    for (const auto &[name, position, luma, chroma] : kCases) {
-        Frame out = Flat(0, 0);
-        Draw(Joint(name), {}, {position, 0}, out, a, b);
-        const Frame expected = Flat(luma, chroma);
-        EXPECT_TRUE(std::ranges::equal(out.Bytes(), expected.Bytes()))
-            << name << position << ": " << int(*out.Row(0, 0)) << ' ' << int(*out.Row(1, 0));
-    }
-}
-
-TEST(Joints, PackedPixelsAreWeightedByAlpha) {
-    using Pixel = std::array<std::uint8_t, 4>;
-    const struct {
-        const char *name;
-        double position;
-        Pixel a, b, expected;
-    } kCases[] = {
-        {"dissolve", 0.5, {0, 100, 255, 255}, {1, 200, 0, 255}, {1, 150, 128, 255}},
-        {"dissolve", 0.25, {0, 100, 255, 0}, {1, 200, 0, 0}, {0, 125, 191, 0}},
-        {"dissolve", 0.5, {9, 9, 9, 0}, {40, 50, 60, 255}, {40, 50, 60, 128}},
-        {"dissolve", 0.25, {0, 0, 0, 255}, {90, 90, 90, 85}, {9, 9, 9, 213}}, // 90 * 1 / (9 + 1)
-        {"fade", 0.5, {200, 9, 9, 0}, {7, 7, 7, 7}, {0, 0, 0, 255}},
-        {"fade", 0.25, {200, 101, 50, 255}, {7, 7, 7, 255}, {100, 51, 25, 255}},
-        {"fade", 0.25, {200, 100, 50, 0}, {7, 7, 7, 255}, {0, 0, 0, 128}},
-        {"cut", 0.3, {1, 2, 3, 4}, {5, 6, 7, 8}, {1, 2, 3, 4}},
-    };
-    for (const auto &[name, position, a, b, expected] : kCases) {
-        Frame in1(Path::Rgb, 1, 1), in2(Path::Rgb, 1, 1), out(Path::Rgb, 1, 1);
-        std::copy(a.begin(), a.end(), in1.Row(0, 0));
-        std::copy(b.begin(), b.end(), in2.Row(0, 0));
-        Draw(Joint(name), {}, {position, 0}, out, in1, in2);
-        Pixel drawn;
-        std::copy_n(out.Row(0, 0), 4, drawn.begin());
-        EXPECT_EQ(drawn, expected) << name << position;
+    for (const auto &[path, name, position, in1, in2, expected] : kCases) {
+        Frame out = Flat(path, {});
+        Draw(Joint(name), {}, {position, 0}, out, Flat(path, in1), Flat(path, in2));
+        EXPECT_TRUE(std::ranges::equal(out.Bytes(), Flat(path, expected).Bytes()))
+            << name << position << testing::PrintToString(expected);
     }
 }
 
 TEST(Joints, AnyIsShuffledRepeatableAndNeverEqualsItsNeighbour) {
     const Transition *first = TestedPlugin().Transitions().data();
     const std::vector candidates = {first, first + 1, first + 2, first + 3};
-    const auto choose = [&](std::vector<const Transition *> row, std::uint64_t seed) {
-        ChooseAny(row, candidates, seed);
-        return row;
-    };
     std::set<std::vector<const Transition *>> orders;
     for (std::uint64_t seed = 0; seed < 200; ++seed) {
         std::vector<const Transition *> asked(41);
         asked[7] = candidates[2];
         asked[9] = candidates[0];
-        const auto row = choose(asked, seed);
-        EXPECT_EQ(row, choose(asked, seed));
+        std::vector<const Transition *> row = asked, again = asked;
+        ChooseAny(row, candidates, seed);
+        ChooseAny(again, candidates, seed);
+        EXPECT_EQ(row, again);
         EXPECT_EQ(row[7], asked[7]);
         EXPECT_EQ(row[9], asked[9]);
         for (std::size_t i = 0; i < row.size(); ++i) {
@@ -102,12 +87,9 @@ TEST(Joints, AnyIsShuffledRepeatableAndNeverEqualsItsNeighbour) {
         orders.insert({row.begin(), row.begin() + 4});
     }
     EXPECT_EQ(orders.size(), 24u) << "every order of four comes";
-    const auto alone = [&] {
-        std::vector<const Transition *> row(3);
-        ChooseAny(row, std::span(candidates).first(1), 1);
-        return row;
-    };
-    EXPECT_EQ(alone(), std::vector(3, candidates[0]));
+    std::vector<const Transition *> alone(3);
+    ChooseAny(alone, std::span(candidates).first(1), 1);
+    EXPECT_EQ(alone, std::vector(3, candidates[0]));
 }
 
 TEST(Joints, NamesFromElsewhereLeadToOneHere) {

@@ -2,12 +2,7 @@
 
 #include "Shell.h"
 
-#include <gtest/gtest.h>
-
 #include <set>
-#include <sstream>
-#include <string>
-#include <vector>
 
 namespace {
 
