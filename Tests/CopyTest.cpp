@@ -131,7 +131,7 @@ struct Copy : testing::Test {
 std::string Make(const std::string &name, const std::string &video, int which = 0,
                  const std::string &filter = "null") {
     const std::size_t point = name.find('.');
-    const std::string clip = Text(name.substr(0, point), '-', which, name.substr(point));
+    std::string clip = Text(name.substr(0, point), '-', which, name.substr(point));
     if (!std::filesystem::exists(clip))
         Must("ffmpeg -v fatal -f lavfi -i testsrc2=s=160x96:r=25 -f lavfi -i "
              "\"aevalsrc='0.8*lt(mod(t+0.8,1),0.04)*sin(2*PI*1000*t)':s=48000\" -t 4 -vf \"hue=h=",

@@ -225,10 +225,10 @@ TEST_F(EditFile, NamesWhatItLeavesOut) {
          {"[0].children[1]: no transition \"Star? Wipe\" is known; a dissolve is drawn"}},
     };
     for (const auto &[tracks, expected] : kCases) {
-        std::vector<std::string> full;
         Read(Timeline(tracks));
-        for (const std::string &text : expected)
-            full.push_back((text[0] == ':' ? "tracks" : "tracks.children") + text);
+        std::vector<std::string> full = expected;
+        for (std::string &text : full)
+            text.insert(0, text[0] == ':' ? "tracks" : "tracks.children");
         EXPECT_EQ(warnings, full);
     }
 }

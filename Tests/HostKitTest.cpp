@@ -527,7 +527,7 @@ TEST(Info, TellsWhichPathsLeavePixels) {
             for (const auto &[width, height] : sizes) {
                 if (!HasPath(t, path))
                     break;
-                const auto flat = [&](int value) {
+                const auto flat = [&, width = width, height = height](int value) {
                     Frame frame(path, width, height, t.info.chroma);
                     std::ranges::fill(frame.Bytes(), std::uint8_t(value));
                     return frame;
