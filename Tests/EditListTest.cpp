@@ -272,6 +272,7 @@ TEST_F(EditFile, RefusesInWordsThatSayWhereAndWhat) {
         {with(url, "http://a/b.mov"), "\"http://a/b.mov\" is no file of this machine"},
         {with(url, "file://host/b.mov"), "is no file of this machine"},
         {with(url, "a%00b"), "is no file's name"},
+        {with(url, ""), "is no file's name"},
         {with(media, nullptr), "has no media; link it to its file"},
         {with(media + "/OTIO_SCHEMA", "ImageSequenceReference.1"),
          "is of \"ImageSequenceReference\"; a file is wanted"},

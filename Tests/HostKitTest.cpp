@@ -17,16 +17,7 @@
 
 namespace {
 
-using hostkit::Chroma;
-using hostkit::Frame;
-using hostkit::Moment;
-using hostkit::Motion;
-using hostkit::Path;
-using hostkit::Transition;
-
-// ---------------------------------------------------------------------------------------------
-// Time
-// ---------------------------------------------------------------------------------------------
+using namespace hostkit;
 
 // Quarters by hand: powers of 1/4, 1/2 and 3/4; the parabola 7.5625 (u - c)^2 + h of each bounce;
 // 2^-2.5, 2^-5 and 2^-7.5 times the sine of 210, 510 and 810 degrees.
@@ -50,13 +41,13 @@ TEST(Easing, RunsThroughItsQuarterPoints) {
         {"elastic", {1 - root / 16, 1 + 1 / 64.0, 1 + root / 256}, false},
         {"bounce", {7.5625 / 16, 7.5625 / 484 + 0.75, 7.5625 * 9 / 1936 + 0.9375}, false, true},
     };
-    ASSERT_EQ(hostkit::Easings().size(), std::size(kCurves));
-    EXPECT_EQ(hostkit::FindEasing("wobbly"), nullptr);
-    const hostkit::Easing *easing = hostkit::Easings().data();
+    ASSERT_EQ(Easings().size(), std::size(kCurves));
+    EXPECT_EQ(FindEasing("wobbly"), nullptr);
+    const Easing *easing = Easings().data();
     for (const auto &[name, at, rises, stays] : kCurves) {
         SCOPED_TRACE(name);
         EXPECT_STREQ(easing->name, name);
-        EXPECT_EQ(hostkit::FindEasing(name), easing);
+        EXPECT_EQ(FindEasing(name), easing);
         double last = 0, highest = 0;
         bool rose = true;
         for (int i = 0; i <= 4096; ++i) {
@@ -78,11 +69,11 @@ TEST(Easing, RunsThroughItsQuarterPoints) {
 
 TEST(Clock, PositionsStayWithinTheTransition) {
     constexpr double infinity = std::numeric_limits<double>::infinity();
-    const hostkit::Easing wild = {"", "", [](double u) { return u < 0.5 ? -3.0 : 4.0; }};
-    const hostkit::Easing square = {"", "", [](double u) { return u * u; }};
-    const hostkit::Easing even = {"", "", [](double) { return 0.5; }};
+    const Easing wild = {"", "", [](double u) { return u < 0.5 ? -3.0 : 4.0; }};
+    const Easing square = {"", "", [](double u) { return u * u; }};
+    const Easing even = {"", "", [](double) { return 0.5; }};
     const struct {
-        const hostkit::Easing *easing;
+        const Easing *easing;
         double at, forwards;
     } kCases[] = {
         {nullptr, 0.25, 0.25}, {nullptr, -1, 0}, {nullptr, infinity, 1}, {nullptr, std::nan(""), 0},
@@ -90,8 +81,8 @@ TEST(Clock, PositionsStayWithinTheTransition) {
         {&even, 1, 1},
     };
     for (const auto &[easing, at, forwards] : kCases) {
-        EXPECT_EQ(hostkit::PluginPosition({easing, false, 0}, {at, 0}), forwards) << at;
-        EXPECT_EQ(hostkit::PluginPosition({easing, true, 0}, {at, 0}), 1 - forwards) << at;
+        EXPECT_EQ(PluginPosition({easing, false, 0}, {at, 0}), forwards) << at;
+        EXPECT_EQ(PluginPosition({easing, true, 0}, {at, 0}), 1 - forwards) << at;
     }
 }
 
@@ -101,14 +92,9 @@ TEST(Seed, IsTheGeneratorsForEachFrameOfAUsersSeed) {
                                           9817491932198370423u, 4593380528125082431u,
                                           16408922859458223821u};
     for (int i = 0; i < 10; ++i)
-        EXPECT_EQ(hostkit::RandomSeed({nullptr, i >= 5, 1234567}, {i / 10.0, i % 5}),
-                  kOutputs[i % 5] >> 32)
+        EXPECT_EQ(RandomSeed({nullptr, i >= 5, 1234567}, {i / 10.0, i % 5}), kOutputs[i % 5] >> 32)
             << i;
 }
-
-// ---------------------------------------------------------------------------------------------
-// Frames
-// ---------------------------------------------------------------------------------------------
 
 /// A frame of noise without what stands around pictures in Padded.
 Frame Noise(Path path, int width, int height, std::uint64_t seed, Chroma chroma = Chroma::Half) {
@@ -231,17 +217,13 @@ TEST(Frame, ChromaIsEnlargedAndHalved) {
     }
 }
 
-// ---------------------------------------------------------------------------------------------
-// One frame drawn
-// ---------------------------------------------------------------------------------------------
-
 /// What a stand-in for a plug-in's functions does, given the frames' first bytes in memory.
 std::function<void(std::uint8_t *, const std::uint8_t *, const std::uint8_t *, const TransParam &)>
     drawing;
 
 Transition StandIn(Chroma chroma = Chroma::Half) {
     Transition transition = {};
-    transition.info = hostkit::InfoFor("Unknown");
+    transition.info = InfoFor("Unknown");
     transition.info.chroma = chroma;
     transition.yuv = [](YUVImage *out, const YUVImage *in1, const YUVImage *in2,
                         const TransParam *param) { drawing(out->pY, in1->pY, in2->pY, *param); };
@@ -268,7 +250,7 @@ TEST(Draw, HandsThePluginOneMoment) {
                 EXPECT_TRUE(IsSame(out, to)) << "what is left alone shows the incoming picture";
                 random = std::rand();
             };
-            const Motion motion = {hostkit::FindEasing("in"), reverse, 5};
+            const Motion motion = {FindEasing("in"), reverse, 5};
             Draw(transition, motion, {0.5, 3}, out, a, b);
             std::srand(RandomSeed(motion, {0.5, 3}));
             EXPECT_EQ(random, std::rand());
@@ -303,7 +285,7 @@ TEST(Draw, AsksForOneFrameAtATimeOfWhatIsShared) {
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
         --inside;
     };
-    using hostkit::Curve;
+    using namespace hostkit;
     for (const auto &[curve, random, expected] : {std::tuple(Curve::Eased, false, 1),
                                                   {Curve::Linear, true, 1},
                                                   {Curve::Linear, false, 2}}) {
@@ -390,10 +372,6 @@ TEST(Draw, RestoresOpacityWhereTheInputsAreOpaque) {
         }
 }
 
-// ---------------------------------------------------------------------------------------------
-// Plug-ins
-// ---------------------------------------------------------------------------------------------
-
 TEST(Plugin, RefusesOtherLibrariesInOneLine) {
     const std::string fake = TP_FAKE_PLUGINS "/libFakePlugin",
                       layout = ": its record of transition 0 is not laid out as this program reads "
@@ -412,7 +390,7 @@ TEST(Plugin, RefusesOtherLibrariesInOneLine) {
     };
     for (const auto &[file, says] : kCases)
         try {
-            const hostkit::Plugin plugin(file);
+            const Plugin plugin(file);
             ADD_FAILURE() << file << " was loaded";
         } catch (const std::runtime_error &error) {
             const std::string text = error.what();
@@ -422,13 +400,13 @@ TEST(Plugin, RefusesOtherLibrariesInOneLine) {
 }
 
 TEST(Plugin, TakesAnyThatHasTheInterface) {
-    const hostkit::Plugin plugin(TP_FAKE_PLUGINS "/libFakePluginGood.so");
+    const Plugin plugin(TP_FAKE_PLUGINS "/libFakePluginGood.so");
     EXPECT_EQ(plugin.Category(), "fake");
     ASSERT_EQ(plugin.Transitions().size(), 3u) << "with the one exported by name";
     const Transition &first = plugin.Transitions()[0], &named = plugin.Transitions()[2];
     EXPECT_TRUE(first.name == "Melt?" && first.guid == "0F" && first.IsRegistered() &&
                 first.index == 0 && !first.yuv && first.rgb);
-    EXPECT_TRUE(first.info.title == "Melt?" && first.info.kind == hostkit::Kind::Other)
+    EXPECT_TRUE(first.info.title == "Melt?" && first.info.kind == Kind::Other)
         << "nothing more is known";
     EXPECT_TRUE(named.name == "TrCirque" && named.info.title == "Rings" && !named.IsRegistered() &&
                 named.yuv && !named.rgb);
@@ -440,13 +418,9 @@ TEST(Plugin, TakesAnyThatHasTheInterface) {
     EXPECT_EQ(plugin.Find("Melt??"), nullptr);
 }
 
-// ---------------------------------------------------------------------------------------------
-// Facts
-// ---------------------------------------------------------------------------------------------
-
 TEST(Info, IsOfExactlyTheTransitionsOfThePlugin) {
     std::vector<std::string> described, offered;
-    for (const hostkit::Info &info : hostkit::Infos())
+    for (const Info &info : Infos())
         described.push_back(info.name);
     for (const Transition &transition : TestedPlugin().Transitions())
         offered.push_back(transition.name);
@@ -462,19 +436,18 @@ Frame Drawn(const Transition &t, Frame out, const Frame &a, const Frame &b, doub
 }
 
 TEST(Info, SaysWhatTheFunctionsDo) {
-    using hostkit::Curve;
+    using namespace hostkit;
     constexpr int kWidth = 320, kHeight = 200;
     for (const Transition &t : TestedPlugin().Transitions()) {
         const auto symbol = [](const std::string &mangled) {
             return TestedPlugin().Symbol(mangled.c_str());
         };
         SCOPED_TRACE(t.name);
-        EXPECT_EQ(symbol(hostkit::MangledYUV(t.info.function)), reinterpret_cast<void *>(t.yuv));
-        EXPECT_EQ(symbol(hostkit::MangledRGB(t.info.PackedFunction())),
-                  reinterpret_cast<void *>(t.rgb));
+        EXPECT_EQ(symbol(MangledYUV(t.info.function)), reinterpret_cast<void *>(t.yuv));
+        EXPECT_EQ(symbol(MangledRGB(t.info.PackedFunction())), reinterpret_cast<void *>(t.rgb));
         EXPECT_EQ(t.info.yuv == Curve::Absent, t.yuv == nullptr);
         EXPECT_EQ(t.info.rgb == Curve::Absent, t.rgb == nullptr);
-        EXPECT_NE(t.info.kind, hostkit::Kind::Other);
+        EXPECT_NE(t.info.kind, Kind::Other);
         EXPECT_TRUE(t.info.motion.size() > 20 && t.info.motion.ends_with('.'));
         EXPECT_TRUE(!t.info.title.empty() && !t.info.ends.empty());
         for (const Path path : {Path::Yuv, Path::Rgb}) {

@@ -11,9 +11,7 @@
 namespace {
 
 namespace fs = std::filesystem;
-using hostkit::Frame;
-using hostkit::Motion;
-using hostkit::Path;
+using namespace hostkit;
 
 constexpr int kWidth = 97, kHeight = 65; // odd, so that chroma is rounded up
 constexpr char kHeader[] = "W97 H65 F25:1 Ip A1:1 C420jpeg";
@@ -44,10 +42,6 @@ Pictures Rendered() {
 std::string Joined(const Pictures &pictures) {
     return std::accumulate(pictures.begin(), pictures.end(), std::string());
 }
-
-// -------------------------------------------------------------------------------------------------
-// Pictures
-// -------------------------------------------------------------------------------------------------
 
 /// A view of a picture, its rows from the top down.
 Frame View(Path path, std::string &picture) {
@@ -97,7 +91,7 @@ TEST_F(Render, PlanarPicturesEqualDirectCalls) {
                     easing, " --seed ", seed, reverse ? " --reverse" : "");
         EXPECT_EQ(run.output,
                   Text("A 12 + B 10 - overlap ", overlap, " = ", 22 - overlap, " frames\n"));
-        const Motion motion = {hostkit::FindEasing(easing), reverse, seed};
+        const Motion motion = {FindEasing(easing), reverse, seed};
         EXPECT_TRUE(Rendered() == Expected(a, b, overlap, name, motion)) << name << overlap;
     }
 }
@@ -207,10 +201,6 @@ TEST_F(Render, ColoursWithoutATagAreThoseOfTheSize) {
             << height;
     }
 }
-
-// -------------------------------------------------------------------------------------------------
-// Files and pipes
-// -------------------------------------------------------------------------------------------------
 
 TEST_F(Render, PipesInBothDirections) {
     const Pictures film = Expected(a, b, 5, "Erase");
@@ -411,10 +401,6 @@ TEST_F(Render, ColourTagsAndRateAreCarriedThrough) {
         EXPECT_GT(Decode("o.mp4").Pixel(2, 2, 24)[0], 200) << "bars beside its wide pixels";
     }
 }
-
-// -------------------------------------------------------------------------------------------------
-// Refusals and stops
-// -------------------------------------------------------------------------------------------------
 
 TEST_F(Render, RefusesInOneLine) {
     const std::string whole = Read("a.y4m");

@@ -11,10 +11,6 @@ namespace {
 namespace fs = std::filesystem;
 using hostkit::Transition;
 
-// -------------------------------------------------------------------------------------------------
-// Sub-commands
-// -------------------------------------------------------------------------------------------------
-
 TEST(Tool, AnswersWithTheRightWordsAndStatus) {
     const Answer kAnswers[] = {
         {"list", "\nPush            yuv rgb  B comes in from the left and pushes A out to", 0},
@@ -103,10 +99,6 @@ TEST(Tool, MarkdownHasARowForEachTransitionAndIsTheReadmesTable) {
         EXPECT_NE(table.find("| `" + transition.name + "` "), std::string::npos) << transition.name;
 }
 
-// -------------------------------------------------------------------------------------------------
-// Sheets
-// -------------------------------------------------------------------------------------------------
-
 struct Sheet : testing::Test {
     /// Red above green, and blue.
     Sheet() {
@@ -130,7 +122,8 @@ TEST_F(Sheet, ShowsPositionsPathsAndMotionUpright) {
         const char *beside = "brg";
     } kCases[] = {{"", {32, 32}}, {"--ease in", {1, 16}}, {"--reverse", {32, 32}, "rbb"}};
     for (const auto &[options, edge, beside] : kCases) {
-        const Film sheet = Draw(Text("a.png b.png -t Push --path both --columns 3 ", options));
+        const Film sheet =
+            Draw(Text("a.png b.png -t Push --path both --columns 3 --across 2 ", options));
         for (const int path : {0, 1}) {
             const int left = sheet.width - kMargin - 204 - (path ? 0 : 204 + 24),
                       top = sheet.height - kMargin - 36;
@@ -204,10 +197,6 @@ TEST_F(Sheet, HasARowForEachTransitionFromTheBuiltInPictures) {
                 << i;
     }
 }
-
-// -------------------------------------------------------------------------------------------------
-// Installation
-// -------------------------------------------------------------------------------------------------
 
 // Moved after it was installed, so that no path of the build can help.
 TEST(Install, WorksWhereverItIsMoved) {
