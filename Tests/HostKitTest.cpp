@@ -285,7 +285,6 @@ TEST(Draw, AsksForOneFrameAtATimeOfWhatIsShared) {
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
         --inside;
     };
-    using namespace hostkit;
     for (const auto &[curve, random, expected] : {std::tuple(Curve::Eased, false, 1),
                                                   {Curve::Linear, true, 1},
                                                   {Curve::Linear, false, 2}}) {
@@ -436,7 +435,6 @@ Frame Drawn(const Transition &t, Frame out, const Frame &a, const Frame &b, doub
 }
 
 TEST(Info, SaysWhatTheFunctionsDo) {
-    using namespace hostkit;
     constexpr int kWidth = 320, kHeight = 200;
     for (const Transition &t : TestedPlugin().Transitions()) {
         const auto symbol = [](const std::string &mangled) {
