@@ -86,7 +86,7 @@ TEST(Clock, PositionsStayWithinTheTransition) {
     }
 }
 
-// The upper halves of what SplitMix64's author gives for this state.
+// The upper halves of SplitMix64's well-known outputs from this state.
 TEST(Seed, IsTheGeneratorsForEachFrameOfAUsersSeed) {
     constexpr std::uint64_t kOutputs[] = {6457827717110365317u, 3203168211198807973u,
                                           9817491932198370423u, 4593380528125082431u,
