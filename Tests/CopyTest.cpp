@@ -61,12 +61,12 @@ Cuts Regular(int frames, int interval) {
     return CutsOf(packets);
 }
 
-/// "A0-90 -100": copied from clip A up to frame 90, encoded up to 100.
+/// "A!0-90 90-100": spliced in from clip A up to frame 90, encoded up to 100.
 std::string Words(const std::vector<Piece> &pieces) {
     std::string text;
     for (const Piece &piece : pieces)
         text += Text(text.empty() ? "" : " ", piece.clip < 0 ? "" : Text(char('A' + piece.clip)),
-                     piece.frames.begin, '-', piece.frames.end);
+                     piece.isSplice ? "!" : "", piece.frames.begin, '-', piece.frames.end);
     return text;
 }
 
@@ -77,12 +77,12 @@ TEST(CopyPlan, EveryFrameIsInOnePiece) {
         std::int64_t length;
         const char *pieces;
     } kCases[] = {
-        {{{&even, {0, 90}, 0}, {&even, {10, 100}, 90}}, 190, "A0-90 90-110 B110-190"},
-        {{{&even, {5, 90}, -5}, {&even, {10, 100}, 85}}, 185, "0-15 A15-85 85-105 B105-185"},
-        {{{&even, {0, 100}, 0}, {&even, {0, 100}, 100}}, 200, "A0-100 B100-200"}, // a cut
-        {{{&even, {0, 90}, 0}, {}}, 190, "A0-90 90-190"},
-        {{{&rare, {0, 990}, 0}}, 1865, "A0-990 990-1240 1240-1490 1490-1740 1740-1865"},
-        {{{&often, {0, 990}, 0}}, 1000, "A0-300 A300-600 A600-900 A900-990 990-1000"},
+        {{{&even, {0, 90}, 0}, {&even, {10, 100}, 90}}, 190, "A!0-90 90-110 B!110-190"},
+        {{{&even, {5, 90}, -5}, {&even, {10, 100}, 85}}, 185, "0-15 A!15-85 85-105 B!105-185"},
+        {{{&even, {0, 100}, 0}, {&even, {0, 100}, 100}}, 200, "A!0-100 B!100-200"}, // a cut
+        {{{&even, {0, 90}, 0}, {}}, 190, "A!0-90 90-190"},
+        {{{&rare, {0, 990}, 0}}, 1865, "A!0-990 990-1240 1240-1490 1490-1740 1740-1865"},
+        {{{&often, {0, 990}, 0}}, 1000, "A!0-300 A300-600 A600-900 A900-990 990-1000"},
         {{{&even, {81, 90}, -81}}, 19, "0-19"}, // no key frame in it
     };
     for (const auto &[sources, length, pieces] : kCases)

@@ -417,15 +417,6 @@ TEST(Plugin, TakesAnyThatHasTheInterface) {
     EXPECT_EQ(plugin.Find("Melt??"), nullptr);
 }
 
-TEST(Info, IsOfExactlyTheTransitionsOfThePlugin) {
-    std::vector<std::string> described, offered;
-    for (const Info &info : Infos())
-        described.push_back(info.name);
-    for (const Transition &transition : TestedPlugin().Transitions())
-        offered.push_back(transition.name);
-    EXPECT_EQ(described, offered);
-}
-
 /// What the transition's function makes of a frame that may hold something.
 Frame Drawn(const Transition &t, Frame out, const Frame &a, const Frame &b, double position,
             unsigned seed = 1) {
@@ -436,7 +427,10 @@ Frame Drawn(const Transition &t, Frame out, const Frame &a, const Frame &b, doub
 
 TEST(Info, SaysWhatTheFunctionsDo) {
     constexpr int kWidth = 320, kHeight = 200;
+    ASSERT_EQ(Infos().size(), TestedPlugin().Transitions().size());
+    const Info *info = Infos().data();
     for (const Transition &t : TestedPlugin().Transitions()) {
+        EXPECT_EQ((info++)->name, t.name);
         const auto symbol = [](const std::string &mangled) {
             return TestedPlugin().Symbol(mangled.c_str());
         };
