@@ -2,6 +2,7 @@
 
 #include "Shell.h"
 
+#include <regex>
 #include <set>
 
 namespace {
@@ -119,26 +120,10 @@ TEST(Completion, OffersInZshWhatCanStandThere) {
         "sheet --ease bounce\nrender -t any\nrender --path=rgb\nrender --frames 1 --reverse\n");
 }
 
-/// The lines of the help that show options or sub-commands, by their first word.
-std::vector<std::string> FirstWords(const std::string &help, const std::string &start) {
-    std::istringstream lines(help);
-    std::vector<std::string> words;
-    for (std::string line; std::getline(lines, line);)
-        if (line.starts_with(start) && line[2] != ' ')
-            words.push_back(line.substr(2, line.find_first_of(" ,", 2) - 2));
-    return words;
-}
-
-/// All long options that a text mentions.
-std::set<std::string> LongOptions(const std::string &text) {
-    std::set<std::string> options;
-    for (std::size_t at = 0; (at = text.find("--", at)) != std::string::npos;) {
-        const std::size_t end = text.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789-", at);
-        options.insert(text.substr(at, end - at));
-        at = end;
-    }
-    options.erase("--");
-    return options;
+/// What matches a pattern's group in a text.
+std::set<std::string> Found(const std::string &text, const std::string &pattern) {
+    const std::regex regex(pattern);
+    return {std::sregex_token_iterator(text.begin(), text.end(), regex, 1), {}};
 }
 
 // A new command is in the manual and completed before anybody thinks of it.
@@ -154,18 +139,19 @@ TEST(Completion, AndManualKnowEveryCommandAndOption) {
         manual.erase(at, 3);  // a change of font
     std::erase(manual, '\\'); // a hyphen is written \- there
     std::string help = Output(TP_PROGRAM " --help");
-    const auto commands = FirstWords(help.substr(help.find("Subcommands:")), "  ");
+    const auto commands = Found(help.substr(help.find("Subcommands:")), "\n  ([^ ,]+)");
     ASSERT_GE(commands.size(), 6u);
     for (const std::string &command : commands) {
         EXPECT_NE(manual.find(".SS " + command), std::string::npos) << command;
         EXPECT_NE(bare.find(".SS " + command + "\n"), std::string::npos) << command;
         const std::string own = Output(TP_PROGRAM " ", command, " --help");
         const std::string offered = Offered(command + " -");
-        for (const std::string &option : FirstWords(own, "  -"))
+        for (const std::string &option : Found(own, "\n  (-[^ ,]*)"))
             EXPECT_NE((" " + offered).find(" " + option), std::string::npos) << command << option;
         help += own;
     }
-    EXPECT_EQ(LongOptions(manual), LongOptions(help));
+    const std::string option = "(--[a-z0-9][a-z0-9-]*)";
+    EXPECT_EQ(Found(manual, option), Found(help, option));
 }
 
 } // namespace

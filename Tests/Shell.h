@@ -50,19 +50,18 @@ inline Outcome Shell(const std::string &command) {
     return outcome;
 }
 
-/// Runs a command that succeeds and says nothing.
-template<class... Part>
-void Must(const Part &...parts) {
-    const Outcome run = Shell(Text(parts...));
-    EXPECT_TRUE(run.status == 0 && run.output.empty()) << Text(parts...) << '\n' << run.output;
-}
-
 /// What a command that succeeds says.
 template<class... Part>
 std::string Output(const Part &...parts) {
     const Outcome run = Shell(Text(parts...));
     EXPECT_EQ(run.status, 0) << Text(parts...) << '\n' << run.output;
     return run.output;
+}
+
+/// Runs a command that succeeds and says nothing.
+template<class... Part>
+void Must(const Part &...parts) {
+    EXPECT_EQ(Output(parts...), "") << Text(parts...);
 }
 
 #ifdef TP_PROGRAM
@@ -134,17 +133,12 @@ inline Film Decode(const std::string &file, const std::string &options = "") {
                                        "-c:v pam -f image2pipe -"))
                                 .output;
     Film film;
-    for (std::size_t at = 0; at < pam.size();) {
-        int start = 0;
-        if (std::sscanf(
-                pam.c_str() + at,
-                "P7\nWIDTH %d\nHEIGHT %d\nDEPTH 4\nMAXVAL 255\nTUPLTYPE RGB_ALPHA\nENDHDR%n",
-                &film.width, &film.height, &start) != 2 ||
-            !start)
-            break;
-        const std::size_t size = std::size_t(film.width) * film.height * 4;
-        film.frames.push_back(pam.substr(at + start + 1, size));
-        at += start + 1 + size;
+    for (std::size_t at = 0; std::sscanf(pam.c_str() + at, "P7\nWIDTH %d\nHEIGHT %d", &film.width,
+                                         &film.height) == 2;) {
+        constexpr std::string_view kEnd = "ENDHDR\n";
+        at = pam.find(kEnd, at) + kEnd.size();
+        film.frames.push_back(pam.substr(at, std::size_t(film.width) * film.height * 4));
+        at += film.frames.back().size();
     }
     return film;
 }
