@@ -6,12 +6,12 @@
 #include "Support.h"
 
 #include <gst/app/app.h>
-#include <gst/check/gstharness.h>
 #include <gst/controller/controller.h>
 #include <gst/video/video.h>
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <thread>
 
 namespace {
 
@@ -131,6 +131,8 @@ void ExpectSample(GstSample *sample, const Frame &expected, int number) {
     EXPECT_TRUE(std::ranges::equal(shown.Bytes(), expected.Bytes())) << "frame " << number;
     gst_sample_unref(sample);
 }
+
+constexpr char kTestSources[] = "videotestsrc ! mix.sink_0 videotestsrc pattern=ball ! mix.sink_1";
 
 /// Two streams through the element: the tests' own frames, or those of other sources.
 struct Mix {
@@ -291,14 +293,14 @@ TEST(GStreamer, BringsDifferentInputsTogether) {
 TEST(GStreamer, DrawsTheSameAfterASeek) {
     const Mix mix("transition=wind position=0.5 ! video/x-raw,format=I420,width=64,height=48,"
                   "framerate=30000/1001",
-                  "videotestsrc ! mix.sink_0 videotestsrc pattern=ball ! mix.sink_1");
+                  kTestSources);
     mix.Play();
     const auto pull = [&] {
         GstSample *const sample = mix.Pull();
         GstBuffer *const buffer = gst_sample_get_buffer(sample);
         std::string bytes(gst_buffer_get_size(buffer), '\0');
         gst_buffer_extract(buffer, 0, bytes.data(), bytes.size());
-        const std::pair result(GST_BUFFER_PTS(buffer), bytes);
+        std::pair result(GST_BUFFER_PTS(buffer), bytes);
         gst_sample_unref(sample);
         return result;
     };
@@ -313,40 +315,21 @@ TEST(GStreamer, DrawsTheSameAfterASeek) {
     }
 }
 
-/// Frames that come behind a change of state have no segment, which the aggregator does not bear:
-/// states change by themselves.
-TEST(GStreamer, BearsChangesFromEveryThread) {
-    Start();
-    const Form form = {"I420", 64, 48};
-    GstHarness *const a = gst_harness_new_with_padnames("tp_transition", "sink_0", "src");
-    GstHarness *const b = gst_harness_new_with_element(a->element, "sink_1", nullptr);
-    gst_util_set_object_arg(G_OBJECT(a->element), "transition", "push");
-    g_object_set(a->element, "position", 0.5, nullptr);
-    for (GstHarness *input : {a, b}) {
-        gst_harness_set_live(input, FALSE);
-        gst_harness_set_src_caps_str(input, form.Caps().c_str());
+TEST(GStreamer, BearsChangesWhileItPlays) {
+    const Mix mix("transition=push position=0.5", kTestSources);
+    mix.Play();
+    const std::jthread changes([element = mix.Get("mix")] {
+        for (int i = 0; i < 500; ++i) {
+            g_object_set(element.get(), "reverse", i % 2, "position", i / 500.0, "easing", i % 3,
+                         "seed", guint64(i), nullptr);
+            gst_util_set_object_arg(G_OBJECT(element.get()), "transition", i % 2 ? "wind" : "turn");
+        }
+    });
+    for (int i = 0; i < 100; ++i) {
+        GstSample *const sample = mix.Pull();
+        ASSERT_NE(sample, nullptr);
+        gst_sample_unref(sample);
     }
-    GstSegment segment;
-    gst_segment_init(&segment, GST_FORMAT_TIME);
-    GstCaps *const caps = gst_caps_from_string(form.Caps().c_str());
-    GstBuffer *const buffer = BufferOf(form, 'a', 0);
-    GValue reverse = G_VALUE_INIT;
-    g_value_init(&reverse, G_TYPE_BOOLEAN);
-    const auto run = [&](std::initializer_list<GstHarnessThread *> threads) {
-        g_usleep(G_USEC_PER_SEC / 2);
-        gst_element_set_state(a->element, GST_STATE_NULL); // nobody waits for frames
-        for (GstHarnessThread *thread : threads)
-            EXPECT_GT(gst_harness_stress_thread_stop(thread), 0u);
-    };
-    run({gst_harness_stress_push_buffer_start(a, caps, &segment, buffer),
-         gst_harness_stress_push_buffer_start(b, caps, &segment, buffer),
-         gst_harness_stress_property_start(a, "reverse", &reverse)});
-    run({gst_harness_stress_property_start(a, "reverse", &reverse),
-         gst_harness_stress_statechange_start(a)});
-    gst_buffer_unref(buffer);
-    gst_caps_unref(caps);
-    gst_harness_teardown(b);
-    gst_harness_teardown(a);
 }
 
 TEST(GStreamer, HasTheInputsThatItNames) {
