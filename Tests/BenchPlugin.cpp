@@ -6,16 +6,14 @@
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
-#include <cwchar>
+#include <iterator>
 #include <thread>
 
 namespace {
 
 bool HasBaselineKernels() {
-    static const bool has = [] {
-        const char *isa = std::getenv("TP_ERASE_ISA");
-        return isa && !std::strcmp(isa, "baseline");
-    }();
+    static const char *const isa = std::getenv("TP_ERASE_ISA");
+    static const bool has = isa && !std::strcmp(isa, "baseline");
     return has;
 }
 
@@ -52,27 +50,20 @@ void Crash(YUVImage *, const YUVImage *, const YUVImage *, const TransParam *) {
     std::abort();
 }
 
-TransInfo Row(const wchar_t *name, TransFuncYUV function) {
-    TransInfo row = {};
-    row.nType = 2;
-    std::wcscpy(row.szName, name);
-    row.pfnTransYUV = function;
-    return row;
-}
+TransInfo rows[] = {{2, L"Copy", Copy, nullptr, L"", {}},
+                    {2, L"Random", Random, nullptr, L"", {}},
+                    {2, L"SlowBaseline", SlowBaseline, nullptr, L"", {}},
+                    {2, L"WrongLate", WrongLate, nullptr, L"", {}},
+                    {2, L"Crash", Crash, nullptr, L"", {}}};
 
 } // namespace
 
 const char *GetTransType() {
     return "bench type";
 }
-
 std::int32_t GetTransCount() {
-    return 5;
+    return std::size(rows);
 }
-
 const TransInfo *GetTransInfo(std::int32_t index) {
-    static const TransInfo rows[] = {Row(L"Copy", Copy), Row(L"Random", Random),
-                                     Row(L"SlowBaseline", SlowBaseline),
-                                     Row(L"WrongLate", WrongLate), Row(L"Crash", Crash)};
-    return index >= 0 && index < GetTransCount() ? &rows[index] : nullptr;
+    return index < GetTransCount() ? &rows[index] : nullptr;
 }
