@@ -14,8 +14,7 @@ namespace {
 
 /// What hosts have stored by index, name or GUID stays; new records follow.
 constexpr struct {
-    const char *name;
-    const char *guid;
+    const char *name, *guid;
 } kKnown[] = {
     {"Erase", "667A322D-7351-44fd-AACC-17B0F766DA5F"},
     {"Erase_slide", "4CA4EF88-5997-41a6-AAE6-0C2226D5A96E"},
@@ -35,17 +34,12 @@ constexpr struct {
     {"CrossZoom", "A679E80D-8647-4028-A366-6BFFEE34715A"},
 };
 
-template<class Function>
-Function Symbol(const char *name) {
-    return reinterpret_cast<Function>(TestedPlugin().Symbol(name));
-}
-
 TEST(Registry, HoldsItsRecordsZeroFilled) {
-    const auto *table = Symbol<const TransInfo *>("g_arTransInfo");
-    const auto count = Symbol<decltype(&GetTransCount)>("GetTransCount");
-    const auto info = Symbol<decltype(&GetTransInfo)>("GetTransInfo");
-    ASSERT_TRUE(table && info && count);
-    ASSERT_GE(count(), int(std::size(kKnown)));
+    const auto symbol = [](const char *name) { return TestedPlugin().Symbol(name); };
+    const auto *table = static_cast<const TransInfo *>(symbol("g_arTransInfo"));
+    const auto count = reinterpret_cast<decltype(&GetTransCount)>(symbol("GetTransCount"));
+    const auto info = reinterpret_cast<decltype(&GetTransInfo)>(symbol("GetTransInfo"));
+    ASSERT_TRUE(table && info && count && count() >= int(std::size(kKnown)));
     std::set<std::string> guids;
     for (int i = 0; i < count(); ++i) {
         const hostkit::Transition &transition = TestedPlugin().Transitions()[i];
@@ -69,13 +63,7 @@ TEST(Registry, HoldsItsRecordsZeroFilled) {
     }
     for (const int index : {count(), count() + 1, -1, INT32_MIN, INT32_MAX})
         EXPECT_EQ(info(index), nullptr) << index;
-}
-
-TEST(Registry, NamesItsCategory) {
-    const auto type = Symbol<decltype(&GetTransType)>("GetTransType");
-    ASSERT_TRUE(type);
-    EXPECT_STREQ(type(), "erase type");
-    EXPECT_EQ(type(), type());
+    EXPECT_EQ(TestedPlugin().Category(), "erase type");
 }
 
 } // namespace

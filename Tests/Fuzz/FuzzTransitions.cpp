@@ -45,12 +45,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *bytes, std::size_t cou
     // Half of the positions lie within the transition, where the pictures are.
     const double current =
         flags & 2 ? total * (reader.Take<std::uint16_t>() / 65535.0) : reader.Take<double>();
-    const TransParam param = MakeParam(total, current);
-    std::srand(flags);
-    const bool atStart = (flags & 4) != 0;
+    TransFunc function = transition.yuv;
     if (flags & 1 && transition.rgb)
-        PackedCall(geometry.width, geometry.height, 1, atStart).Draw(transition.rgb, param);
-    else if (transition.yuv)
-        PlanarCall(geometry, 1, atStart).Draw(transition.yuv, param);
+        function = transition.rgb;
+    std::srand(flags);
+    FrameCall(function, geometry, 1, (flags & 4) != 0).Draw(MakeParam(total, current));
     return 0;
 }
