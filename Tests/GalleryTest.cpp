@@ -22,13 +22,6 @@ constexpr int kWidth = 96, kHeight = 64;
 const std::string kBackspace = "\uE003", kControl = "\uE009", kEscape = "\uE00C", kEnd = "\uE010",
                   kRight = "\uE014";
 
-/// What a page carries.
-json DataOf(const std::string &page) {
-    const std::string start = R"(<script type="application/json" id="data">)";
-    const std::size_t begin = page.find(start) + start.size();
-    return json::parse(page.substr(begin, page.find("</script>", begin) - begin));
-}
-
 TEST(Gallery, AnswersWithTheRightWordsAndStatus) {
     const std::vector<Answer> answers = {
         {"-o page.pdf", "page.pdf: a gallery is written as .html\n"},
@@ -54,7 +47,9 @@ TEST(Gallery, IsOneFileOfAllTransitions) {
     Output(command, "g.html");
     const std::string page = Read("g.html");
     EXPECT_EQ(page.find("://"), std::string::npos);
-    const json data = DataOf(page);
+    const std::string start = R"(<script type="application/json" id="data">)";
+    const std::size_t begin = page.find(start) + start.size();
+    const json data = json::parse(page.substr(begin, page.find("</script>", begin) - begin));
     ASSERT_EQ(data["transitions"].size(), TestedPlugin().Transitions().size());
     for (std::size_t i = 0; i < data["transitions"].size(); ++i) {
         const hostkit::Transition &transition = TestedPlugin().Transitions()[i];
@@ -101,10 +96,6 @@ TEST(Gallery, GivesUpQualityForItsLimit) {
     EXPECT_TRUE(said.ends_with(", more than 0.1 MB: fewer --steps or a smaller --cell take less\n"))
         << said;
 }
-
-// ---------------------------------------------------------------------------------------------
-// In the browser
-// ---------------------------------------------------------------------------------------------
 
 const std::string kClips[2] = {"a's <!--<script>.ppm", "b & \\.ppm"};
 constexpr int kSteps = 6;
@@ -337,10 +328,6 @@ TEST_F(GalleryPage, KeepsStillForThoseWhoAskForIt) {
     browser.Press({" "}); // on the button that plays
     EXPECT_EQ(browser.Run("return large.since !== null"), true);
 }
-
-// ---------------------------------------------------------------------------------------------
-// Moving sheets and previews
-// ---------------------------------------------------------------------------------------------
 
 TEST(MovingSheet, RunsFromAToBAndRestsAtTheEnds) {
     const WorkingFolder folder;

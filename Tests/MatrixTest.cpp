@@ -25,10 +25,6 @@ const std::array<Colour, 4> kCorners = {
     {{200, 30, 30, 255}, {30, 180, 40, 255}, {30, 40, 200, 255}, {220, 210, 20, 255}}};
 constexpr Alphas kOpaque = {255, 255, 255, 255}, kClear = {0, 90, 180, 255};
 
-// ---------------------------------------------------------------------------------------------
-// Pictures
-// ---------------------------------------------------------------------------------------------
-
 /// Rows 24 to 39 hold twelve cells: white, ten bits from the highest on, black.
 constexpr int kCells = 12;
 
@@ -93,10 +89,6 @@ void ExpectCorners(const Film &film, std::size_t frame, int tolerance,
                    expected, tolerance, Text("frame ", frame, ", corner ", corner));
     }
 }
-
-// ---------------------------------------------------------------------------------------------
-// Clips
-// ---------------------------------------------------------------------------------------------
 
 /// How a clip comes about.
 struct Making {
@@ -441,13 +433,13 @@ double Signal(bool isPq, double nits) {
 
 // Bars of white light: none is lost in another, not even the brightest.
 TEST_F(Matrix, HdrIsNeverMislabelled) {
-    constexpr double nits[] = {0, 1, 10, 50, 200, 500, 1000};
-    constexpr int kBars = std::size(nits), kPage = 4;
+    constexpr double nits[] = {0, 1, 10, 50, 200, 500, 1000, 1000};
+    constexpr int kPage = 4;
     for (const bool isPq : {true, false}) {
         std::string bars = "0";
-        for (int i = 0; i < kBars; ++i)
-            bars += Text("+between(X,", i * 96.0 / kBars, ",", (i + 1) * 96.0 / kBars - 0.01, ")*",
-                         std::lround(64 + 876 * Signal(isPq, nits[i])));
+        for (int i = 0; i < 8; ++i)
+            bars +=
+                Text("+eq(floor(X/12),", i, ")*", std::lround(64 + 876 * Signal(isPq, nits[i])));
         Must("ffmpeg -v error -y -f lavfi -i \"color=black:s=96x64:r=25:d=0.8,format=yuv420p10le,"
              "geq=lum='",
              bars,
@@ -459,29 +451,25 @@ TEST_F(Matrix, HdrIsNeverMislabelled) {
             EXPECT_NE(Output(TP_PROGRAM " render -t Push -d 5f ", clips, " -o o.mkv --codec ffv1")
                           .find("tone"),
                       std::string::npos);
-            const Film film = Decode("o.mkv");
-            ASSERT_EQ(film.frames.size(), 35u);
             const std::string tags = Probe("o.mkv", "color_transfer,color_primaries");
             for (const char *hdr : {"bt2020", "2084", "b67"})
                 EXPECT_EQ(tags.find(hdr), std::string::npos) << tags;
+            const Film film = Decode("o.mkv");
+            ASSERT_EQ(film.frames.size(), 35u);
             const bool isFirst = *clips == 'h';
-            int last = -1;
-            for (int i = 0; i < kBars; ++i) {
-                const Colour shown = At(film, isFirst ? 0 : 34, (i + 0.5) / kBars, 0.5);
-                ExpectNear(shown, {shown[1], shown[1], shown[1], 255}, 3, Text(nits[i], " nits"));
-                EXPECT_GT(shown[1], last) << nits[i];
-                EXPECT_TRUE(i != 0 || shown[1] <= 3) << "black";
-                EXPECT_TRUE(i != kPage || shown[1] >= 140) << "the white of a page";
-                last = shown[1];
-            }
             EXPECT_EQ(Number(film, isFirst ? 34 : 0), kSecond + (isFirst ? 19 : 0));
+            std::vector<int> levels;
+            for (int i = 0; i < 7; ++i) {
+                const Colour shown = At(film, isFirst ? 0 : 34, (i + 0.5) / 8, 0.5);
+                ExpectNear(shown, {shown[1], shown[1], shown[1], 255}, 3, Text(nits[i], " nits"));
+                EXPECT_TRUE(i == 0 || shown[1] > levels.back()) << nits[i];
+                levels.push_back(shown[1]);
+            }
+            EXPECT_LE(levels[0], 3) << "black";
+            EXPECT_GE(levels[kPage], 140) << "the white of a page";
         }
     }
 }
-
-// ---------------------------------------------------------------------------------------------
-// Results
-// ---------------------------------------------------------------------------------------------
 
 TEST_F(Matrix, EveryContainerGetsPicturesAndSound) {
     Make("c.mkv", {.video = "-c:v ffv1", .audio = "-ac 2 -c:a pcm_s16le"});

@@ -92,10 +92,6 @@ class Mlt : public testing::Test {
     const WorkingFolder folder;
 };
 
-// ---------------------------------------------------------------------------------------------
-// Direct calls
-// ---------------------------------------------------------------------------------------------
-
 /// A mix, and a part of its pictures that one call draws: of the even rows or of the odd ones, and
 /// where colours are moved one by one, of one of them.
 struct Part {
@@ -233,10 +229,6 @@ TEST_F(Mlt, DrawsWhatDirectCallsDraw) {
     }
 }
 
-// ---------------------------------------------------------------------------------------------
-// Projects
-// ---------------------------------------------------------------------------------------------
-
 const Form kSmall = {"rgba", 64, 48};
 
 std::string Property(const std::string &name, const std::string &value) {
@@ -366,10 +358,6 @@ TEST_F(Mlt, AnswersQueries) {
               "\"reverse\">0 \"backwards\">0 \"ease\">linear \"path\">auto \"seed\">0 ");
 }
 
-// ---------------------------------------------------------------------------------------------
-// Still pictures
-// ---------------------------------------------------------------------------------------------
-
 /// Writes a.mkv and b.mkv, each of a still picture that FFmpeg makes by a filter graph.
 void MakeStills(const std::array<std::string, 2> &graphs) {
     for (int clip = 0; clip < 2; ++clip)
@@ -477,10 +465,6 @@ TEST_F(Mlt, DrawsClipsThatNeedBarsWhateverTheEngineWants) {
     for (const int row : {5, 17, 78, 90})
         EXPECT_EQ(all[2 * form.FrameSize() + row * 128 + 64], 16) << row;
 }
-
-// ---------------------------------------------------------------------------------------------
-// Kdenlive
-// ---------------------------------------------------------------------------------------------
 
 /// Checks one file and returns the properties of a service whose every parameter is set.
 std::string CheckKdenliveFile(const Transition &transition, const std::string &service) {

@@ -59,10 +59,6 @@ TEST(Packages, HoldTheirPartAndWorkTogether) {
               "");
 }
 
-// ---------------------------------------------------------------------------------------------
-// Completion
-// ---------------------------------------------------------------------------------------------
-
 /// What bash offers behind these words, the last of which is being typed.
 std::string Offered(const std::string &words) {
     return Output("cd " TP_TEST_SOURCE " && bash -c 'source " TP_BUILD
