@@ -384,6 +384,10 @@ TEST_F(Preview, ShowsWhatRenderMakesAroundEachJoint) {
     EXPECT_EQ(FramesOf(Read("wide.y4m")).size(), 40u + 50 + 40 - 20) << "no more than there is";
     Must(TP_PROGRAM " preview -q -t cut -t Push --around 5f -d 10f 0.y4m 1.y4m 2.y4m -o cut.y4m");
     EXPECT_EQ(FramesOf(Read("cut.y4m")).size(), 5u + 5 + 5 + 10 + 5);
+    Must("ffmpeg -v error -i 2.y4m -frames:v 1 still.png && " TP_PROGRAM
+         " preview -q -t Push -d 10f "
+         "--around 5f --still 40f 0.y4m still.png 1.y4m -o still.y4m");
+    EXPECT_EQ(FramesOf(Read("still.y4m")).size(), 15u + 15 - 10 + 15 + 15 - 10);
     EXPECT_EQ(Program("preview - 0.y4m -t Push -o p.mkv < 1.y4m").output,
               "transitions: standard input: a preview needs clips whose end is known\n");
     // Wide pixels are made square, and large pictures small.
