@@ -236,6 +236,8 @@ TEST_F(Copy, FiveClipsStayInSyncAndPartsJoinToTheWhole) {
     const std::string a = Make("bf2.mp4", kX264 + "-bf 2"), b = Make("bf2.mp4", kX264 + "-bf 2", 1),
                       clips = Text(a, " file://$PWD/", b, ' ', a, "#t=0.4 ", b, ' ', a);
     constexpr std::size_t kLength = 5 * kFrames - 4 * kOverlap - 10;
+    const std::vector<double> times = {0.2, 1.2,  2.2,  3.2,  3.8,  4.8,  5.8,  6.8,  8,   9,
+                                       10,  10.6, 11.6, 12.6, 13.6, 14.2, 15.2, 16.2, 17.2};
     const struct {
         std::string kind, options;
         std::vector<int> divisions;
@@ -253,8 +255,7 @@ TEST_F(Copy, FiveClipsStayInSyncAndPartsJoinToTheWhole) {
         ASSERT_EQ(run.status, 0);
         EXPECT_EQ(run.output.find("Copies ") != std::string::npos, options.empty()) << run.output;
         const auto hashes = Hashes(whole, kLength);
-        ExpectSync(whole, {0.2, 1.2, 2.2, 3.2, 3.8, 4.8, 5.8, 6.8, 8, 9, 10, 10.6, 11.6, 12.6, 13.6,
-                           14.2, 15.2, 16.2, 17.2});
+        ExpectSync(whole, times);
         for (const int parts : divisions) {
             std::string names;
             for (int k = 1; k <= parts; ++k) {
@@ -264,6 +265,7 @@ TEST_F(Copy, FiveClipsStayInSyncAndPartsJoinToTheWhole) {
             }
             Must(TP_PROGRAM " join -q ", names, " -o ", joined);
             EXPECT_EQ(Hashes(joined, kLength), hashes) << parts;
+            ExpectSync(joined, times);
             EXPECT_EQ(Probe(joined, "nb_read_packets", "a:0 -count_packets"),
                       Probe(whole, "nb_read_packets", "a:0 -count_packets"));
         }
