@@ -130,6 +130,7 @@ TEST(Completion, AndManualKnowEveryCommandAndOption) {
     EXPECT_TRUE(bare.starts_with(Output(TP_PROGRAM " --version")));
     EXPECT_EQ(bare.find(".SS list"), bare.rfind(".SS list"));
     EXPECT_NE(bare.find("\\fB\\-\\-json\\fR"), std::string::npos) << "hyphens that can be copied";
+    EXPECT_NE(bare.find("\nDefault: "), std::string::npos);
     std::string manual = Output(TP_PROGRAM " manual " TP_TEST_SOURCE "/../Docs/transitions.1.in");
     for (std::size_t at; (at = manual.find("\\f")) != std::string::npos;)
         manual.erase(at, 3);  // a change of font
