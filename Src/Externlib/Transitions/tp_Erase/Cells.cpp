@@ -109,6 +109,8 @@ void AddRectangle(Patches &patches, const Canvas &canvas, const Cell &cell, Span
 /// Adds what a cell leaves on a canvas. On chroma, that is every other column and row of the cell,
 /// counted from its corner, as far as it leaves them on the first canvas, luma.
 void AddCell(Patches &patches, const Canvas &first, const Canvas &canvas, const Cell &cell) {
+    if (cell.y * first.plane.pitch >= first.limit)
+        return; // wholly behind the end
     const Plane &plane = canvas.plane;
     const Span visible = Visible(cell.x, cell.columns, canvas.bound);
     const Span visibleRows = Visible(cell.y, cell.rows, first.plane.rows);
