@@ -82,15 +82,10 @@ void ShowShape(const Frames &frames, const Shape &shape, Input inside) {
 /// Which columns of a row show the second input: 255 where they do, else 0. The first one at first.
 struct Masks {
     int width;
-    std::vector<std::uint8_t> bytes;
-    std::span<std::uint8_t> luma;
-    std::span<std::uint8_t> chroma; ///< of the even columns
+    std::vector<std::uint8_t> bytes; ///< of all columns, then for chroma of the even ones
     decltype(CopyKernels::select) select = CopyRows().select;
 
-    explicit Masks(int w)
-        : width(w), bytes(static_cast<std::size_t>(w + HalfUp(w))),
-          luma(std::span(bytes).first(static_cast<std::size_t>(w))),
-          chroma(std::span(bytes).subspan(luma.size())) {}
+    explicit Masks(int w) : width(w), bytes(static_cast<std::size_t>(w + HalfUp(w))) {}
 
     void Fill(Span span, Input input) {
         span = span.Within({0, width});
@@ -98,22 +93,22 @@ struct Masks {
             return;
         const std::uint8_t value = input == Input::Two ? 255 : 0;
         const int begin = HalfUp(span.begin), end = HalfUp(span.end);
-        FillBytes(luma.data() + span.begin, value, span.Size());
-        FillBytes(chroma.data() + begin, value, end - begin);
+        FillBytes(bytes.data() + span.begin, value, span.Size());
+        FillBytes(bytes.data() + width + begin, value, end - begin);
     }
     void Turn(int x) {
         if (x < 0 || x >= width)
             return;
-        luma[static_cast<std::size_t>(x)] ^= 255;
+        bytes[static_cast<std::size_t>(x)] ^= 255;
         if (!(x & 1))
-            chroma[static_cast<std::size_t>(x / 2)] ^= 255;
+            bytes[static_cast<std::size_t>(width + x / 2)] ^= 255;
     }
     /// Draws the picture's row y.
     void Show(const Frames &frames, int y) const {
+        const std::uint8_t *const luma = bytes.data(), *const chroma = luma + width;
         DrawRow(frames, y, [&](const Row &row) {
-            const auto &mask = row.step == 1 ? luma : chroma;
-            select(row.out, row.in2, row.in1, mask.data(), std::ssize(mask));
-            FinishBytes(row, luma.back() ? Input::Two : Input::One);
+            select(row.out, row.in2, row.in1, row.step == 1 ? luma : chroma, row.Samples(width));
+            FinishBytes(row, luma[width - 1] ? Input::Two : Input::One);
         });
     }
 };
