@@ -104,6 +104,7 @@ struct Part {
         return form.IsRgba() && form.path != "rgb" &&
                (!transition.rgb || transition.info.countsBytes);
     }
+    bool IsOfHalves() const { return form.isInterlaced || form.IsYuv422(); }
     Path Layout() const { return form.IsRgba() && !IsOfChannels() ? Path::Rgb : Path::Yuv; }
     hostkit::Chroma Chroma() const {
         return form.IsYuv422() ? transition.info.chroma : hostkit::Chroma::Half;
@@ -149,7 +150,7 @@ struct Part {
             // Chroma of full resolution is drawn for each pixel of a pair, and their mean is kept.
             char &kept = out[Place(plane, x, y)];
             const bool isSecond = plane && IsFull() && x % 2;
-            if ((plane && !IsFull()) || y % 2 == half)
+            if (!IsOfHalves() || (plane && !IsFull()) || y % 2 == half)
                 kept = char(isSecond ? (std::uint8_t(kept) + byte + 1) / 2 : byte);
         });
     }
@@ -178,8 +179,11 @@ struct Mix {
     Motion motion = {};
 };
 
+class MltLayout : public Mlt, public testing::WithParamInterface<Form> {};
+
 // Every transition, and what the parameters do. There is no YUV of odd sizes.
-TEST_F(Mlt, DrawsWhatDirectCallsDraw) {
+TEST_P(MltLayout, DrawsWhatDirectCallsDraw) {
+    const Form &form = GetParam();
     const Transition &wipe = *TestedPlugin().Find("Linear Wipe");
     std::vector<Mix> all = {{wipe, "reverse=1", {nullptr, true, 0}},
                             {wipe, "backwards=1", {nullptr, true, 0}},
@@ -187,47 +191,54 @@ TEST_F(Mlt, DrawsWhatDirectCallsDraw) {
                             {*TestedPlugin().Find("Wind"), "seed=7", {nullptr, false, 7}}};
     for (const Transition &transition : TestedPlugin().Transitions())
         all.push_back({transition, ""});
-    for (const Form &form :
-         {Form{"yuv420p", 320, 180}, Form{"yuv422", 320, 180}, Form{"yuv422", 318, 180, "", true},
-          Form{"yuv422", 318, 180, "", true, true}, Form{"rgba", 211, 123, "yuv"},
-          Form{"rgba", 211, 123, "rgb"}, Form{"rgba", 212, 124, "", true}}) {
-        SCOPED_TRACE(Text(form.format, ' ', form.path, ' ', form.isInterlaced, form.isOddFirst));
-        const std::size_t size = form.FrameSize();
-        std::string noise[2], timeline, expected;
-        std::vector<std::string> names;
-        for (int clip = 0; clip < 2; ++clip) {
-            noise[clip] = RandomBytes(size * kFrames, clip);
-            for (std::size_t i = 3; form.IsRgba() && i < noise[clip].size(); i += 4)
-                noise[clip][i] = '\xff';
-            Write("raw", noise[clip]);
-            Must("ffmpeg -v error -y -f rawvideo -pix_fmt ", form.Raw(), " -s ", form.width, "x",
-                 form.height, " -r 25 -i raw -c copy ", clip, ".mkv");
-        }
-        for (const auto &[transition, properties, motion] : all) {
-            if (form.path == "rgb" && !transition.rgb)
-                continue;
-            names.push_back(transition.name + ' ' + properties);
-            // The engine is kept from fitting size and colours, which costs precision.
-            timeline += Text("abnormal:avformat:0.mkv abnormal:avformat:1.mkv -mix ", kFrames,
-                             " -mixer ", mlt::ServiceName(transition), ' ', properties,
-                             form.path.empty() ? " " : " path=" + form.path + " ");
-            for (std::size_t i = 0; i < kFrames; ++i) {
-                std::string picture(size, '\0');
-                for (const int half : {0, 1})
-                    for (int channel = 0; channel < (form.IsRgba() ? 4 : 1); ++channel)
-                        Part{form, transition, motion, half, channel}.Draw(
-                            {&noise[0][i * size], &noise[1][i * size]}, int(i), picture.data());
-                expected += Written(form, picture);
-            }
-        }
-        const std::string mixed = Play(form, timeline);
-        ASSERT_EQ(mixed.size(), expected.size());
-        for (std::size_t i = 0; i < mixed.size() / size; ++i)
-            EXPECT_TRUE(mixed.compare(i * size, size, expected, i * size, size) == 0)
-                << names[i / kFrames] << " frame " << i % kFrames;
-        EXPECT_TRUE(form.isOddFirst || Play(form, timeline, "", 4) == mixed) << "with four threads";
+    const std::size_t size = form.FrameSize();
+    std::string noise[2], timeline, expected;
+    std::vector<std::string> names;
+    for (int clip = 0; clip < 2; ++clip) {
+        noise[clip] = RandomBytes(size * kFrames, clip);
+        for (std::size_t i = 3; form.IsRgba() && i < noise[clip].size(); i += 4)
+            noise[clip][i] = '\xff';
+        Write("raw", noise[clip]);
+        Must("ffmpeg -v error -y -f rawvideo -pix_fmt ", form.Raw(), " -s ", form.width, "x",
+             form.height, " -r 25 -i raw -c copy ", clip, ".mkv");
     }
+    for (const auto &[transition, properties, motion] : all) {
+        if (form.path == "rgb" && !transition.rgb)
+            continue;
+        names.push_back(transition.name + ' ' + properties);
+        // The engine is kept from fitting size and colours, which costs precision.
+        timeline += Text("abnormal:avformat:0.mkv abnormal:avformat:1.mkv -mix ", kFrames,
+                         " -mixer ", mlt::ServiceName(transition), ' ', properties,
+                         form.path.empty() ? " " : " path=" + form.path + " ");
+        const Part whole = {form, transition, motion, 0, 0};
+        for (std::size_t i = 0; i < kFrames; ++i) {
+            std::string picture(size, '\0');
+            for (int half = 0; half < (whole.IsOfHalves() ? 2 : 1); ++half)
+                for (int channel = 0; channel < (whole.IsOfChannels() ? 4 : 1); ++channel)
+                    Part{form, transition, motion, half, channel}.Draw(
+                        {&noise[0][i * size], &noise[1][i * size]}, int(i), picture.data());
+            expected += Written(form, picture);
+        }
+    }
+    const std::string mixed = Play(form, timeline);
+    ASSERT_EQ(mixed.size(), expected.size());
+    for (std::size_t i = 0; i < mixed.size() / size; ++i)
+        EXPECT_TRUE(mixed.compare(i * size, size, expected, i * size, size) == 0)
+            << names[i / kFrames] << " frame " << i % kFrames;
+    EXPECT_TRUE(form.isOddFirst || Play(form, timeline, "", 4) == mixed) << "with four threads";
 }
+
+INSTANTIATE_TEST_SUITE_P(
+    Every, MltLayout,
+    testing::Values(Form{"yuv420p", 320, 180}, Form{"yuv422", 320, 180},
+                    Form{"yuv422", 318, 180, "", true}, Form{"yuv422", 318, 180, "", true, true},
+                    Form{"rgba", 211, 123, "yuv"}, Form{"rgba", 211, 123, "rgb"},
+                    Form{"rgba", 212, 124, "", true}),
+    [](const auto &info) {
+        const Form &form = info.param;
+        return Text(form.format, form.path, form.isInterlaced ? "Interlaced" : "",
+                    form.isOddFirst ? "OddFirst" : "");
+    });
 
 const Form kSmall = {"rgba", 64, 48};
 
