@@ -62,6 +62,6 @@ TEST_P(Golden, FramesMatch) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Reference, Golden, testing::ValuesIn(ExportedFunctions(TestedPlugin())),
-                         [](const auto &info) { return info.param.name; });
+                         testing::PrintToStringParamName());
 
 } // namespace

@@ -74,6 +74,11 @@ struct Form {
     std::string Raw() const { return IsYuv422() ? "yuyv422" : format; }
 };
 
+void PrintTo(const Form &form, std::ostream *out) {
+    *out << form.format << form.path << (form.isInterlaced ? "Interlaced" : "")
+         << (form.isOddFirst ? "OddFirst" : "");
+}
+
 /// The pictures of a timeline of melt's, without loss. They come with these words.
 std::string Play(const Form &form, const std::string &timeline, const std::string &says = "",
                  int threads = 1) {
@@ -228,17 +233,14 @@ TEST_P(MltLayout, DrawsWhatDirectCallsDraw) {
     EXPECT_TRUE(form.isOddFirst || Play(form, timeline, "", 4) == mixed) << "with four threads";
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Every, MltLayout,
-    testing::Values(Form{"yuv420p", 320, 180}, Form{"yuv422", 320, 180},
-                    Form{"yuv422", 318, 180, "", true}, Form{"yuv422", 318, 180, "", true, true},
-                    Form{"rgba", 211, 123, "yuv"}, Form{"rgba", 211, 123, "rgb"},
-                    Form{"rgba", 212, 124, "", true}),
-    [](const auto &info) {
-        const Form &form = info.param;
-        return Text(form.format, form.path, form.isInterlaced ? "Interlaced" : "",
-                    form.isOddFirst ? "OddFirst" : "");
-    });
+INSTANTIATE_TEST_SUITE_P(Every, MltLayout,
+                         testing::Values(Form{"yuv420p", 320, 180}, Form{"yuv422", 320, 180},
+                                         Form{"yuv422", 318, 180, "", true},
+                                         Form{"yuv422", 318, 180, "", true, true},
+                                         Form{"rgba", 211, 123, "yuv"},
+                                         Form{"rgba", 211, 123, "rgb"},
+                                         Form{"rgba", 212, 124, "", true}),
+                         testing::PrintToStringParamName());
 
 const Form kSmall = {"rgba", 64, 48};
 

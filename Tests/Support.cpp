@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <ostream>
 #include <stdexcept>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -47,6 +48,10 @@ TransParam MakeParam(double total, double current) {
     param.dTotal = total;
     param.dCurrent = current;
     return param;
+}
+
+void PrintTo(const ExportedFunction &function, std::ostream *out) {
+    *out << function.name;
 }
 
 std::vector<ExportedFunction> ExportedFunctions(const hostkit::Plugin &plugin) {

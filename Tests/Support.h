@@ -11,6 +11,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <iosfwd>
 #include <memory>
 #include <span>
 #include <string>
@@ -46,6 +47,7 @@ struct ExportedFunction {
     TransFunc function;
     bool fullChroma; ///< chroma planes as large as luma's, as roll_RT wants them
 };
+void PrintTo(const ExportedFunction &function, std::ostream *out);
 
 /// All those of a plug-in.
 std::vector<ExportedFunction> ExportedFunctions(const hostkit::Plugin &plugin);

@@ -210,6 +210,6 @@ TEST_P(Sweep, StaysInsideAtAnyPosition) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Every, Sweep, testing::ValuesIn(ExportedFunctions(TestedPlugin())),
-                         [](const auto &info) { return info.param.name; });
+                         testing::PrintToStringParamName());
 
 } // namespace
